@@ -1,0 +1,30 @@
+#pragma once
+// Text equality is Unicode canonical equivalence: a precomposed letter equals the letter followed
+// by its combining mark. The hash feeds the NFC form, so it agrees with the equality.
+
+#include <string>
+#include <string_view>
+
+namespace tovanel::chat {
+
+/// True when every byte is ASCII (ASCII text is its own canonical form).
+bool isAscii(std::string_view text) noexcept;
+
+/// The NFC form of UTF-8 text; text that is not valid UTF-8 is returned unchanged.
+std::string canonicalForm(std::string_view text);
+
+/// Canonical equivalence: byte-equal text, or both ASCII, decides at once; otherwise the NFC
+/// forms are compared.
+bool canonicallyEqual(std::string_view a, std::string_view b);
+
+/// Feeds the canonical form of `text` to a hasher.
+template <class H>
+void hashCanonical(H& hasher, std::string_view text) {
+  if (isAscii(text)) {
+    hasher.combineString(text);
+  } else {
+    hasher.combineString(canonicalForm(text));
+  }
+}
+
+}  // namespace tovanel::chat

@@ -1,0 +1,100 @@
+#pragma once
+// Streaming SipHash-c-d over little-endian 64-bit words; Hasher uses the 1-3 variant.
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace tovanel::chat {
+
+template <int CompressionRounds, int FinalizationRounds>
+class SipHash {
+ public:
+  SipHash(std::uint64_t k0, std::uint64_t k1) noexcept
+      : v0_(k0 ^ 0x736f6d6570736575ULL),
+        v1_(k1 ^ 0x646f72616e646f6dULL),
+        v2_(k0 ^ 0x6c7967656e657261ULL),
+        v3_(k1 ^ 0x7465646279746573ULL) {}
+
+  void write(const void* data, std::size_t size) noexcept {
+    const auto* p = static_cast<const unsigned char*>(data);
+    length_ += size;
+    while (tailSize_ != 0 && size != 0) {
+      appendTailByte(*p++);
+      --size;
+    }
+    for (; size >= 8; size -= 8, p += 8) compress(loadLittleEndian(p));
+    while (size-- != 0) appendTailByte(*p++);
+  }
+
+  // A word is eight little-endian bytes; when the stream is aligned it skips the byte path.
+  void writeWord(std::uint64_t word) noexcept {
+    if (tailSize_ == 0) {
+      length_ += 8;
+      compress(word);
+      return;
+    }
+    unsigned char bytes[8];
+    for (int i = 0; i < 8; ++i) bytes[i] = static_cast<unsigned char>(word >> (8 * i));
+    write(bytes, 8);
+  }
+
+  [[nodiscard]] std::uint64_t finish() const noexcept {
+    SipHash s = *this;
+    const std::uint64_t last = (static_cast<std::uint64_t>(length_) << 56) | tail_;
+    s.v3_ ^= last;
+    for (int i = 0; i < CompressionRounds; ++i) s.round();
+    s.v0_ ^= last;
+    s.v2_ ^= 0xff;
+    for (int i = 0; i < FinalizationRounds; ++i) s.round();
+    return s.v0_ ^ s.v1_ ^ s.v2_ ^ s.v3_;
+  }
+
+ private:
+  static std::uint64_t loadLittleEndian(const unsigned char* p) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, p, 8);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word;
+  }
+
+  void appendTailByte(unsigned char byte) noexcept {
+    tail_ |= static_cast<std::uint64_t>(byte) << (8 * tailSize_);
+    if (++tailSize_ == 8) {
+      compress(tail_);
+      tail_ = 0;
+      tailSize_ = 0;
+    }
+  }
+
+  void compress(std::uint64_t m) noexcept {
+    v3_ ^= m;
+    for (int i = 0; i < CompressionRounds; ++i) round();
+    v0_ ^= m;
+  }
+
+  void round() noexcept {
+    v0_ += v1_;
+    v1_ = std::rotl(v1_, 13);
+    v1_ ^= v0_;
+    v0_ = std::rotl(v0_, 32);
+    v2_ += v3_;
+    v3_ = std::rotl(v3_, 16);
+    v3_ ^= v2_;
+    v0_ += v3_;
+    v3_ = std::rotl(v3_, 21);
+    v3_ ^= v0_;
+    v2_ += v1_;
+    v1_ = std::rotl(v1_, 17);
+    v1_ ^= v2_;
+    v2_ = std::rotl(v2_, 32);
+  }
+
+  std::uint64_t v0_, v1_, v2_, v3_;
+  std::uint64_t tail_ = 0;
+  unsigned tailSize_ = 0;
+  std::size_t length_ = 0;
+};
+
+}  // namespace tovanel::chat

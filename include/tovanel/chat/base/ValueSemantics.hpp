@@ -1,0 +1,89 @@
+#pragma once
+// Equality and hash input of field values, the same rules for every record:
+// text by canonical equivalence; doubles by IEEE equality, fed as their bit pattern with minus
+// zero fed as plus zero; integers as 64-bit words; optionals as a presence byte then the value;
+// lists as their count then each element; raw-value enumerations by their raw string; records by
+// their own `operator==` and `hashInto`.
+
+#include <bit>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tovanel/chat/base/CanonicalString.hpp"
+#include "tovanel/chat/base/RawValue.hpp"
+
+namespace tovanel::chat::value {
+
+// Declared first so that each overload sees all the others (lists of optionals and so on).
+template <class T>
+bool equal(const std::optional<T>& a, const std::optional<T>& b);
+template <class T>
+bool equal(const std::vector<T>& a, const std::vector<T>& b);
+template <class H, class T>
+void feed(H& hasher, const std::optional<T>& optional);
+template <class H, class T>
+void feed(H& hasher, const std::vector<T>& list);
+
+inline bool equal(const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }
+inline bool equal(double a, double b) noexcept { return a == b; }
+inline bool equal(std::int64_t a, std::int64_t b) noexcept { return a == b; }
+inline bool equal(bool a, bool b) noexcept { return a == b; }
+template <class T>
+  requires(!std::is_arithmetic_v<T>)
+bool equal(const T& a, const T& b) {
+  return a == b;
+}
+template <class T>
+bool equal(const std::optional<T>& a, const std::optional<T>& b) {
+  if (a.has_value() != b.has_value()) return false;
+  return !a.has_value() || equal(*a, *b);
+}
+template <class T>
+bool equal(const std::vector<T>& a, const std::vector<T>& b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (!equal(a[i], b[i])) return false;
+  }
+  return true;
+}
+
+template <class H>
+void feed(H& hasher, const std::string& text) {
+  hashCanonical(hasher, text);
+}
+template <class H>
+void feed(H& hasher, double number) {
+  if (number == 0) number = 0.0;  // both zeros are equal, so they must hash alike
+  hasher.combine(std::bit_cast<std::uint64_t>(number));
+}
+template <class H>
+void feed(H& hasher, std::int64_t number) {
+  hasher.combine(static_cast<std::uint64_t>(number));
+}
+template <class H>
+void feed(H& hasher, bool flag) {
+  hasher.combine(static_cast<std::uint8_t>(flag ? 1 : 0));
+}
+template <class H, RawValueEnum E>
+void feed(H& hasher, E value) {
+  hasher.combineString(rawValue(value));
+}
+template <class H, class T>
+  requires requires(const T& v, H& h) { v.hashInto(h); }
+void feed(H& hasher, const T& record) {
+  record.hashInto(hasher);
+}
+template <class H, class T>
+void feed(H& hasher, const std::optional<T>& optional) {
+  hasher.combine(static_cast<std::uint8_t>(optional.has_value() ? 1 : 0));
+  if (optional) feed(hasher, *optional);
+}
+template <class H, class T>
+void feed(H& hasher, const std::vector<T>& list) {
+  hasher.combine(static_cast<std::uint64_t>(list.size()));
+  for (const auto& element : list) feed(hasher, element);
+}
+
+}  // namespace tovanel::chat::value

@@ -1,0 +1,257 @@
+#pragma once
+// A message body: one of the fifteen kinds of BodyType, holding the payload record of its kind.
+// A Body is one pointer wide. Its payload lives in an immutable, reference-counted allocation
+// that copies share (the counts are thread-safe); the four payload-less kinds (action, app,
+// event, hint) and vimeo allocate nothing.
+//
+// The payload records live in body/content/ and body/info/; include the headers of those you
+// read, or <tovanel/chat.hpp> for all of them.
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <type_traits>
+#include <utility>
+
+#include "tovanel/chat/base/Hasher.hpp"
+#include "tovanel/chat/base/HasherRef.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
+#include "tovanel/chat/body/EmptyBody.hpp"
+#include "tovanel/chat/coding/Decoder.hpp"
+#include "tovanel/chat/coding/Encoder.hpp"
+
+namespace tovanel::chat {
+
+struct HLSBody;
+struct ImagesBody;
+class InfoBody;
+struct LocationBody;
+struct SoundCloudBody;
+struct TextBody;
+struct TwitchBody;
+struct URLBody;
+struct VideoBody;
+struct YoutubeBody;
+
+/// The kind whose payload is T.
+template <class T>
+struct BodyPayloadKind;
+template <>
+struct BodyPayloadKind<HLSBody> : std::integral_constant<BodyType, BodyType::hls> {};
+template <>
+struct BodyPayloadKind<ImagesBody> : std::integral_constant<BodyType, BodyType::images> {};
+template <>
+struct BodyPayloadKind<InfoBody> : std::integral_constant<BodyType, BodyType::info> {};
+template <>
+struct BodyPayloadKind<LocationBody> : std::integral_constant<BodyType, BodyType::location> {};
+template <>
+struct BodyPayloadKind<SoundCloudBody>
+    : std::integral_constant<BodyType, BodyType::soundcloud> {};
+template <>
+struct BodyPayloadKind<TextBody> : std::integral_constant<BodyType, BodyType::text> {};
+template <>
+struct BodyPayloadKind<TwitchBody> : std::integral_constant<BodyType, BodyType::twitch> {};
+template <>
+struct BodyPayloadKind<URLBody> : std::integral_constant<BodyType, BodyType::url> {};
+template <>
+struct BodyPayloadKind<VideoBody> : std::integral_constant<BodyType, BodyType::video> {};
+template <>
+struct BodyPayloadKind<YoutubeBody> : std::integral_constant<BodyType, BodyType::youtube> {};
+
+template <class T>
+concept BodyPayload = requires { BodyPayloadKind<T>::value; };
+
+namespace detail {
+struct BodyPayloadHeader {
+  mutable std::atomic<std::uint32_t> references{1};
+  BodyType kind;
+};
+template <class T>
+struct BodyPayloadBox : BodyPayloadHeader {
+  BodyPayloadBox(BodyType k, T v) : BodyPayloadHeader{{1}, k}, value(std::move(v)) {}
+  T value;
+};
+template <class T, class>
+struct Dependent {
+  using type = T;
+};
+}  // namespace detail
+
+class Body {
+ public:
+  /// Thrown by the decoding that reads the kind from the body-type box when there is none.
+  struct BodyDecodingError : std::exception {
+    enum class Code : std::uint8_t { bodyTypeMissing };
+    Code code = Code::bodyTypeMissing;
+
+    const char* what() const noexcept override;
+    friend bool operator==(const BodyDecodingError&, const BodyDecodingError&) = default;
+    template <class H>
+    void hashInto(H& hasher) const {
+      hasher.combine(static_cast<std::uint64_t>(code));
+    }
+  };
+
+  /// What `visit` passes for the four kinds without a payload.
+  struct NoPayload {
+    BodyType kind;
+  };
+
+  static Body action() noexcept { return Body(BodyType::action); }
+  static Body app() noexcept { return Body(BodyType::app); }
+  static Body event() noexcept { return Body(BodyType::event); }
+  static Body hint() noexcept { return Body(BodyType::hint); }
+  static Body vimeo() noexcept { return Body(BodyType::vimeo); }
+  explicit Body(EmptyBody) noexcept : Body(BodyType::vimeo) {}
+  /// A body of the payload's kind (text for a TextBody, and so on).
+  template <BodyPayload T>
+  explicit Body(T payload)
+      : Body(static_cast<const detail::BodyPayloadHeader*>(
+            new detail::BodyPayloadBox<T>(BodyPayloadKind<T>::value, std::move(payload)))) {}
+
+  Body(const Body& other) noexcept : bits_(other.bits_) { retain(); }
+  Body(Body&& other) noexcept : bits_(std::exchange(other.bits_, 0)) {}
+  Body& operator=(const Body& other) noexcept {
+    Body copy(other);
+    swap(copy);
+    return *this;
+  }
+  Body& operator=(Body&& other) noexcept {
+    Body moved(std::move(other));
+    swap(moved);
+    return *this;
+  }
+  ~Body() { release(); }
+  void swap(Body& other) noexcept { std::swap(bits_, other.bits_); }
+
+  BodyType bodyType() const noexcept {
+    return isInline() ? static_cast<BodyType>(bits_) : header()->kind;
+  }
+
+  /// The payload when the body is of T's kind, else null. (EmptyBody for vimeo.)
+  template <class T>
+  const T* get() const noexcept;
+
+  /// Calls `f` with the payload (EmptyBody for vimeo, NoPayload for the payload-less kinds).
+  template <class F>
+  decltype(auto) visit(F&& f) const;
+
+  /// Decodes a body whose kind is in the decoder's body-type box (see prepareForBodyDecoding).
+  /// Without a box or a kind: writes a diagnostic line and throws BodyDecodingError.
+  static Body decode(const Decoder& decoder);
+  /// Decodes a body of a known kind from the value at the decoder's place. When the payload fails
+  /// to decode: writes a diagnostic line and throws the payload's error unchanged.
+  static Body decode(const Decoder& decoder, BodyType kind);
+  /// The checking forms of both: false after the failure is recorded in the decoder's run.
+  static bool decodeInto(const Decoder& decoder, Body& out);
+  static bool decodeInto(const Decoder& decoder, BodyType kind, Body& out);
+
+  /// Writes the payload at the encoder's place; the payload-less kinds and vimeo write nothing.
+  void encode(Encoder& encoder) const;
+
+  friend bool operator==(const Body& a, const Body& b);
+
+  template <class H>
+  void hashInto(H& hasher) const {
+    hasher.combine(static_cast<std::uint64_t>(position(bodyType())));
+    if (isInline()) return;
+    if constexpr (std::is_same_v<H, Hasher>) {
+      hashPayload(hasher);
+    } else {
+      HasherRef ref(hasher);
+      hashPayload(ref);
+    }
+  }
+  std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
+
+ private:
+  friend struct coding::Access;
+  template <class T>
+  friend struct BodyPayloadOps;
+
+  // Payload-less kinds and vimeo are stored as their position; payloads as their address.
+  static constexpr std::uintptr_t kInlineLimit = 16;
+
+  Body() noexcept : Body(BodyType::action) {}
+  explicit Body(BodyType inlineKind) noexcept : bits_(static_cast<std::uintptr_t>(inlineKind)) {}
+  explicit Body(const detail::BodyPayloadHeader* payload) noexcept
+      : bits_(reinterpret_cast<std::uintptr_t>(payload)) {}
+
+  bool isInline() const noexcept { return bits_ < kInlineLimit; }
+  const detail::BodyPayloadHeader* header() const noexcept {
+    return reinterpret_cast<const detail::BodyPayloadHeader*>(bits_);
+  }
+  void retain() const noexcept {
+    if (!isInline()) header()->references.fetch_add(1, std::memory_order_relaxed);
+  }
+  void release() noexcept;
+  void hashPayload(Hasher& hasher) const;
+  void hashPayload(HasherRef& hasher) const;
+
+  std::uintptr_t bits_;
+};
+
+static_assert(sizeof(Body) == sizeof(void*));
+
+template <class T>
+const T* Body::get() const noexcept {
+  if constexpr (std::is_same_v<T, EmptyBody>) {
+    static constexpr EmptyBody empty{};
+    return bodyType() == BodyType::vimeo ? &empty : nullptr;
+  } else {
+    if (isInline() || header()->kind != BodyPayloadKind<T>::value) return nullptr;
+    return &static_cast<const detail::BodyPayloadBox<T>*>(header())->value;
+  }
+}
+
+template <class F>
+decltype(auto) Body::visit(F&& f) const {
+  // The payload types are named through Dependent so that they need to be complete only where
+  // visit is used.
+  using Hls = typename detail::Dependent<HLSBody, F>::type;
+  using Images = typename detail::Dependent<ImagesBody, F>::type;
+  using Info = typename detail::Dependent<InfoBody, F>::type;
+  using Location = typename detail::Dependent<LocationBody, F>::type;
+  using SoundCloud = typename detail::Dependent<SoundCloudBody, F>::type;
+  using Text = typename detail::Dependent<TextBody, F>::type;
+  using Twitch = typename detail::Dependent<TwitchBody, F>::type;
+  using Url = typename detail::Dependent<URLBody, F>::type;
+  using Video = typename detail::Dependent<VideoBody, F>::type;
+  using Youtube = typename detail::Dependent<YoutubeBody, F>::type;
+  switch (bodyType()) {
+    case BodyType::hls:
+      return f(*get<Hls>());
+    case BodyType::images:
+      return f(*get<Images>());
+    case BodyType::info:
+      return f(*get<Info>());
+    case BodyType::location:
+      return f(*get<Location>());
+    case BodyType::soundcloud:
+      return f(*get<SoundCloud>());
+    case BodyType::text:
+      return f(*get<Text>());
+    case BodyType::twitch:
+      return f(*get<Twitch>());
+    case BodyType::url:
+      return f(*get<Url>());
+    case BodyType::video:
+      return f(*get<Video>());
+    case BodyType::youtube:
+      return f(*get<Youtube>());
+    case BodyType::vimeo:
+      return f(*get<EmptyBody>());
+    default:
+      return f(NoPayload{bodyType()});
+  }
+}
+
+}  // namespace tovanel::chat
+
+template <>
+struct std::hash<tovanel::chat::Body> {
+  std::size_t operator()(const tovanel::chat::Body& body) const noexcept {
+    return static_cast<std::size_t>(body.hashValue());
+  }
+};

@@ -1,0 +1,31 @@
+#pragma once
+// The hand-off of a body's kind. A body's JSON does not name its kind, so the enclosing record
+// passes it through the decoder's user information:
+//  1. the application calls prepareForBodyDecoding(decoder) once: an empty box is installed
+//     under the key "bodyType";
+//  2. the enclosing record decodes its kind and writes it into the box
+//     (`if (auto* box = bodyType(decoder.userInfo())) box->value = kind;`);
+//  3. it then decodes its body field as a Body, which reads the kind from the box.
+// The library never clears the box: a kind stays until the next one is written, also across
+// runs of the same decoder. One run at a time per decoder: the box has no lock.
+
+#include "tovanel/chat/body/BodyType.hpp"
+#include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+
+namespace tovanel::chat {
+
+using BodyTypeBox = CodingUserInfoValue<BodyType>;
+
+/// The user-information key "bodyType", made once on first use.
+const CodingUserInfoKey& bodyTypeKey();
+
+/// Installs a fresh, empty body-type box in the decoder's user information, replacing whatever
+/// was stored under the key.
+void prepareForBodyDecoding(JSONDecoder& decoder);
+
+/// The body-type box in this user information, or null when there is none (an entry of another
+/// type under the key counts as none).
+BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept;
+
+}  // namespace tovanel::chat

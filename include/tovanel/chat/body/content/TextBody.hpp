@@ -1,0 +1,59 @@
+#pragma once
+// The payload of a text message: the text and, optionally, the users it mentions, each with the
+// span of the text that names them.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tovanel/chat/base/Range.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct TextBody : coding::Record<TextBody> {
+  /// A mentioned user and the span of the text that names them. The bounds count UTF-16 code
+  /// units of `text`, as the service sends them; the library stores them unchanged and checks
+  /// nothing of them.
+  struct Mention : coding::Record<Mention> {
+    std::optional<std::string> userId;
+    std::optional<std::int64_t> rangeStart;  ///< first position of the span
+    std::optional<std::int64_t> rangeEnd;    ///< the position just past the span
+
+    Mention(std::optional<std::string> userId, std::optional<std::int64_t> rangeStart,
+            std::optional<std::int64_t> rangeEnd)
+        : userId(std::move(userId)), rangeStart(rangeStart), rangeEnd(rangeEnd) {}
+
+    /// Location rangeStart, length rangeEnd - rangeStart (negative when the bounds are reversed);
+    /// nothing when a bound is missing or the length does not fit 64 bits.
+    std::optional<Range> range() const noexcept;
+
+   private:
+    friend struct coding::Access;
+    Mention() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::optionalKey("userId", &Mention::userId),
+                        coding::optionalKey("rangeStart", &Mention::rangeStart),
+                        coding::optionalKey("rangeEnd", &Mention::rangeEnd)};
+    }
+  };
+
+  std::string text;
+  /// Absent and empty are different values: they compare unequal and encode differently.
+  std::optional<std::vector<Mention>> mentions;
+
+  TextBody(std::string text, std::optional<std::vector<Mention>> mentions)
+      : text(std::move(text)), mentions(std::move(mentions)) {}
+
+ private:
+  friend struct coding::Access;
+  TextBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::requiredKey("text", &TextBody::text),
+                      coding::optionalKey("mentions", &TextBody::mentions)};
+  }
+};
+
+}  // namespace tovanel::chat

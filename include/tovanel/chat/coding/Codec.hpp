@@ -1,0 +1,219 @@
+#pragma once
+// How each kind of value is read and written: text, integers, numbers, booleans, raw-value
+// enumerations, lists and records. A record takes part by having
+//   static bool decodeInto(const Decoder&, T&)   (the checking decode) and
+//   void encode(Encoder&) const;
+// any other type by specialising coding::Codec<T>.
+
+#include <concepts>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tovanel/chat/base/RawValue.hpp"
+#include "tovanel/chat/coding/Decoder.hpp"
+#include "tovanel/chat/coding/Encoder.hpp"
+
+namespace tovanel::chat::coding {
+
+/// Reaches what records keep private for their coding: the default constructor used to decode
+/// in place, and the field table.
+struct Access {
+  template <class T>
+  static T construct() {
+    return T();
+  }
+  template <class T>
+  static constexpr auto fields() {
+    return T::codingFields();
+  }
+};
+
+template <class T>
+struct Codec;
+
+template <>
+struct Codec<std::string> {
+  static bool decode(const Decoder& decoder, std::string& out) { return decoder.read(out); }
+  static void encode(Encoder& encoder, const std::string& value) { encoder.writeString(value); }
+};
+
+template <>
+struct Codec<std::int64_t> {
+  static bool decode(const Decoder& decoder, std::int64_t& out) { return decoder.read(out); }
+  static void encode(Encoder& encoder, std::int64_t value) { encoder.writeInteger(value); }
+};
+
+template <>
+struct Codec<double> {
+  static bool decode(const Decoder& decoder, double& out) { return decoder.read(out); }
+  static void encode(Encoder& encoder, double value) { encoder.writeNumber(value); }
+};
+
+template <>
+struct Codec<bool> {
+  static bool decode(const Decoder& decoder, bool& out) { return decoder.read(out); }
+  static void encode(Encoder& encoder, bool value) { encoder.writeBool(value); }
+};
+
+/// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).
+bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName, std::string_view text);
+
+template <RawValueEnum E>
+struct Codec<E> {
+  static bool decode(const Decoder& decoder, E& out) {
+    std::string_view text;
+    if (!decoder.read(text)) return false;
+    if (const auto value = fromRawValue<E>(text)) {
+      out = *value;
+      return true;
+    }
+    return failInvalidRawValue(decoder, RawValues<E>::typeName, text);
+  }
+  static void encode(Encoder& encoder, E value) { encoder.writeString(rawValue(value)); }
+};
+
+template <class T>
+struct Codec<std::vector<T>> {
+  static bool decode(const Decoder& decoder, std::vector<T>& out) {
+    auto elements = decoder.arrayContainer();
+    if (!elements) return false;
+    out.clear();
+    out.reserve(elements->count());
+    while (!elements->isAtEnd()) {
+      const Decoder element = elements->next();
+      out.push_back(Access::construct<T>());
+      if (!Codec<T>::decode(element, out.back())) return false;
+    }
+    return true;
+  }
+  static void encode(Encoder& encoder, const std::vector<T>& list) {
+    auto elements = encoder.unkeyedContainer();
+    for (const auto& element : list) elements.encode(element);
+  }
+};
+
+template <class T>
+concept DecodableRecord = requires(const Decoder& decoder, T& out) {
+  { T::decodeInto(decoder, out) } -> std::same_as<bool>;
+};
+template <class T>
+concept EncodableRecord = requires(const T& value, Encoder& encoder) { value.encode(encoder); };
+
+template <class T>
+  requires(DecodableRecord<T> || EncodableRecord<T>)
+struct Codec<T> {
+  static bool decode(const Decoder& decoder, T& out)
+    requires DecodableRecord<T>
+  {
+    return T::decodeInto(decoder, out);
+  }
+  static void encode(Encoder& encoder, const T& value)
+    requires EncodableRecord<T>
+  {
+    value.encode(encoder);
+  }
+};
+
+// ---- keyed reads of the checking core ----
+
+/// A required key: keyNotFound when absent, then the value's own errors.
+template <class T>
+bool decodeRequired(const KeyedDecodingContainer& container, std::string_view key, T& out) {
+  const auto value = container.find(key);
+  if (!value) return container.failKeyNotFound(key);
+  return Codec<T>::decode(*value, out);
+}
+
+/// An optional key: empty when absent or null; any other failure fails.
+template <class T>
+bool decodeOptional(const KeyedDecodingContainer& container, std::string_view key,
+                    std::optional<T>& out) {
+  const auto value = container.find(key);
+  if (!value || value->isNull()) {
+    out.reset();
+    return true;
+  }
+  out.emplace(Access::construct<T>());
+  if (Codec<T>::decode(*value, *out)) return true;
+  out.reset();
+  return false;
+}
+
+/// An optional key whose failures leave the value empty. Never fails, throws nothing, and builds
+/// no error for what it discards.
+template <class T>
+void decodeTolerant(const KeyedDecodingContainer& container, std::string_view key,
+                    std::optional<T>& out) {
+  DecodingRun& run = container.decoder().run();
+  DecodingRun::QuietScope quiet(run);
+  if (!decodeOptional(container, key, out)) run.clearError();
+}
+
+}  // namespace tovanel::chat::coding
+
+namespace tovanel::chat {
+
+// ---- the applications' API, on top of the checking core ----
+
+template <class T>
+T Decoder::decode() const {
+  T out = coding::Access::construct<T>();
+  if (!coding::Codec<T>::decode(*this, out)) run_->rethrow();
+  return out;
+}
+
+template <class T>
+T KeyedDecodingContainer::decode(std::string_view key) const {
+  T out = coding::Access::construct<T>();
+  if (!coding::decodeRequired(*this, key, out)) self_.run().rethrow();
+  return out;
+}
+
+template <class T>
+std::optional<T> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
+  std::optional<T> out;
+  if (!coding::decodeOptional(*this, key, out)) self_.run().rethrow();
+  return out;
+}
+
+template <class T>
+std::optional<T> KeyedDecodingContainer::decodeTolerantly(std::string_view key) const {
+  std::optional<T> out;
+  coding::decodeTolerant(*this, key, out);
+  return out;
+}
+
+template <class T>
+T UnkeyedDecodingContainer::decode() {
+  if (isAtEnd()) {
+    self_.fail(DecodingError::Kind::valueNotFound, "the array has no more elements");
+    self_.run().rethrow();
+  }
+  return next().template decode<T>();
+}
+
+template <class T>
+void Encoder::encode(const T& value) {
+  coding::Codec<T>::encode(*this, value);
+}
+
+template <class T>
+void KeyedEncodingContainer::encode(std::string_view key, const T& value) {
+  std::size_t mark = 0;
+  Encoder member = beginMember(key, mark);
+  coding::Codec<T>::encode(member, value);
+  endMember(mark);
+}
+
+template <class T>
+void UnkeyedEncodingContainer::encode(const T& value) {
+  std::size_t mark = 0;
+  Encoder element = beginElement(mark);
+  coding::Codec<T>::encode(element, value);
+  endElement(mark);
+}
+
+}  // namespace tovanel::chat

@@ -1,0 +1,44 @@
+#pragma once
+// One step of a coding path: a key of an object or an index of an array.
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tovanel::chat {
+
+struct CodingKey {
+  std::string stringValue;
+  std::optional<int> intValue;
+
+  static CodingKey key(std::string name) { return CodingKey{std::move(name), std::nullopt}; }
+  static CodingKey index(int position) {
+    return CodingKey{"Index " + std::to_string(position), position};
+  }
+  friend bool operator==(const CodingKey&, const CodingKey&) = default;
+};
+
+using CodingPath = std::vector<CodingKey>;
+
+namespace coding {
+/// One step of the path from the root to a value, kept on the stack of the decoders and encoders
+/// and turned into a CodingPath only when an error is built.
+struct PathStep {
+  const char* key = nullptr;  // null for an array element or the root
+  std::size_t keySizeOrIndex = 0;
+};
+
+/// A link of the path from a value back to the root (the root's link has no parent).
+struct PathLink {
+  const PathLink* parent = nullptr;
+  PathStep step{};
+};
+
+CodingPath pathOf(const PathLink& link);
+}  // namespace coding
+
+/// A path as people read it: `body.mentions[1].rangeStart`; empty for the top-level value.
+std::string describe(const CodingPath& path);
+
+}  // namespace tovanel::chat

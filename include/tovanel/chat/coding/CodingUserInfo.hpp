@@ -1,0 +1,61 @@
+#pragma once
+// The user information a decoder or encoder carries into every nested value of a run: a dictionary
+// keyed by CodingUserInfoKey whose values are of any type. A CodingUserInfoValue is a shared,
+// mutable box: every holder of the dictionary sees the one object.
+
+#include <any>
+#include <compare>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tovanel::chat {
+
+class CodingUserInfoKey {
+ public:
+  explicit CodingUserInfoKey(std::string rawValue) : rawValue_(std::move(rawValue)) {}
+  const std::string& rawValue() const noexcept { return rawValue_; }
+  friend auto operator<=>(const CodingUserInfoKey&, const CodingUserInfoKey&) = default;
+
+ private:
+  std::string rawValue_;
+};
+
+using UserInfo = std::map<CodingUserInfoKey, std::any>;
+
+namespace coding {
+struct BoxFactory;
+}
+
+/// A reference box in user information. It has no public constructor: boxes are made by the
+/// operations that install them (see prepareForBodyDecoding).
+template <class T>
+class CodingUserInfoValue {
+ public:
+  std::optional<T> value;
+
+ private:
+  CodingUserInfoValue() = default;
+  friend struct coding::BoxFactory;
+};
+
+namespace coding {
+struct BoxFactory {
+  template <class T>
+  static std::shared_ptr<CodingUserInfoValue<T>> make() {
+    return std::shared_ptr<CodingUserInfoValue<T>>(new CodingUserInfoValue<T>());
+  }
+};
+
+/// The box of type T stored under `key`, or null when there is none or it is of another type.
+template <class T>
+CodingUserInfoValue<T>* findBox(const UserInfo& userInfo, const CodingUserInfoKey& key) noexcept {
+  const auto entry = userInfo.find(key);
+  if (entry == userInfo.end()) return nullptr;
+  const auto* box = std::any_cast<std::shared_ptr<CodingUserInfoValue<T>>>(&entry->second);
+  return box != nullptr ? box->get() : nullptr;
+}
+}  // namespace coding
+
+}  // namespace tovanel::chat

@@ -1,0 +1,233 @@
+#pragma once
+// Decoding views over one parsed JSON document. A Decoder stands at one value of the document;
+// containers read objects, arrays and single values from it. Decoders and containers are cheap
+// views that live only during the decode call that made them.
+//
+// Two layers of calls:
+//  - the applications' API (`decode`, `decodeIfPresent`, `container()`...) throws DecodingError;
+//  - the checking core (`read`, `find`, `keyedContainer`...) that the library's own records are
+//    built on returns false or nothing after recording the failure in the run, so tolerant reads
+//    skip bad values without throwing anything.
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tovanel/chat/coding/CodingKey.hpp"
+#include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+
+namespace tovanel::chat {
+
+class JSONDecoder;
+class Decoder;
+class KeyedDecodingContainer;
+class UnkeyedDecodingContainer;
+class SingleValueDecodingContainer;
+
+/// The JSON type of a value.
+enum class JsonType : std::uint8_t { null, boolean, integer, number, string, array, object };
+
+/// "a string", "null", "an object"...: a JSON type as error messages name it.
+std::string_view describe(JsonType type) noexcept;
+
+namespace coding {
+/// A value inside a parsed document (opaque; only the coding sources look inside).
+struct JsonRef {
+  const void* document = nullptr;
+  std::size_t index = 0;
+};
+}  // namespace coding
+
+/// The state of one decode call: the decoder's options and the failure, if one was recorded.
+class DecodingRun {
+ public:
+  explicit DecodingRun(const JSONDecoder& owner) noexcept : owner_(&owner) {}
+  DecodingRun(const DecodingRun&) = delete;
+  DecodingRun& operator=(const DecodingRun&) = delete;
+
+  const JSONDecoder& owner() const noexcept { return *owner_; }
+
+  bool hasError() const noexcept { return failed_; }
+  /// The recorded error's description (empty when the failure was recorded quietly).
+  const std::string& errorDescription() const noexcept { return description_; }
+  /// Throws the recorded error; a quiet failure throws a generic dataCorrupted.
+  [[noreturn]] void rethrow();
+  void clearError() noexcept;
+
+  /// Records a failure that is not a DecodingError (the body-type hand-off's own error, or what a
+  /// custom date strategy threw).
+  void fail(std::exception_ptr error, std::string description);
+
+  /// While quiet, failures are recorded without building their error: for tolerant reads, which
+  /// discard the error anyway.
+  class QuietScope {
+   public:
+    explicit QuietScope(DecodingRun& run) noexcept : run_(run) { ++run_.quiet_; }
+    ~QuietScope() { --run_.quiet_; }
+    QuietScope(const QuietScope&) = delete;
+    QuietScope& operator=(const QuietScope&) = delete;
+
+   private:
+    DecodingRun& run_;
+  };
+  /// Lifts quiet mode, for a decode whose error must be described even when it is discarded.
+  class LoudScope {
+   public:
+    explicit LoudScope(DecodingRun& run) noexcept : run_(run), saved_(run.quiet_) {
+      run_.quiet_ = 0;
+    }
+    ~LoudScope() { run_.quiet_ = saved_; }
+    LoudScope(const LoudScope&) = delete;
+    LoudScope& operator=(const LoudScope&) = delete;
+
+   private:
+    DecodingRun& run_;
+    int saved_;
+  };
+
+ private:
+  friend class Decoder;
+  const JSONDecoder* owner_;
+  std::exception_ptr error_;
+  std::string description_;
+  int quiet_ = 0;
+  bool failed_ = false;
+};
+
+class Decoder {
+ public:
+  Decoder(coding::JsonRef value, DecodingRun& run) noexcept : value_(value), run_(&run) {}
+
+  // ---- applications' API: throws DecodingError ----
+
+  /// The object at this value (typeMismatch, or valueNotFound for null, otherwise).
+  KeyedDecodingContainer container() const;
+  /// The array at this value.
+  UnkeyedDecodingContainer unkeyedContainer() const;
+  /// This value, read as one value.
+  SingleValueDecodingContainer singleValueContainer() const;
+  /// Decodes this value as a T.
+  template <class T>
+  T decode() const;
+
+  const UserInfo& userInfo() const noexcept;
+  CodingPath codingPath() const;
+  DecodingRun& run() const noexcept { return *run_; }
+  /// The JSONDecoder whose run this is (its options).
+  const JSONDecoder& owner() const noexcept { return run_->owner(); }
+
+  // ---- checking core: false or nothing after recording the failure; throws nothing ----
+
+  JsonType type() const noexcept;
+  bool isNull() const noexcept { return type() == JsonType::null; }
+  bool read(std::string& out) const;
+  bool read(std::string_view& out) const;
+  bool read(std::int64_t& out) const;
+  bool read(double& out) const;
+  bool read(bool& out) const;
+  std::optional<KeyedDecodingContainer> keyedContainer() const;
+  std::optional<UnkeyedDecodingContainer> arrayContainer() const;
+
+  /// Records a failure at this value and returns false.
+  bool fail(DecodingError::Kind kind, std::string_view message) const;
+  /// Records "expected <what>, found <this value's type>" (valueNotFound for null).
+  bool failExpecting(std::string_view what) const;
+
+  coding::JsonRef ref() const noexcept { return value_; }
+
+ private:
+  friend class KeyedDecodingContainer;
+  friend class UnkeyedDecodingContainer;
+  Decoder(coding::JsonRef value, DecodingRun& run, const Decoder& parent,
+          coding::PathStep step) noexcept
+      : value_(value), run_(&run), link_{&parent.link_, step} {}
+
+  coding::JsonRef value_;
+  DecodingRun* run_;
+  coding::PathLink link_;
+};
+
+/// The members of one JSON object. When a key occurs more than once, the last occurrence wins.
+class KeyedDecodingContainer {
+ public:
+  // ---- applications' API ----
+  bool contains(std::string_view key) const noexcept { return find(key).has_value(); }
+  std::vector<std::string> allKeys() const;
+  /// A required key: keyNotFound when absent, then the value's own errors.
+  template <class T>
+  T decode(std::string_view key) const;
+  /// An optional key: nothing when absent or null; other failures throw.
+  template <class T>
+  std::optional<T> decodeIfPresent(std::string_view key) const;
+  /// An optional key whose failures are swallowed: nothing when absent, null or unreadable.
+  template <class T>
+  std::optional<T> decodeTolerantly(std::string_view key) const;
+  /// True when the key holds null (keyNotFound when absent).
+  bool decodeNil(std::string_view key) const;
+  /// A decoder at the key's value (keyNotFound when absent).
+  Decoder nestedDecoder(std::string_view key) const;
+
+  // ---- checking core ----
+  /// The value under `key`, or nothing when the object has no such key. Records no failure.
+  std::optional<Decoder> find(std::string_view key) const noexcept;
+  /// Records keyNotFound for `key` and returns false.
+  bool failKeyNotFound(std::string_view key) const;
+
+  const Decoder& decoder() const noexcept { return self_; }
+  KeyedDecodingContainer(const KeyedDecodingContainer&) = default;
+
+ private:
+  friend class Decoder;
+  explicit KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {}
+  Decoder self_;
+};
+
+/// The elements of one JSON array, read front to back.
+class UnkeyedDecodingContainer {
+ public:
+  std::size_t count() const noexcept { return count_; }
+  std::size_t currentIndex() const noexcept { return index_; }
+  bool isAtEnd() const noexcept { return index_ >= count_; }
+  /// Decodes the next element as a T (applications' API; throws).
+  template <class T>
+  T decode();
+
+  /// A decoder at the next element, then steps past it. Only while !isAtEnd().
+  Decoder next() noexcept;
+
+  UnkeyedDecodingContainer(const UnkeyedDecodingContainer&) = default;
+
+ private:
+  friend class Decoder;
+  UnkeyedDecodingContainer(const Decoder& self, std::size_t count, std::size_t first) noexcept
+      : self_(self), count_(count), cursor_(first) {}
+  Decoder self_;
+  std::size_t count_;
+  std::size_t cursor_;  // document position of the next element
+  std::size_t index_ = 0;
+};
+
+/// One value read as a whole: a string, a number, a raw-value enumeration...
+class SingleValueDecodingContainer {
+ public:
+  bool decodeNil() const noexcept { return self_.isNull(); }
+  template <class T>
+  T decode() const {
+    return self_.decode<T>();
+  }
+  const Decoder& decoder() const noexcept { return self_; }
+
+ private:
+  friend class Decoder;
+  explicit SingleValueDecodingContainer(const Decoder& self) noexcept : self_(self) {}
+  Decoder self_;
+};
+
+}  // namespace tovanel::chat
+
+#include "tovanel/chat/coding/Codec.hpp"

@@ -1,0 +1,157 @@
+#pragma once
+// Encoding views that stream compact (or pretty) JSON into one string. An Encoder stands at the
+// place of one value; a value writes itself there through one container. A value that writes
+// nothing is written as `{}`, wherever it stands.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tovanel/chat/coding/CodingKey.hpp"
+#include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/EncodingError.hpp"
+
+namespace tovanel::chat {
+
+class JSONEncoder;
+class KeyedEncodingContainer;
+class UnkeyedEncodingContainer;
+class SingleValueEncodingContainer;
+
+/// How the output is laid out.
+struct OutputFormatting {
+  bool prettyPrinted = false;  ///< newlines and two-space indentation
+  bool sortedKeys = false;     ///< object members ordered by key
+};
+
+/// The state of one encode call: where the text goes and how it is laid out.
+class EncodingRun {
+ public:
+  EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
+  EncodingRun(const EncodingRun&) = delete;
+  EncodingRun& operator=(const EncodingRun&) = delete;
+
+  const JSONEncoder& owner() const noexcept { return *owner_; }
+  std::string& out() noexcept { return *out_; }
+  const OutputFormatting& formatting() const noexcept { return formatting_; }
+
+ private:
+  friend class KeyedEncodingContainer;
+  friend class UnkeyedEncodingContainer;
+  const JSONEncoder* owner_;
+  std::string* out_;
+  OutputFormatting formatting_;
+  int depth_ = 0;
+};
+
+class Encoder {
+ public:
+  explicit Encoder(EncodingRun& run) noexcept : run_(&run) {}
+
+  /// An object at this place; its members are written through it and it closes when destroyed.
+  KeyedEncodingContainer container();
+  /// An array at this place.
+  UnkeyedEncodingContainer unkeyedContainer();
+  /// One value at this place.
+  SingleValueEncodingContainer singleValueContainer();
+  /// Encodes a T at this place.
+  template <class T>
+  void encode(const T& value);
+
+  const UserInfo& userInfo() const noexcept;
+  CodingPath codingPath() const;
+  EncodingRun& run() const noexcept { return *run_; }
+  const JSONEncoder& owner() const noexcept { return run_->owner(); }
+
+  // ---- the writers everything ends in ----
+  void writeString(std::string_view text);  ///< EncodingError for text that is not UTF-8
+  void writeInteger(std::int64_t number);
+  void writeNumber(double number);  ///< EncodingError for NaN and the infinities
+  void writeBool(bool flag);
+  void writeNull();
+
+  /// Throws EncodingError at this place.
+  [[noreturn]] void fail(std::string message) const;
+
+ private:
+  friend class KeyedEncodingContainer;
+  friend class UnkeyedEncodingContainer;
+  Encoder(EncodingRun& run, const Encoder& parent, coding::PathStep step) noexcept
+      : run_(&run), link_{&parent.link_, step} {}
+
+  EncodingRun* run_;
+  coding::PathLink link_;
+};
+
+/// The members of one JSON object, written in the order they are given.
+class KeyedEncodingContainer {
+ public:
+  ~KeyedEncodingContainer();
+  KeyedEncodingContainer(const KeyedEncodingContainer&) = delete;
+  KeyedEncodingContainer& operator=(const KeyedEncodingContainer&) = delete;
+
+  /// Writes the key always.
+  template <class T>
+  void encode(std::string_view key, const T& value);
+  /// Writes the key only for a present value; never a JSON null.
+  template <class T>
+  void encodeIfPresent(std::string_view key, const std::optional<T>& value) {
+    if (value) encode(key, *value);
+  }
+  void encodeNil(std::string_view key);
+
+  /// Starts a member: separator and key. The value is then written through the returned
+  /// encoder, and `endMember` closes it.
+  Encoder beginMember(std::string_view key, std::size_t& mark);
+  void endMember(std::size_t mark);
+
+ private:
+  friend class Encoder;
+  explicit KeyedEncodingContainer(const Encoder& self);
+  Encoder self_;
+  std::size_t count_ = 0;
+  std::size_t memberStart_ = 0;
+  std::vector<std::pair<std::size_t, std::size_t>> spans_;  // member texts, for sorted keys
+};
+
+/// The elements of one JSON array, written in order.
+class UnkeyedEncodingContainer {
+ public:
+  ~UnkeyedEncodingContainer();
+  UnkeyedEncodingContainer(const UnkeyedEncodingContainer&) = delete;
+  UnkeyedEncodingContainer& operator=(const UnkeyedEncodingContainer&) = delete;
+
+  template <class T>
+  void encode(const T& value);
+
+  Encoder beginElement(std::size_t& mark);
+  void endElement(std::size_t mark);
+
+ private:
+  friend class Encoder;
+  explicit UnkeyedEncodingContainer(const Encoder& self);
+  Encoder self_;
+  std::size_t count_ = 0;
+};
+
+class SingleValueEncodingContainer {
+ public:
+  template <class T>
+  void encode(const T& value) {
+    self_.encode(value);
+  }
+  void encodeNil() { self_.writeNull(); }
+
+ private:
+  friend class Encoder;
+  explicit SingleValueEncodingContainer(const Encoder& self) noexcept : self_(self) {}
+  Encoder self_;
+};
+
+}  // namespace tovanel::chat
+
+#include "tovanel/chat/coding/Codec.hpp"

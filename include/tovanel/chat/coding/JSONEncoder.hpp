@@ -1,0 +1,36 @@
+#pragma once
+// Encodes values as JSON text: compact by default, keys in the order written, UTF-8 as is,
+// "/" not escaped, integers in decimal and doubles in their shortest round-trip form.
+
+#include <string>
+
+#include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/Encoder.hpp"
+
+namespace tovanel::chat {
+
+class JSONEncoder {
+ public:
+  OutputFormatting outputFormatting;
+  UserInfo userInfo;
+
+  /// The JSON text of a value; a value that writes nothing gives `{}`.
+  template <class T>
+  std::string encode(const T& value) const {
+    std::string out;
+    encode(value, out);
+    return out;
+  }
+
+  /// Appends the JSON text of a value to `out` (reuse one buffer across calls).
+  template <class T>
+  void encode(const T& value, std::string& out) const {
+    const auto start = out.size();
+    EncodingRun run(*this, out);
+    Encoder root(run);
+    root.encode(value);
+    if (out.size() == start) out += "{}";
+  }
+};
+
+}  // namespace tovanel::chat

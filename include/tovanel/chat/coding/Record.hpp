@@ -1,0 +1,147 @@
+#pragma once
+// One description per record. A record states its JSON keys once, in key order, as a field table:
+//
+//   static constexpr auto codingFields() {
+//     return std::tuple{coding::requiredKey("text", &TextBody::text),
+//                       coding::optionalKey("mentions", &TextBody::mentions)};
+//   }
+//
+// and derives from coding::Record<T>, which turns the table into decoding (keys read in table
+// order, the first failure wins), encoding (required fields always written, optional ones only
+// when present), equality and the hash input (fields in declaration order). A record whose key
+// order differs from its declaration order also states `hashOrder()`, the table positions in
+// declaration order.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/base/Hasher.hpp"
+#include "tovanel/chat/base/ValueSemantics.hpp"
+#include "tovanel/chat/coding/Codec.hpp"
+
+namespace tovanel::chat::coding {
+
+/// How a field is read: required (fails when absent), optional (empty when absent or null) or
+/// tolerant (empty when absent, null or unreadable). Required fields are always written;
+/// optional and tolerant ones only when present.
+enum class Presence : std::uint8_t { required, optional, tolerant };
+
+template <class R, class M, Presence P>
+struct Field {
+  std::string_view key;
+  M R::*member;
+  static constexpr Presence presence = P;
+};
+
+template <class R, class M>
+constexpr Field<R, M, Presence::required> requiredKey(std::string_view key, M R::*member) {
+  return {key, member};
+}
+template <class R, class M>
+constexpr Field<R, std::optional<M>, Presence::optional> optionalKey(
+    std::string_view key, std::optional<M> R::*member) {
+  return {key, member};
+}
+template <class R, class M>
+constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(
+    std::string_view key, std::optional<M> R::*member) {
+  return {key, member};
+}
+
+/// The JSON keys of a record's table, in key order (the raw values of a public CodingKeys).
+template <class T>
+constexpr auto keysOf() {
+  constexpr auto fields = Access::fields<T>();
+  return std::apply([](const auto&... field) { return std::array{field.key...}; }, fields);
+}
+
+template <class R, class M, Presence P>
+bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+  if constexpr (P == Presence::required) {
+    return decodeRequired(container, field.key, record.*field.member);
+  } else if constexpr (P == Presence::optional) {
+    return decodeOptional(container, field.key, record.*field.member);
+  } else {
+    decodeTolerant(container, field.key, record.*field.member);
+    return true;
+  }
+}
+
+template <class R, class M, Presence P>
+void writeField(KeyedEncodingContainer& container, const R& record, const Field<R, M, P>& field) {
+  if constexpr (P == Presence::required) {
+    container.encode(field.key, record.*field.member);
+  } else {
+    container.encodeIfPresent(field.key, record.*field.member);
+  }
+}
+
+template <class T>
+bool decodeFields(const Decoder& decoder, T& out) {
+  const auto container = decoder.keyedContainer();
+  if (!container) return false;
+  return std::apply([&](const auto&... field) { return (readField(*container, out, field) && ...); },
+                    Access::fields<T>());
+}
+
+template <class T>
+void encodeFields(Encoder& encoder, const T& value) {
+  auto container = encoder.container();
+  std::apply([&](const auto&... field) { (writeField(container, value, field), ...); },
+             Access::fields<T>());
+}
+
+template <class T>
+bool fieldsEqual(const T& a, const T& b) {
+  return std::apply(
+      [&](const auto&... field) { return (value::equal(a.*field.member, b.*field.member) && ...); },
+      Access::fields<T>());
+}
+
+template <class T>
+concept HasHashOrder = requires { T::hashOrder(); };
+
+template <class H, class T>
+void hashFields(H& hasher, const T& value) {
+  constexpr auto fields = Access::fields<T>();
+  if constexpr (HasHashOrder<T>) {
+    constexpr auto order = T::hashOrder();
+    static_assert(order.size() == std::tuple_size_v<decltype(fields)>);
+    [&]<std::size_t... I>(std::index_sequence<I...>) {
+      (value::feed(hasher, value.*(std::get<order[I]>(fields).member)), ...);
+    }(std::make_index_sequence<order.size()>{});
+  } else {
+    std::apply([&](const auto&... field) { (value::feed(hasher, value.*field.member), ...); },
+               fields);
+  }
+}
+
+/// The base of a record described by a field table.
+template <class T>
+class Record {
+ public:
+  /// Decodes a T from the decoder's value (throws DecodingError).
+  static T decode(const Decoder& decoder) { return decoder.decode<T>(); }
+  /// The checking decode: false after the failure is recorded in the decoder's run.
+  static bool decodeInto(const Decoder& decoder, T& out) { return decodeFields(decoder, out); }
+  void encode(Encoder& encoder) const { encodeFields(encoder, self()); }
+
+  template <class H>
+  void hashInto(H& hasher) const {
+    hashFields(hasher, self());
+  }
+  /// The hash with the process's seed.
+  std::uint64_t hashValue() const { return hashValueOf(self()); }
+
+  friend bool operator==(const T& a, const T& b) { return fieldsEqual(a, b); }
+
+ private:
+  const T& self() const noexcept { return static_cast<const T&>(*this); }
+};
+
+}  // namespace tovanel::chat::coding

@@ -1,0 +1,164 @@
+// Body's dispatch: one table row per kind says how its payload decodes, encodes, compares,
+// hashes and is destroyed. A payload record plugs in by taking its row.
+
+#include "tovanel/chat/body/Body.hpp"
+
+#include <array>
+#include <memory>
+
+#include "body/DiagnosticLine.hpp"
+#include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/coding/Codec.hpp"
+
+namespace tovanel::chat {
+
+template <class T>
+struct BodyPayloadOps {
+  using Box = detail::BodyPayloadBox<T>;
+  static const T& payload(const detail::BodyPayloadHeader* header) {
+    return static_cast<const Box*>(header)->value;
+  }
+  static bool decode(const Decoder& decoder, Body& out) {
+    // Decoded in place, in the allocation the body will keep.
+    auto box = std::make_unique<Box>(BodyPayloadKind<T>::value, coding::Access::construct<T>());
+    if (!coding::Codec<T>::decode(decoder, box->value)) return false;
+    out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
+    return true;
+  }
+  static void encode(const detail::BodyPayloadHeader* header, Encoder& encoder) {
+    coding::Codec<T>::encode(encoder, payload(header));
+  }
+  static bool equal(const detail::BodyPayloadHeader* a, const detail::BodyPayloadHeader* b) {
+    return payload(a) == payload(b);
+  }
+  static void hash(const detail::BodyPayloadHeader* header, Hasher& hasher) {
+    payload(header).hashInto(hasher);
+  }
+  static void hashRef(const detail::BodyPayloadHeader* header, HasherRef& hasher) {
+    payload(header).hashInto(hasher);
+  }
+  static void destroy(const detail::BodyPayloadHeader* header) {
+    delete static_cast<const Box*>(header);
+  }
+};
+
+namespace {
+
+struct PayloadOps {
+  bool (*decode)(const Decoder&, Body&) = nullptr;  // null: a kind without payload
+  void (*encode)(const detail::BodyPayloadHeader*, Encoder&) = nullptr;
+  bool (*equal)(const detail::BodyPayloadHeader*, const detail::BodyPayloadHeader*) = nullptr;
+  void (*hash)(const detail::BodyPayloadHeader*, Hasher&) = nullptr;
+  void (*hashRef)(const detail::BodyPayloadHeader*, HasherRef&) = nullptr;
+  void (*destroy)(const detail::BodyPayloadHeader*) = nullptr;
+};
+
+template <class T>
+constexpr PayloadOps opsFor() {
+  using Ops = BodyPayloadOps<T>;
+  return {&Ops::decode, &Ops::encode, &Ops::equal, &Ops::hash, &Ops::hashRef, &Ops::destroy};
+}
+
+bool decodeUnavailable(const Decoder& decoder, Body&) {
+  return decoder.fail(DecodingError::Kind::dataCorrupted,
+                      "this build of the library cannot decode bodies of this kind yet");
+}
+
+constexpr PayloadOps kNoPayload{};
+constexpr PayloadOps kUnavailable{&decodeUnavailable};
+
+constexpr std::array<PayloadOps, 15> kPayloadOps{
+    kNoPayload,          // action
+    kNoPayload,          // app
+    kNoPayload,          // event
+    kNoPayload,          // hint
+    kUnavailable,        // hls
+    kUnavailable,        // images
+    kUnavailable,        // info
+    kUnavailable,        // location
+    kUnavailable,        // soundcloud
+    opsFor<TextBody>(),  // text
+    kUnavailable,        // twitch
+    kUnavailable,        // url
+    kUnavailable,        // video
+    kNoPayload,          // vimeo: its EmptyBody reads and writes nothing here
+    kUnavailable,        // youtube
+};
+
+const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
+
+constexpr std::string_view kPrepareLine =
+    "[Body] Can't decode BodyType. Prepare your JSONDecoder with `prepareForBodyDecoding()`.";
+constexpr std::string_view kPayloadFailedLine = "[Body] Can't decode due to error: ";
+
+}  // namespace
+
+const char* Body::BodyDecodingError::what() const noexcept {
+  return "bodyTypeMissing: the decoder holds no body kind; prepare it with "
+         "prepareForBodyDecoding() and write the kind into its box before decoding a body";
+}
+
+void Body::release() noexcept {
+  if (isInline()) return;
+  const auto* payload = header();
+  if (payload->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    opsOf(payload->kind).destroy(payload);
+  }
+  bits_ = 0;
+}
+
+bool Body::decodeInto(const Decoder& decoder, Body& out) {
+  const BodyTypeBox* box = tovanel::chat::bodyType(decoder.userInfo());
+  if (box == nullptr || !box->value) {
+    detail::writeDiagnosticLine(kPrepareLine);
+    const BodyDecodingError error;
+    decoder.run().fail(std::make_exception_ptr(error), error.what());
+    return false;
+  }
+  return decodeInto(decoder, *box->value, out);
+}
+
+bool Body::decodeInto(const Decoder& decoder, BodyType kind, Body& out) {
+  const PayloadOps& ops = opsOf(kind);
+  if (ops.decode == nullptr) {
+    out = Body(kind);  // nothing is read, whatever the value holds
+    return true;
+  }
+  DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
+  if (ops.decode(decoder, out)) return true;
+  detail::writeDiagnosticLine(kPayloadFailedLine, decoder.run().errorDescription());
+  return false;
+}
+
+Body Body::decode(const Decoder& decoder) {
+  Body out;
+  if (!decodeInto(decoder, out)) decoder.run().rethrow();
+  return out;
+}
+
+Body Body::decode(const Decoder& decoder, BodyType kind) {
+  Body out;
+  if (!decodeInto(decoder, kind, out)) decoder.run().rethrow();
+  return out;
+}
+
+void Body::encode(Encoder& encoder) const {
+  if (isInline()) return;
+  opsOf(header()->kind).encode(header(), encoder);
+}
+
+bool operator==(const Body& a, const Body& b) {
+  const BodyType kind = a.bodyType();
+  if (kind != b.bodyType()) return false;
+  if (a.isInline()) return true;
+  return opsOf(kind).equal(a.header(), b.header());
+}
+
+void Body::hashPayload(Hasher& hasher) const { opsOf(header()->kind).hash(header(), hasher); }
+
+void Body::hashPayload(HasherRef& hasher) const {
+  opsOf(header()->kind).hashRef(header(), hasher);
+}
+
+}  // namespace tovanel::chat

@@ -1,0 +1,201 @@
+#include "tovanel/chat/coding/Encoder.hpp"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "tovanel/chat/base/CanonicalString.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+
+namespace tovanel::chat {
+
+namespace {
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+bool needsEscape(unsigned char c) noexcept { return c == '"' || c == '\\' || c < 0x20; }
+
+void appendEscaped(std::string& out, std::string_view text) {
+  out += '"';
+  std::size_t runStart = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (!needsEscape(c)) continue;
+    out.append(text.data() + runStart, i - runStart);
+    runStart = i + 1;
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
+      default: {
+        const char escape[6] = {'\\', 'u', '0', '0', kHexDigits[c >> 4], kHexDigits[c & 0xF]};
+        out.append(escape, 6);
+      }
+    }
+  }
+  out.append(text.data() + runStart, text.size() - runStart);
+  out += '"';
+}
+
+void appendIndent(std::string& out, int depth) {
+  out += '\n';
+  out.append(static_cast<std::size_t>(depth) * 2, ' ');
+}
+
+// The key of a member's text `"key":value`, still escaped.
+std::string_view memberKey(std::string_view member) {
+  std::size_t i = 1;
+  while (i < member.size() && member[i] != '"') i += member[i] == '\\' ? 2 : 1;
+  return member.substr(1, i - 1);
+}
+}  // namespace
+
+EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out) noexcept
+    : owner_(&owner), out_(&out), formatting_(owner.outputFormatting) {}
+
+// ---- Encoder ----
+
+const UserInfo& Encoder::userInfo() const noexcept { return run_->owner().userInfo; }
+
+CodingPath Encoder::codingPath() const { return coding::pathOf(link_); }
+
+void Encoder::fail(std::string message) const { throw EncodingError(codingPath(), std::move(message)); }
+
+void Encoder::writeString(std::string_view text) {
+  if (!isAscii(text) && !simdjson::validate_utf8(text.data(), text.size())) {
+    fail("the text is not valid UTF-8");
+  }
+  appendEscaped(run_->out(), text);
+}
+
+void Encoder::writeInteger(std::int64_t number) {
+  char buffer[24];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  run_->out().append(buffer, result.ptr);
+}
+
+void Encoder::writeNumber(double number) {
+  if (!std::isfinite(number)) {
+    fail(std::isnan(number) ? "NaN cannot be written as JSON"
+                            : "an infinite number cannot be written as JSON");
+  }
+  char buffer[32];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  run_->out().append(buffer, result.ptr);
+}
+
+void Encoder::writeBool(bool flag) { run_->out() += flag ? "true" : "false"; }
+
+void Encoder::writeNull() { run_->out() += "null"; }
+
+KeyedEncodingContainer Encoder::container() { return KeyedEncodingContainer(*this); }
+
+UnkeyedEncodingContainer Encoder::unkeyedContainer() { return UnkeyedEncodingContainer(*this); }
+
+SingleValueEncodingContainer Encoder::singleValueContainer() {
+  return SingleValueEncodingContainer(*this);
+}
+
+// ---- KeyedEncodingContainer ----
+
+KeyedEncodingContainer::KeyedEncodingContainer(const Encoder& self) : self_(self) {
+  self_.run_->out() += '{';
+  ++self_.run_->depth_;
+}
+
+KeyedEncodingContainer::~KeyedEncodingContainer() {
+  EncodingRun& run = *self_.run_;
+  std::string& out = run.out();
+  --run.depth_;
+  if (spans_.size() > 1) {
+    // Sorted keys: reorder the member texts, keeping the separator between them.
+    const std::string separator =
+        out.substr(spans_[0].second, spans_[1].first - spans_[0].second);
+    std::vector<std::string> members;
+    members.reserve(spans_.size());
+    for (const auto& [begin, end] : spans_) members.push_back(out.substr(begin, end - begin));
+    std::stable_sort(members.begin(), members.end(), [](const auto& a, const auto& b) {
+      return memberKey(a) < memberKey(b);
+    });
+    out.resize(spans_[0].first);
+    for (std::size_t i = 0; i < members.size(); ++i) {
+      if (i > 0) out += separator;
+      out += members[i];
+    }
+  }
+  if (run.formatting().prettyPrinted && count_ > 0) appendIndent(out, run.depth_);
+  out += '}';
+}
+
+Encoder KeyedEncodingContainer::beginMember(std::string_view key, std::size_t& mark) {
+  EncodingRun& run = *self_.run_;
+  std::string& out = run.out();
+  if (count_++ > 0) out += ',';
+  if (run.formatting().prettyPrinted) appendIndent(out, run.depth_);
+  memberStart_ = out.size();
+  self_.writeString(key);
+  out += run.formatting().prettyPrinted ? ": " : ":";
+  mark = out.size();
+  return Encoder(run, self_, coding::PathStep{key.data(), key.size()});
+}
+
+void KeyedEncodingContainer::endMember(std::size_t mark) {
+  std::string& out = self_.run_->out();
+  if (out.size() == mark) out += "{}";  // the value wrote nothing
+  if (self_.run_->formatting().sortedKeys) spans_.emplace_back(memberStart_, out.size());
+}
+
+void KeyedEncodingContainer::encodeNil(std::string_view key) {
+  std::size_t mark = 0;
+  beginMember(key, mark).writeNull();
+  endMember(mark);
+}
+
+// ---- UnkeyedEncodingContainer ----
+
+UnkeyedEncodingContainer::UnkeyedEncodingContainer(const Encoder& self) : self_(self) {
+  self_.run_->out() += '[';
+  ++self_.run_->depth_;
+}
+
+UnkeyedEncodingContainer::~UnkeyedEncodingContainer() {
+  EncodingRun& run = *self_.run_;
+  --run.depth_;
+  if (run.formatting().prettyPrinted && count_ > 0) appendIndent(run.out(), run.depth_);
+  run.out() += ']';
+}
+
+Encoder UnkeyedEncodingContainer::beginElement(std::size_t& mark) {
+  EncodingRun& run = *self_.run_;
+  std::string& out = run.out();
+  if (count_ > 0) out += ',';
+  if (run.formatting().prettyPrinted) appendIndent(out, run.depth_);
+  mark = out.size();
+  return Encoder(run, self_, coding::PathStep{nullptr, count_++});
+}
+
+void UnkeyedEncodingContainer::endElement(std::size_t mark) {
+  std::string& out = self_.run_->out();
+  if (out.size() == mark) out += "{}";
+}
+
+}  // namespace tovanel::chat
