@@ -16,4 +16,10 @@ Subject bodySubject(const std::string& kindWord) {
   };
 }
 
+Subject userSubject() {
+  return [](std::string_view json) {
+    return DecodedValue(JSONDecoder().decode<ChatMessageUser>(json));
+  };
+}
+
 }  // namespace tovanel::chat::tool

@@ -50,4 +50,7 @@ using Subject = std::function<DecodedValue(std::string_view json)>;
 /// UsageError for a word that is no body kind.
 Subject bodySubject(const std::string& kindWord);
 
+/// The subject of `user` and `equal --user`: a ChatMessageUser.
+Subject userSubject();
+
 }  // namespace tovanel::chat::tool

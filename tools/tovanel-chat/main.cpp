@@ -1,6 +1,7 @@
 // tovanel-chat: decodes and re-encodes chat values from the command line.
 //   tovanel-chat body --type KIND [FILE]
-//   tovanel-chat equal --type KIND FILE1 FILE2
+//   tovanel-chat user [FILE]
+//   tovanel-chat equal (--type KIND | --user) FILE1 FILE2
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -57,11 +58,19 @@ int main(int argc, char** argv) {
   body->add_option("--type", kind, "the body's kind (text, images, vimeo...)")->required();
   body->add_option("FILE", file, "the JSON input; standard input when absent or -");
 
+  std::string userFile = "-";
+  auto* user = app.add_subcommand("user", "decode one user and print it re-encoded");
+  user->add_option("FILE", userFile, "the JSON input; standard input when absent or -");
+
   std::string equalKind;
+  bool equalUsers = false;
   std::string first;
   std::string second;
   auto* equal = app.add_subcommand("equal", "compare two values and their hashes");
-  equal->add_option("--type", equalKind, "decode both as bodies of KIND")->required();
+  auto* subjects = equal->add_option_group("subject", "what both files hold");
+  subjects->add_option("--type", equalKind, "bodies of KIND");
+  subjects->add_flag("--user", equalUsers, "users");
+  subjects->require_option(1);
   equal->add_option("FILE1", first, "the first JSON input")->required();
   equal->add_option("FILE2", second, "the second JSON input")->required();
 
@@ -75,7 +84,9 @@ int main(int argc, char** argv) {
 
   try {
     if (body->parsed()) return runBody(tool::bodySubject(kind), file);
-    return runEqual(tool::bodySubject(equalKind), first, second);
+    if (user->parsed()) return runBody(tool::userSubject(), userFile);
+    const auto subject = equalUsers ? tool::userSubject() : tool::bodySubject(equalKind);
+    return runEqual(subject, first, second);
   } catch (const tool::UsageError& error) {
     std::fprintf(stderr, "error: %s\n", error.what());
     return 2;

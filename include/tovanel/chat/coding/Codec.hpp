@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/base/RawValue.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
 #include "tovanel/chat/coding/Encoder.hpp"
@@ -56,6 +57,13 @@ template <>
 struct Codec<bool> {
   static bool decode(const Decoder& decoder, bool& out) { return decoder.read(out); }
   static void encode(Encoder& encoder, bool value) { encoder.writeBool(value); }
+};
+
+/// Dates, by the decoder's and the encoder's date strategies.
+template <>
+struct Codec<Date> {
+  static bool decode(const Decoder& decoder, Date& out);
+  static void encode(Encoder& encoder, const Date& value);
 };
 
 /// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/DateStrategy.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
 
 namespace tovanel::chat {
@@ -22,6 +23,8 @@ class JSONDecoder {
 
   /// Seen, as the same objects, by every decoder of a run.
   UserInfo userInfo;
+  /// How dates are read; seconds since the reference date unless set.
+  DateDecodingStrategy dateDecodingStrategy;
 
   /// Decodes a T from JSON text. Malformed JSON is dataCorrupted.
   template <class T>

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
+#include "tovanel/chat/coding/DateStrategy.hpp"
 #include "tovanel/chat/coding/Encoder.hpp"
 
 namespace tovanel::chat {
@@ -13,6 +14,8 @@ class JSONEncoder {
  public:
   OutputFormatting outputFormatting;
   UserInfo userInfo;
+  /// How dates are written; seconds since the reference date unless set.
+  DateEncodingStrategy dateEncodingStrategy;
 
   /// The JSON text of a value; a value that writes nothing gives `{}`.
   template <class T>

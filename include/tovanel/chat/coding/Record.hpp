@@ -23,6 +23,7 @@
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/base/ValueSemantics.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
+#include "tovanel/chat/coding/CodingKeys.hpp"
 
 namespace tovanel::chat::coding {
 

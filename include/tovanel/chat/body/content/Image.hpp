@@ -1,0 +1,41 @@
+#pragma once
+// A picture wherever a body carries one: its pixel size, its link and the link of an optimized
+// rendition. Every field is optional; nothing is validated.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct Image : coding::Record<Image> {
+  std::optional<std::int64_t> width;
+  std::optional<std::int64_t> height;
+  std::optional<std::string> url;
+  std::optional<std::string> optimizedUrl;
+
+  Image(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
+        std::optional<std::string> url, std::optional<std::string> optimizedUrl)
+      : width(width), height(height), url(std::move(url)), optimizedUrl(std::move(optimizedUrl)) {}
+
+  /// Height over width (0.5 for 200 wide and 100 high); nothing unless both are positive.
+  std::optional<double> aspectRatio() const noexcept {
+    if (!width || !height || *width <= 0 || *height <= 0) return std::nullopt;
+    return static_cast<double>(*height) / static_cast<double>(*width);
+  }
+
+ private:
+  friend struct coding::Access;
+  Image() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("width", &Image::width),
+                      coding::optionalKey("height", &Image::height),
+                      coding::optionalKey("url", &Image::url),
+                      coding::optionalKey("optimizedUrl", &Image::optimizedUrl)};
+  }
+};
+
+}  // namespace tovanel::chat

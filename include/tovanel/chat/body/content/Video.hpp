@@ -1,0 +1,35 @@
+#pragma once
+// A clip wherever a body carries one: its pixel size, its link and its length (a plain number in
+// whatever unit the service sends). Every field is optional; nothing is validated.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct Video : coding::Record<Video> {
+  std::optional<std::int64_t> width;
+  std::optional<std::int64_t> height;
+  std::optional<std::string> url;
+  std::optional<double> duration;
+
+  Video(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
+        std::optional<std::string> url, std::optional<double> duration)
+      : width(width), height(height), url(std::move(url)), duration(duration) {}
+
+ private:
+  friend struct coding::Access;
+  Video() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("width", &Video::width),
+                      coding::optionalKey("height", &Video::height),
+                      coding::optionalKey("url", &Video::url),
+                      coding::optionalKey("duration", &Video::duration)};
+  }
+};
+
+}  // namespace tovanel::chat

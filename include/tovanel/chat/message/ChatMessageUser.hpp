@@ -1,0 +1,78 @@
+#pragma once
+// A chat user as the service describes one: the author of every message and the people named in
+// system events.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct ChatMessageUser : coding::Record<ChatMessageUser> {
+  /// The public key set; `avatarURL` travels as "avatarUrl".
+  enum class CodingKeys : std::uint8_t {
+    id,
+    username,
+    firstName,
+    lastName,
+    bio,
+    avatarURL,
+    followerCount,
+    followingCount,
+  };
+
+  std::string id;
+  std::optional<std::string> username;
+  std::string firstName;
+  std::string lastName;
+  std::optional<std::string> bio;
+  std::optional<std::string> avatarURL;
+  std::int64_t followerCount = 0;
+  std::int64_t followingCount = 0;
+
+  ChatMessageUser(std::string id, std::optional<std::string> username, std::string firstName,
+                  std::string lastName, std::optional<std::string> bio,
+                  std::optional<std::string> avatarURL, std::int64_t followerCount,
+                  std::int64_t followingCount)
+      : id(std::move(id)),
+        username(std::move(username)),
+        firstName(std::move(firstName)),
+        lastName(std::move(lastName)),
+        bio(std::move(bio)),
+        avatarURL(std::move(avatarURL)),
+        followerCount(followerCount),
+        followingCount(followingCount) {}
+
+  /// "@" followed by the username, when there is a non-empty one.
+  std::optional<std::string> atUsername() const {
+    if (userWasDeletedOnTheBackend()) return std::nullopt;
+    return "@" + *username;
+  }
+  /// True when the username is absent or empty (a blank is not empty).
+  bool userWasDeletedOnTheBackend() const noexcept { return !username || username->empty(); }
+
+ private:
+  friend struct coding::Access;
+  ChatMessageUser() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::requiredKey("id", &ChatMessageUser::id),
+                      coding::optionalKey("username", &ChatMessageUser::username),
+                      coding::requiredKey("firstName", &ChatMessageUser::firstName),
+                      coding::requiredKey("lastName", &ChatMessageUser::lastName),
+                      coding::optionalKey("bio", &ChatMessageUser::bio),
+                      coding::optionalKey("avatarUrl", &ChatMessageUser::avatarURL),
+                      coding::requiredKey("followerCount", &ChatMessageUser::followerCount),
+                      coding::requiredKey("followingCount", &ChatMessageUser::followingCount)};
+  }
+};
+
+template <>
+struct RawValues<ChatMessageUser::CodingKeys> {
+  static constexpr std::string_view typeName = "ChatMessageUser.CodingKeys";
+  static constexpr auto values = coding::keysOf<ChatMessageUser>();
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,161 @@
+#include "tovanel/chat/base/Date.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+
+namespace tovanel::chat {
+
+namespace {
+
+// Days since 1970-01-01 of a proleptic Gregorian date, and back (Howard Hinnant's algorithms).
+constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
+  y -= m <= 2;
+  const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
+  const auto yoe = static_cast<unsigned>(y - era * 400);
+  const unsigned doy = (153 * (m > 2 ? m - 3 : m + 9) + 2) / 5 + d - 1;
+  const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + static_cast<std::int64_t>(doe) - 719468;
+}
+
+struct Civil {
+  std::int64_t year;
+  unsigned month;
+  unsigned day;
+};
+
+constexpr Civil civilFromDays(std::int64_t z) noexcept {
+  z += 719468;
+  const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+  const auto doe = static_cast<unsigned>(z - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  const unsigned d = doy - (153 * mp + 2) / 5 + 1;
+  const unsigned m = mp < 10 ? mp + 3 : mp - 9;
+  return {static_cast<std::int64_t>(yoe) + era * 400 + (m <= 2), m, d};
+}
+
+constexpr unsigned daysInMonth(std::int64_t year, unsigned month) noexcept {
+  constexpr unsigned days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : days[month - 1];
+}
+
+// A cursor over the text that reads fixed-width digit fields and single characters.
+struct Cursor {
+  std::string_view text;
+  std::size_t at = 0;
+
+  bool digits(std::size_t width, unsigned& out) {
+    if (text.size() - at < width) return false;
+    unsigned value = 0;
+    for (std::size_t i = 0; i < width; ++i) {
+      const char c = text[at + i];
+      if (c < '0' || c > '9') return false;
+      value = value * 10 + static_cast<unsigned>(c - '0');
+    }
+    at += width;
+    out = value;
+    return true;
+  }
+  bool literal(char c) {
+    if (at >= text.size() || text[at] != c) return false;
+    ++at;
+    return true;
+  }
+  bool atEnd() const { return at == text.size(); }
+};
+
+}  // namespace
+
+Date::Date(std::chrono::system_clock::time_point timePoint) noexcept
+    : seconds_(std::chrono::duration<double>(timePoint.time_since_epoch()).count() -
+               kReferenceDateSince1970) {}
+
+std::chrono::system_clock::time_point Date::timePoint() const noexcept {
+  const auto since1970 = std::chrono::duration<double>(timeIntervalSince1970());
+  return std::chrono::system_clock::time_point(
+      std::chrono::duration_cast<std::chrono::system_clock::duration>(since1970));
+}
+
+std::optional<Date> Date::fromISO8601(std::string_view text) {
+  Cursor c{text};
+  unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  if (!(c.digits(4, year) && c.literal('-') && c.digits(2, month) && c.literal('-') &&
+        c.digits(2, day) && c.literal('T') && c.digits(2, hour) && c.literal(':') &&
+        c.digits(2, minute) && c.literal(':') && c.digits(2, second))) {
+    return std::nullopt;
+  }
+  if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 ||
+      minute > 59 || second > 59) {
+    return std::nullopt;
+  }
+  double fraction = 0;
+  if (c.literal('.')) {
+    const std::size_t start = c.at;
+    double scale = 0.1;
+    unsigned digit = 0;
+    while (c.digits(1, digit)) {
+      fraction += digit * scale;
+      scale /= 10;
+    }
+    if (c.at == start) return std::nullopt;
+  }
+  std::int64_t offsetSeconds = 0;
+  if (!c.literal('Z')) {
+    int sign = 0;
+    if (c.literal('+')) {
+      sign = 1;
+    } else if (c.literal('-')) {
+      sign = -1;
+    } else {
+      return std::nullopt;
+    }
+    unsigned offsetHours = 0, offsetMinutes = 0;
+    if (!c.digits(2, offsetHours)) return std::nullopt;
+    if (!c.atEnd()) {
+      c.literal(':');
+      if (!c.digits(2, offsetMinutes)) return std::nullopt;
+    }
+    if (offsetHours > 23 || offsetMinutes > 59) return std::nullopt;
+    offsetSeconds = sign * static_cast<std::int64_t>(offsetHours * 3600 + offsetMinutes * 60);
+  }
+  if (!c.atEnd()) return std::nullopt;
+  const std::int64_t seconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 +
+                               minute * 60 + second - offsetSeconds;
+  return Date::since1970(static_cast<double>(seconds) + fraction);
+}
+
+std::string Date::iso8601() const {
+  // Whole milliseconds, rounded, so that 0.2505 s does not print as .250 after a binary drift.
+  const auto totalMilliseconds =
+      static_cast<std::int64_t>(std::llround(timeIntervalSince1970() * 1000.0));
+  std::int64_t seconds = totalMilliseconds / 1000;
+  std::int64_t milliseconds = totalMilliseconds % 1000;
+  if (milliseconds < 0) {
+    milliseconds += 1000;
+    seconds -= 1;
+  }
+  std::int64_t days = seconds / 86400;
+  std::int64_t secondOfDay = seconds % 86400;
+  if (secondOfDay < 0) {
+    secondOfDay += 86400;
+    days -= 1;
+  }
+  const Civil civil = civilFromDays(days);
+  char buffer[64];
+  int length = std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02lld:%02lld:%02lld",
+                             static_cast<long long>(civil.year), civil.month, civil.day,
+                             static_cast<long long>(secondOfDay / 3600),
+                             static_cast<long long>(secondOfDay / 60 % 60),
+                             static_cast<long long>(secondOfDay % 60));
+  if (milliseconds != 0) {
+    length += std::snprintf(buffer + length, sizeof buffer - static_cast<std::size_t>(length),
+                            ".%03lld", static_cast<long long>(milliseconds));
+  }
+  return std::string(buffer, static_cast<std::size_t>(length)) + 'Z';
+}
+
+}  // namespace tovanel::chat

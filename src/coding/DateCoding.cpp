@@ -1,0 +1,74 @@
+// Dates through the decoder's and the encoder's date strategies.
+
+#include "tovanel/chat/coding/Codec.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+
+namespace tovanel::chat::coding {
+
+bool Codec<Date>::decode(const Decoder& decoder, Date& out) {
+  const DateDecodingStrategy& strategy = decoder.owner().dateDecodingStrategy;
+  switch (strategy.kind) {
+    case DateStrategyKind::deferredToDate:
+    case DateStrategyKind::secondsSince1970:
+    case DateStrategyKind::millisecondsSince1970: {
+      double number = 0;
+      if (!decoder.read(number)) return false;
+      out = strategy.kind == DateStrategyKind::deferredToDate ? Date::sinceReferenceDate(number)
+            : strategy.kind == DateStrategyKind::secondsSince1970
+                ? Date::since1970(number)
+                : Date::since1970(number / 1000.0);
+      return true;
+    }
+    case DateStrategyKind::iso8601: {
+      std::string_view text;
+      if (!decoder.read(text)) return false;
+      if (const auto date = Date::fromISO8601(text)) {
+        out = *date;
+        return true;
+      }
+      std::string message = "expected an ISO 8601 date-time such as 2026-11-22T10:00:00Z, found \"";
+      message.append(text).append("\"");
+      return decoder.fail(DecodingError::Kind::dataCorrupted, message);
+    }
+    case DateStrategyKind::custom:
+      if (!strategy.read) {
+        return decoder.fail(DecodingError::Kind::dataCorrupted,
+                            "the custom date strategy has no function");
+      }
+      try {
+        out = strategy.read(decoder);
+        return true;
+      } catch (const DecodingError& error) {
+        decoder.run().fail(std::current_exception(), error.what());
+        return false;
+      } catch (const std::exception& error) {
+        return decoder.fail(DecodingError::Kind::dataCorrupted, error.what());
+      }
+  }
+  return false;
+}
+
+void Codec<Date>::encode(Encoder& encoder, const Date& value) {
+  const DateEncodingStrategy& strategy = encoder.owner().dateEncodingStrategy;
+  switch (strategy.kind) {
+    case DateStrategyKind::deferredToDate:
+      encoder.writeNumber(value.timeIntervalSinceReferenceDate());
+      return;
+    case DateStrategyKind::secondsSince1970:
+      encoder.writeNumber(value.timeIntervalSince1970());
+      return;
+    case DateStrategyKind::millisecondsSince1970:
+      encoder.writeNumber(value.timeIntervalSince1970() * 1000.0);
+      return;
+    case DateStrategyKind::iso8601:
+      encoder.writeString(value.iso8601());
+      return;
+    case DateStrategyKind::custom:
+      if (!strategy.write) encoder.fail("the custom date strategy has no function");
+      strategy.write(value, encoder);
+      return;
+  }
+}
+
+}  // namespace tovanel::chat::coding
