@@ -9,6 +9,7 @@
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/info/InfoBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -75,7 +76,7 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     kNoPayload,          // hint
     kUnavailable,        // hls
     kUnavailable,        // images
-    kUnavailable,        // info
+    opsFor<InfoBody>(),  // info
     kUnavailable,        // location
     kUnavailable,        // soundcloud
     opsFor<TextBody>(),  // text
