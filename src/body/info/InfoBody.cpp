@@ -23,9 +23,12 @@ bool decodeRecord(const Decoder& decoder, Records& out) {
   return coding::Codec<T>::decode(decoder, record);
 }
 
-constexpr auto kDecoders = []<std::size_t... I>(std::index_sequence<I...>) {
-  return std::array<DecodeRecord, sizeof...(I)>{&decodeRecord<I>...};
-}(std::make_index_sequence<std::variant_size_v<Records>>{});
+template <std::size_t... I>
+constexpr std::array<DecodeRecord, sizeof...(I)> decoders(std::index_sequence<I...>) {
+  return {&decodeRecord<I>...};
+}
+constexpr auto kDecoders = decoders(std::make_index_sequence<std::variant_size_v<Records>>{});
+
 
 constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: ";
 

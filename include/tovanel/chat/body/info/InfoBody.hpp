@@ -83,7 +83,7 @@ class InfoBody {
 
   /// The event of the record's case.
   template <class T>
-    requires std::is_constructible_v<Records, std::in_place_type_t<T>, T>
+  requires std::is_constructible_v<Records, std::in_place_type_t<T>, T>
   explicit InfoBody(T record) : records_(std::in_place_type<T>, std::move(record)) {}
 
   Case infoCase() const noexcept { return static_cast<Case>(records_.index()); }
@@ -129,10 +129,14 @@ class InfoBody {
 };
 
 static_assert(std::variant_size_v<InfoBody::Records> == RawValues<InfoType>::values.size());
-static_assert(std::is_same_v<std::variant_alternative_t<static_cast<std::size_t>(
-                                                            InfoBody::Case::roomRequestToGoLive),
-                                                        InfoBody::Records>,
-                             RoomRequestCreatedInfoBody>);
+// Cases, kinds and records share their positions.
+static_assert(static_cast<std::size_t>(InfoBody::Case::roomRequestToGoLive) ==
+              position(InfoType::roomRequestCreated));
+static_assert(static_cast<std::size_t>(InfoBody::Case::userPresent) ==
+              position(InfoType::userPresent));
+static_assert(std::is_same_v<RoomRequestCreatedInfoBody,
+                             std::variant_alternative_t<position(InfoType::roomRequestCreated),
+                                                        InfoBody::Records>>);
 
 }  // namespace tovanel::chat
 
