@@ -29,7 +29,6 @@ constexpr std::array<DecodeRecord, sizeof...(I)> decoders(std::index_sequence<I.
 }
 constexpr auto kDecoders = decoders(std::make_index_sequence<std::variant_size_v<Records>>{});
 
-
 constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: ";
 
 }  // namespace
