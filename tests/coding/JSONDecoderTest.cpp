@@ -101,6 +101,7 @@ const std::vector<PathRow> kPathRows{
     {"Empty", "", Kind::dataCorrupted, ""},
 };
 
+// The containers are temporaries on purpose: the decoders they hand out must outlive them.
 void readNestedIntegers(const Decoder& root) {
   auto elements = root.container().nestedDecoder("a").unkeyedContainer();
   while (!elements.isAtEnd()) elements.next().container().decode<std::int64_t>("b");
