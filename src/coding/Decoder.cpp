@@ -88,6 +88,19 @@ void DecodingRun::fail(std::exception_ptr error, std::string description) {
   description_ = std::move(description);
 }
 
+const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
+  static const coding::PathLink kRoot{};
+  if (link.parent == nullptr) return &kRoot;
+  PinnedLink& node = pinned_.emplace_front();
+  node.link.parent = pinned(*link.parent);
+  node.link.step = link.step;
+  if (link.step.key != nullptr) {
+    node.key.assign(link.step.key, link.step.keySizeOrIndex);
+    node.link.step.key = node.key.data();
+  }
+  return &node.link;
+}
+
 // ---- Decoder ----
 
 const UserInfo& Decoder::userInfo() const noexcept { return run_->owner().userInfo; }
@@ -325,6 +338,9 @@ Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
     failKeyNotFound(key);
     self_.run().rethrow();
   }
+  // The result may outlive this container (decoder.container().nestedDecoder("k")), so its path
+  // must not point into it.
+  value->link_ = *self_.run().pinned(value->link_);
   return *value;
 }
 

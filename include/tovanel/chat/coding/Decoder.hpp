@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <forward_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -92,7 +93,18 @@ class DecodingRun {
 
  private:
   friend class Decoder;
+  friend class KeyedDecodingContainer;
+
+  /// A copy of `link` and of its parents, with their keys, kept until the run ends: for a decoder
+  /// handed to the application, whose parent may be a temporary container.
+  const coding::PathLink* pinned(const coding::PathLink& link);
+  struct PinnedLink {
+    coding::PathLink link;
+    std::string key;
+  };
+
   const JSONDecoder* owner_;
+  std::forward_list<PinnedLink> pinned_;  // stable addresses; allocates nothing while empty
   std::exception_ptr error_;
   std::string description_;
   int quiet_ = 0;
