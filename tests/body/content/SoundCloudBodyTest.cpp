@@ -97,10 +97,10 @@ TEST(SoundCloudBody, CountsKeepAll64Bits) {
   const std::vector<std::pair<std::string_view, std::int64_t>> rows{
       {"4294967296", 4294967296},              // one past 32 bits
       {"9007199254740993", 9007199254740993},  // not exactly a double
-      {"9223372036854775807", kMax},           //
-      {"-9223372036854775808", kMin},          //
-      {"1e2", 100},                            // a whole number with an exponent
-      {"5.0", 5},                              //
+      {"9223372036854775807", kMax},
+      {"-9223372036854775808", kMin},
+      {"1e2", 100},  // a whole number with an exponent
+      {"5.0", 5},
   };
   for (const auto& [text, count] : rows) {
     const auto body = decodeJson<SoundCloudBody>(

@@ -73,8 +73,8 @@ TEST(TwitchBody, ViewCountsKeepAll64Bits) {
   const std::vector<std::pair<std::string_view, std::int64_t>> rows{
       {"2147483648", 2147483648},              // one past signed 32 bits
       {"9007199254740993", 9007199254740993},  // not exactly a double
-      {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},  //
-      {"15000", 15000},                                                    //
+      {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
+      {"15000", 15000},
   };
   for (const auto& [text, views] : rows) {
     EXPECT_EQ(decodeJson<TwitchBody>(test::objectWith({{"views", text}})).views,
