@@ -8,7 +8,12 @@
 
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/content/HLSBody.hpp"
+#include "tovanel/chat/body/content/LocationBody.hpp"
+#include "tovanel/chat/body/content/SoundCloudBody.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/content/TwitchBody.hpp"
+#include "tovanel/chat/body/content/URLBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -69,21 +74,21 @@ constexpr PayloadOps kNoPayload{};
 constexpr PayloadOps kUnavailable{&decodeUnavailable};
 
 constexpr std::array<PayloadOps, 15> kPayloadOps{
-    kNoPayload,          // action
-    kNoPayload,          // app
-    kNoPayload,          // event
-    kNoPayload,          // hint
-    kUnavailable,        // hls
-    kUnavailable,        // images
-    kUnavailable,        // info
-    kUnavailable,        // location
-    kUnavailable,        // soundcloud
-    opsFor<TextBody>(),  // text
-    kUnavailable,        // twitch
-    kUnavailable,        // url
-    kUnavailable,        // video
-    kNoPayload,          // vimeo: its EmptyBody reads and writes nothing here
-    kUnavailable,        // youtube
+    kNoPayload,                // action
+    kNoPayload,                // app
+    kNoPayload,                // event
+    kNoPayload,                // hint
+    opsFor<HLSBody>(),         // hls
+    kUnavailable,              // images
+    kUnavailable,              // info
+    opsFor<LocationBody>(),    // location
+    opsFor<SoundCloudBody>(),  // soundcloud
+    opsFor<TextBody>(),        // text
+    opsFor<TwitchBody>(),      // twitch
+    opsFor<URLBody>(),         // url
+    kUnavailable,              // video
+    kNoPayload,                // vimeo: its EmptyBody reads and writes nothing here
+    kUnavailable,              // youtube
 };
 
 const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
@@ -157,8 +162,6 @@ bool operator==(const Body& a, const Body& b) {
 
 void Body::hashPayload(Hasher& hasher) const { opsOf(header()->kind).hash(header(), hasher); }
 
-void Body::hashPayload(HasherRef& hasher) const {
-  opsOf(header()->kind).hashRef(header(), hasher);
-}
+void Body::hashPayload(HasherRef& hasher) const { opsOf(header()->kind).hashRef(header(), hasher); }
 
 }  // namespace tovanel::chat
