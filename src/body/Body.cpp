@@ -9,6 +9,7 @@
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/content/YoutubeBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -83,7 +84,7 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     kUnavailable,        // url
     kUnavailable,        // video
     kNoPayload,          // vimeo: its EmptyBody reads and writes nothing here
-    kUnavailable,        // youtube
+    opsFor<YoutubeBody>(),  // youtube
 };
 
 const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
