@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tovanel/chat/base/CharacterSet.hpp"
 
