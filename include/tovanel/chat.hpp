@@ -1,11 +1,16 @@
 #pragma once
 // Everything of TovanelChatData in one include.
 
+#include "tovanel/chat/base/Calendar.hpp"
 #include "tovanel/chat/base/CanonicalString.hpp"
+#include "tovanel/chat/base/CharacterSet.hpp"
 #include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/base/DateComponents.hpp"
+#include "tovanel/chat/base/Formatter.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/base/Range.hpp"
 #include "tovanel/chat/base/RawValue.hpp"
+#include "tovanel/chat/base/Scanner.hpp"
 #include "tovanel/chat/body/Body.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
@@ -18,6 +23,9 @@
 #include "tovanel/chat/body/content/TwitchBody.hpp"
 #include "tovanel/chat/body/content/URLBody.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
+#include "tovanel/chat/body/content/YoutubeBody.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
+#include "tovanel/chat/duration/DurationConversion.hpp"
+#include "tovanel/chat/duration/ISO8601DurationFormatter.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"

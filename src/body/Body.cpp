@@ -14,6 +14,7 @@
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/body/content/TwitchBody.hpp"
 #include "tovanel/chat/body/content/URLBody.hpp"
+#include "tovanel/chat/body/content/YoutubeBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -88,7 +89,7 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     opsFor<URLBody>(),         // url
     kUnavailable,              // video
     kNoPayload,                // vimeo: its EmptyBody reads and writes nothing here
-    kUnavailable,              // youtube
+    opsFor<YoutubeBody>(),     // youtube
 };
 
 const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
