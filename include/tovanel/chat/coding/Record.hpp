@@ -14,6 +14,8 @@
 // customKey; it is written, compared and hashed like any optional field.
 
 #include <array>
+#include <concepts>
+#include <functional>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -119,13 +121,13 @@ bool fieldsEqual(const T& a, const T& b) {
 }
 
 template <class T>
-concept HasHashOrder = requires { T::hashOrder(); };
+concept HasHashOrder = requires { Access::hashOrder<T>(); };
 
 template <class H, class T>
 void hashFields(H& hasher, const T& value) {
   constexpr auto fields = Access::fields<T>();
   if constexpr (HasHashOrder<T>) {
-    constexpr auto order = T::hashOrder();
+    constexpr auto order = Access::hashOrder<T>();
     static_assert(order.size() == std::tuple_size_v<decltype(fields)>);
     [&]<std::size_t... I>(std::index_sequence<I...>) {
       (value::feed(hasher, value.*(std::get<order[I]>(fields).member)), ...);
@@ -160,3 +162,10 @@ class Record {
 };
 
 }  // namespace tovanel::chat::coding
+
+/// Records hash for unordered containers with the process's seed.
+template <class T>
+  requires std::derived_from<T, tovanel::chat::coding::Record<T>>
+struct std::hash<T> {
+  std::size_t operator()(const T& value) const { return static_cast<std::size_t>(value.hashValue()); }
+};
