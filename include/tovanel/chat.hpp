@@ -1,6 +1,9 @@
 #pragma once
 // Everything of TovanelChatData in one include.
 
+#include "tovanel/chat/async/Cancellable.hpp"
+#include "tovanel/chat/async/Future.hpp"
+#include "tovanel/chat/async/Publisher.hpp"
 #include "tovanel/chat/base/CanonicalString.hpp"
 #include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
@@ -11,8 +14,14 @@
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/EmptyBody.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/body/content/ImagesBody.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
+#include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
+#include "tovanel/chat/message/ChatMessage.hpp"
+#include "tovanel/chat/message/ChatMessageRepository.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"
+#include "tovanel/chat/message/MessageSentStatus.hpp"
+#include "tovanel/chat/message/NewChatMessage.hpp"

@@ -8,7 +8,9 @@
 
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/content/ImagesBody.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -74,14 +76,14 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     kNoPayload,          // event
     kNoPayload,          // hint
     kUnavailable,        // hls
-    kUnavailable,        // images
+    opsFor<ImagesBody>(),  // images
     kUnavailable,        // info
     kUnavailable,        // location
     kUnavailable,        // soundcloud
     opsFor<TextBody>(),  // text
     kUnavailable,        // twitch
     kUnavailable,        // url
-    kUnavailable,        // video
+    opsFor<VideoBody>(),  // video
     kNoPayload,          // vimeo: its EmptyBody reads and writes nothing here
     kUnavailable,        // youtube
 };
