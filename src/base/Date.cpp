@@ -137,8 +137,8 @@ std::optional<Date> Date::fromISO8601(std::string_view text) {
     offsetSeconds = sign * static_cast<std::int64_t>(offsetHours * 3600 + offsetMinutes * 60);
   }
   if (!c.atEnd()) return std::nullopt;
-  const std::int64_t seconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 +
-                               minute * 60 + second - offsetSeconds;
+  const std::int64_t seconds =
+      daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second - offsetSeconds;
   return Date::since1970(static_cast<double>(seconds) + fraction);
 }
 

@@ -117,7 +117,8 @@ TEST(Future, RejectingWithoutAnErrorStillDeliversOne) {
   Recorder recorder;
   promise.reject(nullptr);
   const Cancellable handle = promise.future().subscribe(recorder.onValue(), recorder.onError());
-  EXPECT_EQ(recorder.events(), Events{"failed: invalid argument: Promise::reject without an error"});
+  EXPECT_EQ(recorder.events(),
+            Events{"failed: invalid argument: Promise::reject without an error"});
 }
 
 TEST(Future, ACancelledSubscriberGetsNothingAndOthersStillDo) {
@@ -145,9 +146,8 @@ TEST(Future, ACallbackMaySubscribeToTheSameFutureAgain) {
   const Future<int> future = promise.future();
   Recorder inner;
   Cancellable innerHandle;
-  const Cancellable outer = future.subscribe([&](const int&) {
-    innerHandle = future.subscribe(inner.onValue(), inner.onError());
-  });
+  const Cancellable outer = future.subscribe(
+      [&](const int&) { innerHandle = future.subscribe(inner.onValue(), inner.onError()); });
   promise.resolve(7);
   EXPECT_EQ(inner.events(), Events{"value 7"});
 }

@@ -119,7 +119,8 @@ TEST(Publisher, CancellingStopsDeliveryToThatSubscriberOnly) {
     Recorder kept;
     auto handle = std::make_optional(
         producer.publisher().subscribe(stopped.onValue(), stopped.onCompletion()));
-    const Cancellable keptHandle = producer.publisher().subscribe(kept.onValue(), kept.onCompletion());
+    const Cancellable keptHandle =
+        producer.publisher().subscribe(kept.onValue(), kept.onCompletion());
     for (const auto& s : producer.subscribers) s.receive(1);
     switch (stop) {
       case Stop::cancel:
@@ -182,8 +183,8 @@ TEST(Publisher, ReleasesWhatTheCallbacksHoldOnceTheSubscriptionEnds) {
   for (const auto& [action, what] : cases) {
     Producer producer;
     auto held = std::make_shared<int>(0);
-    Cancellable handle = producer.publisher().subscribe([held](const int&) {},
-                                                        [held](std::exception_ptr) {});
+    Cancellable handle =
+        producer.publisher().subscribe([held](const int&) {}, [held](std::exception_ptr) {});
     action(producer.subscribers.at(0));
     if (what == "cancelled") handle.cancel();
     // The producer still holds its end, but the callbacks are gone.

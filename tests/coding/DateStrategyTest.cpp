@@ -43,7 +43,7 @@ void writeAtSign(const Date& date, Encoder& encoder) {
 
 struct DecodeCase {
   DateDecodingStrategy strategy;
-  std::string_view value;          // the JSON value under "at"
+  std::string_view value;           // the JSON value under "at"
   std::optional<double> since1970;  // the date read, or nothing when it fails
   std::string_view failure;         // the outcome when it fails
 };
@@ -175,10 +175,10 @@ TEST(DateEncodingStrategy, FailsForWhatItCannotWrite) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
   const std::pair<DateEncodingStrategy, double> cases[] = {
-      {S::deferredToDate(), nan},     {S::secondsSince1970(), infinity},
+      {S::deferredToDate(), nan},        {S::secondsSince1970(), infinity},
       {S::millisecondsSince1970(), nan}, {S::iso8601(), nan},
-      {S::iso8601(), -infinity},      {S::iso8601(), 1e300},
-      {S::iso8601(), 253402300800},   {S::iso8601(), -62167219201},
+      {S::iso8601(), -infinity},         {S::iso8601(), 1e300},
+      {S::iso8601(), 253402300800},      {S::iso8601(), -62167219201},
       {S::custom(nullptr), 0},
   };
   for (const auto& [strategy, since1970] : cases) {
@@ -194,8 +194,8 @@ TEST(DateStrategies, DecodingWhatWasWrittenGivesTheSameDate) {
       {DateEncodingStrategy::deferredToDate(), DateDecodingStrategy::deferredToDate(), 0.1},
       {DateEncodingStrategy::secondsSince1970(), DateDecodingStrategy::secondsSince1970(),
        1795341600.123},
-      {DateEncodingStrategy::millisecondsSince1970(),
-       DateDecodingStrategy::millisecondsSince1970(), 1795341600.25},
+      {DateEncodingStrategy::millisecondsSince1970(), DateDecodingStrategy::millisecondsSince1970(),
+       1795341600.25},
       {DateEncodingStrategy::iso8601(), DateDecodingStrategy::iso8601(), 1795341600.25},
       {DateEncodingStrategy::iso8601(), DateDecodingStrategy::iso8601(), -62135596800},
       {DateEncodingStrategy::custom(writeAtSign), DateDecodingStrategy::custom(readAtSign),

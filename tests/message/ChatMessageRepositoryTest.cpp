@@ -50,8 +50,8 @@ class InMemoryChatMessageRepository final : public ChatMessageRepository {
     const std::string clientID = "client-" + std::to_string(++sequence_);
     const BodyType type = message.body.bodyType();
     rooms_[message.roomID].push_back(ChatMessage(std::move(message.body), nextInstant(), clientID,
-                                                 clientID, message.roomID, type, std::nullopt,
-                                                 me_, std::nullopt, MessageSentStatus::sending));
+                                                 clientID, message.roomID, type, std::nullopt, me_,
+                                                 std::nullopt, MessageSentStatus::sending));
     publish(message.roomID);
   }
 
@@ -63,8 +63,7 @@ class InMemoryChatMessageRepository final : public ChatMessageRepository {
   }
 
   Future<Messages> retrieveChatMessages(std::string roomID, std::optional<Date> from,
-                                        std::optional<std::string>,
-                                        std::uint64_t limit) override {
+                                        std::optional<std::string>, std::uint64_t limit) override {
     Promise<Messages> promise;
     const auto room = rooms_.find(roomID);
     if (room == rooms_.end()) {
@@ -75,7 +74,8 @@ class InMemoryChatMessageRepository final : public ChatMessageRepository {
     auto end = from ? std::find_if(all.begin(), all.end(),
                                    [&](const ChatMessage& m) { return !(*m.createdAt < *from); })
                     : all.end();
-    const auto count = std::min<std::uint64_t>(limit, static_cast<std::uint64_t>(end - all.begin()));
+    const auto count =
+        std::min<std::uint64_t>(limit, static_cast<std::uint64_t>(end - all.begin()));
     promise.resolve(Messages(end - static_cast<std::ptrdiff_t>(count), end));
     return promise.future();
   }
@@ -83,8 +83,8 @@ class InMemoryChatMessageRepository final : public ChatMessageRepository {
   Future<void> deleteMessage(std::string messageID, std::string roomID) override {
     Promise<void> promise;
     Messages& room = rooms_[roomID];
-    const auto erased = std::erase_if(
-        room, [&](const ChatMessage& m) { return m.messageID == messageID; });
+    const auto erased =
+        std::erase_if(room, [&](const ChatMessage& m) { return m.messageID == messageID; });
     if (erased == 0) {
       promise.reject(std::make_exception_ptr(std::out_of_range("no message " + messageID)));
     } else {
@@ -189,8 +189,9 @@ TEST(ChatMessageRepository, PagesBackThroughARoomsHistory) {
   ChatMessageRepository& repository = memory;
   for (int i = 1; i <= 10; ++i) memory.deliver("r-1", std::to_string(i), kAnna);
   Messages all;
-  const Cancellable everything = repository.retrieveChatMessages("r-1", std::nullopt, std::nullopt, 100)
-                                     .subscribe([&](const Messages& page) { all = page; });
+  const Cancellable everything =
+      repository.retrieveChatMessages("r-1", std::nullopt, std::nullopt, 100)
+          .subscribe([&](const Messages& page) { all = page; });
   ASSERT_EQ(all.size(), 10U);
   const auto createdAt = [&](int n) { return all.at(static_cast<std::size_t>(n - 1)).createdAt; };
 
@@ -203,10 +204,9 @@ TEST(ChatMessageRepository, PagesBackThroughARoomsHistory) {
   };
   for (const auto& [from, limit, expected] : cases) {
     Lines page;
-    const Cancellable handle = repository.retrieveChatMessages("r-1", from, "token", limit)
-                                   .subscribe([&](const Messages& messages) {
-                                     page = summary(messages);
-                                   });
+    const Cancellable handle =
+        repository.retrieveChatMessages("r-1", from, "token", limit)
+            .subscribe([&](const Messages& messages) { page = summary(messages); });
     EXPECT_EQ(page, expected) << limit;
   }
 }
@@ -256,7 +256,8 @@ TEST(ChatMessageRepository, ACancelledObserverHearsNoMore) {
   memory.deliver("r-1", "one", kAnna);
   cancelled.cancel();
   memory.deliver("r-1", "two", kAnna);
-  EXPECT_EQ(std::pair(cancelledLists.size(), keptLists.size()), std::pair(std::size_t{2}, std::size_t{3}));
+  EXPECT_EQ(std::pair(cancelledLists.size(), keptLists.size()),
+            std::pair(std::size_t{2}, std::size_t{3}));
 }
 
 }  // namespace

@@ -68,8 +68,8 @@ const Input kAnnaInput = text("u1") + present(text("anna")) + text("Anna") + tex
 ChatMessageUser bob() {
   return ChatMessageUser("u2", std::nullopt, "Bob", "", std::nullopt, std::nullopt, 0, 9);
 }
-const Input kBobInput = text("u2") + absent() + text("Bob") + text("") + absent() + absent() +
-                        word64(0) + word64(9);
+const Input kBobInput =
+    text("u2") + absent() + text("Bob") + text("") + absent() + absent() + word64(0) + word64(9);
 
 Body helloBody() { return Body(TextBody("hello", std::nullopt)); }
 
@@ -84,19 +84,19 @@ TEST(ChatMessageHash, FeedsTheTenFieldsInDeclarationOrder) {
   const std::pair<ChatMessage, Input> cases[] = {
       {ChatMessage(helloBody(), Date::since1970(1795341600), "c-1", "m-1", "r-1", BodyType::text,
                    Date::since1970(1795341601.5), anna(), 7, MessageSentStatus::failed),
-       word64(9) + text("hello") + absent()               // body: text, no mentions
-           + present(date(1795341600.0 - 978307200.0))    // createdAt
+       word64(9) + text("hello") + absent()                    // body: text, no mentions
+           + present(date(1795341600.0 - 978307200.0))         // createdAt
            + present(text("c-1")) + text("m-1") + text("r-1")  // clientID, messageID, roomID
-           + text("text")                                  // type
-           + present(date(1795341601.5 - 978307200.0))    // updatedAt
+           + text("text")                                      // type
+           + present(date(1795341601.5 - 978307200.0))         // updatedAt
            + kAnnaInput + present(word64(7)) + word32(2)},
       // The kind is fed as its raw string, whatever the body holds.
       {ChatMessage(Body(ImagesBody({wide, empty})), std::nullopt, std::nullopt, "m-2", "r-1",
                    BodyType::video, std::nullopt, bob(), std::nullopt, MessageSentStatus::sending),
-       word64(5) + word64(2)                                                  // images, count
-           + present(word64(200)) + present(word64(100))                      // first image
-           + present(text("https://cdn.example/w.png")) + absent()            //
-           + absent() + absent() + absent() + absent()                        // second image
+       word64(5) + word64(2)                                        // images, count
+           + present(word64(200)) + present(word64(100))            // first image
+           + present(text("https://cdn.example/w.png")) + absent()  // its links
+           + absent() + absent() + absent() + absent()              // second image
            + absent() + absent() + text("m-2") + text("r-1") + text("video") + absent() +
            kBobInput + absent() + word32(1)},
       // Minus zero is fed as plus zero, text as its canonical form, -1 as an unsigned word.
@@ -110,8 +110,8 @@ TEST(ChatMessageHash, FeedsTheTenFieldsInDeclarationOrder) {
            + present(word64(0)) + present(text("caf\u00e9")) + text("m-3") + text("r-2") +
            text("video") + absent() + kBobInput +
            present(word64(std::numeric_limits<std::uint64_t>::max())) + word32(0)},
-      {ChatMessage(Body::vimeo(), std::nullopt, "", "", "", BodyType::vimeo, std::nullopt, bob(),
-                   0, MessageSentStatus::sent),
+      {ChatMessage(Body::vimeo(), std::nullopt, "", "", "", BodyType::vimeo, std::nullopt, bob(), 0,
+                   MessageSentStatus::sent),
        word64(13) + absent() + present(text("")) + text("") + text("") + text("vimeo") + absent() +
            kBobInput + present(word64(0)) + word32(0)},
   };
@@ -156,7 +156,8 @@ TEST(ChatMessageEquality, EqualValuesBuiltDifferentlyAreEqualAndHashAlike) {
        [](ChatMessage& m) { m.createdAt = Date::sinceReferenceDate(1795341600.0 - 978307200.0); }},
       {"the same instant from the system clock",
        [](ChatMessage& m) {
-         m.createdAt = Date(std::chrono::system_clock::time_point(std::chrono::seconds(1795341600)));
+         m.createdAt =
+             Date(std::chrono::system_clock::time_point(std::chrono::seconds(1795341600)));
        }},
       {"the user rebuilt", [](ChatMessage& m) { m.user = anna(); }},
   };
@@ -227,7 +228,8 @@ TEST(NewChatMessage, StoresABodyOrATextBodyWithItsRoom) {
   const TextBody text("hello", std::vector<TextBody::Mention>{{"u1", 0, 5}});
   const NewChatMessage fromText("r-1", text);
   ASSERT_EQ(fromText.body.bodyType(), BodyType::text);
-  EXPECT_EQ(std::pair(*fromText.body.get<TextBody>(), fromText.roomID), std::pair(text, std::string("r-1")));
+  EXPECT_EQ(std::pair(*fromText.body.get<TextBody>(), fromText.roomID),
+            std::pair(text, std::string("r-1")));
 
   const Body images(ImagesBody(std::vector<Image>{}));
   const NewChatMessage fromBody(images, "r-2");

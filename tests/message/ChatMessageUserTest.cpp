@@ -20,10 +20,10 @@ using testing::encode;
 
 // The members of a complete user object, in key order, as raw JSON values.
 const std::vector<std::pair<std::string, std::string>> kFullUser{
-    {"id", R"("u1")"},           {"username", R"("anna")"},
-    {"firstName", R"("Anna")"},  {"lastName", R"("Berg")"},
-    {"bio", R"("hi")"},          {"avatarUrl", R"("https://cdn.example/a.png")"},
-    {"followerCount", "3"},      {"followingCount", "4"},
+    {"id", R"("u1")"},          {"username", R"("anna")"},
+    {"firstName", R"("Anna")"}, {"lastName", R"("Berg")"},
+    {"bio", R"("hi")"},         {"avatarUrl", R"("https://cdn.example/a.png")"},
+    {"followerCount", "3"},     {"followingCount", "4"},
 };
 
 /// The complete user object with one member replaced by `value`, or left out when `value` is
@@ -93,8 +93,7 @@ TEST(ChatMessageUserDecoding, StopsAtTheFirstFailingKeyInKeyOrder) {
        "keyNotFound at id"},
       {R"({"id":"u","username":5,"lastName":1,"followerCount":1,"followingCount":1})",
        "typeMismatch at username"},
-      {R"({"id":"u","firstName":"A","lastName":"B","bio":2,"avatarUrl":3})",
-       "typeMismatch at bio"},
+      {R"({"id":"u","firstName":"A","lastName":"B","bio":2,"avatarUrl":3})", "typeMismatch at bio"},
       {R"({"id":"u","firstName":"A","lastName":"B","followingCount":"x"})",
        "keyNotFound at followerCount"},
       // The value itself is not an object.
@@ -136,9 +135,8 @@ TEST(ChatMessageUserEncoding, WritesPresentFieldsInKeyOrderAndNoNulls) {
   const std::pair<ChatMessageUser, std::string_view> cases[] = {
       {ChatMessageUser("u1", std::nullopt, "Anna", "Berg", std::nullopt, std::nullopt, 3, 4),
        R"({"id":"u1","firstName":"Anna","lastName":"Berg","followerCount":3,"followingCount":4})"},
-      {anna(),
-       R"({"id":"u1","username":"anna","firstName":"Anna","lastName":"Berg","bio":"hi",)"
-       R"("avatarUrl":"https://cdn.example/a.png","followerCount":3,"followingCount":4})"},
+      {anna(), R"({"id":"u1","username":"anna","firstName":"Anna","lastName":"Berg","bio":"hi",)"
+               R"("avatarUrl":"https://cdn.example/a.png","followerCount":3,"followingCount":4})"},
       {ChatMessageUser("u2", "", "", "", "", std::nullopt, 0, -1),
        R"({"id":"u2","username":"","firstName":"","lastName":"","bio":"","followerCount":0,)"
        R"("followingCount":-1})"},
@@ -200,13 +198,15 @@ TEST(ChatMessageUserCodingKeys, HaveExactlyTheEightJSONKeysAsRawValues) {
   };
   static_assert(RawValues<Keys>::values.size() == 8);
   for (const auto& [key, raw] : cases) {
-    EXPECT_EQ(std::pair(stringValue(key), fromRawValue<Keys>(raw)), std::pair(raw, std::optional(key)));
+    EXPECT_EQ(std::pair(stringValue(key), fromRawValue<Keys>(raw)),
+              std::pair(raw, std::optional(key)));
   }
 }
 
 TEST(ChatMessageUserCodingKeys, AcceptNoOtherStringAndNoInteger) {
   using Keys = ChatMessageUser::CodingKeys;
-  for (const std::string_view text : {"avatarURL", "AvatarUrl", "ID", "", "id ", "follower_count"}) {
+  for (const std::string_view text :
+       {"avatarURL", "AvatarUrl", "ID", "", "id ", "follower_count"}) {
     EXPECT_EQ(fromRawValue<Keys>(text), std::nullopt) << text;
   }
   for (const int number : {0, 1, 5, 7, -1}) {
@@ -240,8 +240,8 @@ TEST(ChatMessageUserEquality, EveryFieldTakesPartAndHashesFollow) {
 }
 
 TEST(ChatMessageUserEquality, CanonicallyEquivalentTextIsEqualAndHashesAlike) {
-  const ChatMessageUser precomposed("u1", "jos\u00e9", "Jos\u00e9", "B", std::nullopt,
-                                    std::nullopt, 1, 2);
+  const ChatMessageUser precomposed("u1", "jos\u00e9", "Jos\u00e9", "B", std::nullopt, std::nullopt,
+                                    1, 2);
   const ChatMessageUser decomposed("u1", "jose\u0301", "Jose\u0301", "B", std::nullopt,
                                    std::nullopt, 1, 2);
   EXPECT_EQ(std::pair(precomposed == decomposed, precomposed.hashValue() == decomposed.hashValue()),

@@ -125,12 +125,9 @@ TEST(MediaDecoding, AValueOfTheWrongTypeFailsWithItsKey) {
 
 TEST(VideoDecoding, TheDurationIsTheNumberAsSent) {
   const std::pair<std::string_view, double> cases[] = {
-      {R"({"duration":12.5})", 12.5},
-      {R"({"duration":60})", 60.0},
-      {R"({"duration":0})", 0.0},
-      {R"({"duration":-1.25})", -1.25},
-      {R"({"duration":1e300})", 1e300},
-      {R"({"duration":9007199254740993})", 9007199254740992.0},
+      {R"({"duration":12.5})", 12.5},   {R"({"duration":60})", 60.0},
+      {R"({"duration":0})", 0.0},       {R"({"duration":-1.25})", -1.25},
+      {R"({"duration":1e300})", 1e300}, {R"({"duration":9007199254740993})", 9007199254740992.0},
   };
   for (const auto& [json, expected] : cases) {
     EXPECT_EQ(decode<Video>(json).duration, expected) << json;
@@ -164,10 +161,10 @@ TEST(MediaEquality, PresenceAndEveryFieldTakePart) {
   const Image image = imageOf(15);
   const std::pair<std::string_view, Image> imageCases[] = {
       {"optimizedUrl differs", Image(200, 100, "https://cdn.example/p.png", "other")},
-      {"height absent", Image(200, std::nullopt, "https://cdn.example/p.png",
-                              "https://cdn.example/p-small.png")},
-      {"width differs", Image(201, 100, "https://cdn.example/p.png",
-                              "https://cdn.example/p-small.png")},
+      {"height absent",
+       Image(200, std::nullopt, "https://cdn.example/p.png", "https://cdn.example/p-small.png")},
+      {"width differs",
+       Image(201, 100, "https://cdn.example/p.png", "https://cdn.example/p-small.png")},
       {"url absent", imageOf(0b1011)},
   };
   for (const auto& [what, other] : imageCases) {
@@ -194,8 +191,7 @@ TEST(VideoEquality, BothZerosAreEqualAndHashAlikeButNaNEqualsNothing) {
   const Video plus(std::nullopt, std::nullopt, std::nullopt, 0.0);
   const Video minus(std::nullopt, std::nullopt, std::nullopt, -0.0);
   const Video notANumber(std::nullopt, std::nullopt, std::nullopt, nan);
-  EXPECT_EQ(std::pair(plus == minus, plus.hashValue() == minus.hashValue()),
-            std::pair(true, true));
+  EXPECT_EQ(std::pair(plus == minus, plus.hashValue() == minus.hashValue()), std::pair(true, true));
   EXPECT_FALSE(notANumber == notANumber);
   // Decoded minus zero keeps its sign and still equals plus zero.
   EXPECT_EQ(decode<Video>(R"({"duration":-0.0})"), plus);

@@ -117,14 +117,10 @@ class Promise {
 
   Future<T> future() const { return Future<T>(state_); }
 
-  bool resolve(typename detail::ValueCallback<T>::Stored value) const
-    requires(!std::is_void_v<T>)
-  {
+  bool resolve(typename detail::ValueCallback<T>::Stored value) const requires(!std::is_void_v<T>) {
     return state_->settle(std::move(value), nullptr);
   }
-  bool resolve() const
-    requires std::is_void_v<T>
-  {
+  bool resolve() const requires std::is_void_v<T> {
     return state_->settle(detail::Unit{}, nullptr);
   }
   /// Fails the future with `error`. A null error is replaced by a std::invalid_argument, so that

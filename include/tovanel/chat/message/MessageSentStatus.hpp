@@ -46,8 +46,7 @@ constexpr std::underlying_type_t<E> rawValue(E value) noexcept {
 /// The case whose raw value is `raw`; nothing for any other integer. Any integer type is
 /// accepted and compared by value, so a wide value never wraps onto a case.
 template <IntegerRawValueEnum E, std::integral I>
-  requires(!std::same_as<I, bool>)
-constexpr std::optional<E> fromRawValue(I raw) noexcept {
+requires(!std::same_as<I, bool>) constexpr std::optional<E> fromRawValue(I raw) noexcept {
   for (const E value : IntegerRawValues<E>::cases) {
     if (std::cmp_equal(rawValue(value), raw)) return value;
   }

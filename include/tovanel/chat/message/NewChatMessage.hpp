@@ -14,7 +14,8 @@ struct NewChatMessage {
   Body body;
   std::string roomID;
 
-  NewChatMessage(Body body, std::string roomID) : body(std::move(body)), roomID(std::move(roomID)) {}
+  NewChatMessage(Body body, std::string roomID)
+      : body(std::move(body)), roomID(std::move(roomID)) {}
   /// A text message.
   NewChatMessage(std::string roomID, TextBody textBody)
       : body(std::move(textBody)), roomID(std::move(roomID)) {}
