@@ -9,11 +9,13 @@
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/content/HLSBody.hpp"
+#include "tovanel/chat/body/content/ImagesBody.hpp"
 #include "tovanel/chat/body/content/LocationBody.hpp"
 #include "tovanel/chat/body/content/SoundCloudBody.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/body/content/TwitchBody.hpp"
 #include "tovanel/chat/body/content/URLBody.hpp"
+#include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/body/content/YoutubeBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
@@ -80,14 +82,14 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     kNoPayload,                // event
     kNoPayload,                // hint
     opsFor<HLSBody>(),         // hls
-    kUnavailable,              // images
+    opsFor<ImagesBody>(),      // images
     kUnavailable,              // info
     opsFor<LocationBody>(),    // location
     opsFor<SoundCloudBody>(),  // soundcloud
     opsFor<TextBody>(),        // text
     opsFor<TwitchBody>(),      // twitch
     opsFor<URLBody>(),         // url
-    kUnavailable,              // video
+    opsFor<VideoBody>(),       // video
     kNoPayload,                // vimeo: its EmptyBody reads and writes nothing here
     opsFor<YoutubeBody>(),     // youtube
 };
