@@ -3,6 +3,7 @@
 //   tovanel-chat user [FILE]
 //   tovanel-chat equal (--type KIND | --user) FILE1 FILE2
 //   tovanel-chat duration TEXT
+//   tovanel-chat check [FILE]
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <string>
 
+#include "Check.hpp"
 #include "Input.hpp"
 #include "Subject.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -94,6 +96,10 @@ int main(int argc, char** argv) {
   equal->add_option("FILE1", first, "the first JSON input")->required();
   equal->add_option("FILE2", second, "the second JSON input")->required();
 
+  std::string checkFile = "-";
+  auto* check = app.add_subcommand("check", "decode every message of a room export");
+  check->add_option("FILE", checkFile, "a JSON array or newline-delimited envelopes; - for stdin");
+
   std::string durationText;
   auto* duration = app.add_subcommand(
       "duration", "parse ISO 8601 duration text and print its seconds and its text written back");
@@ -111,6 +117,7 @@ int main(int argc, char** argv) {
     if (body->parsed()) return runBody(tool::bodySubject(kind), file);
     if (user->parsed()) return runBody(tool::userSubject(), userFile);
     if (duration->parsed()) return runDuration(durationText);
+    if (check->parsed()) return tool::runCheck(checkFile);
     const auto subject = equalUsers ? tool::userSubject() : tool::bodySubject(equalKind);
     return runEqual(subject, first, second);
   } catch (const tool::UsageError& error) {
