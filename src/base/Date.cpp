@@ -70,14 +70,28 @@ struct Cursor {
 
 }  // namespace
 
-Date::Date(std::chrono::system_clock::time_point timePoint) noexcept
-    : seconds_(std::chrono::duration<double>(timePoint.time_since_epoch()).count() -
-               kReferenceDateSince1970) {}
+// Whole seconds and the fraction travel apart: the clock's count of nanoseconds since 1970
+// exceeds a double's 53 bits, so converting it in one piece would be off by up to 256 ns.
+Date::Date(std::chrono::system_clock::time_point timePoint) noexcept {
+  using namespace std::chrono;
+  const auto whole = floor<seconds>(timePoint);
+  const duration<double> fraction = timePoint - whole;
+  seconds_ = (static_cast<double>(whole.time_since_epoch().count()) - kReferenceDateSince1970) +
+             fraction.count();
+}
 
 std::chrono::system_clock::time_point Date::timePoint() const noexcept {
-  const auto since1970 = std::chrono::duration<double>(timeIntervalSince1970());
-  return std::chrono::system_clock::time_point(
-      std::chrono::duration_cast<std::chrono::system_clock::duration>(since1970));
+  using namespace std::chrono;
+  using TimePoint = system_clock::time_point;
+  const double since1970 = timeIntervalSince1970();
+  // Beyond the clock's range, the nearest end of it; NaN gives the earliest.
+  constexpr double kLimit =
+      duration_cast<duration<double>>(TimePoint::duration::max()).count() * 0.999;
+  if (!(since1970 > -kLimit)) return since1970 > 0 ? TimePoint::max() : TimePoint::min();
+  if (!(since1970 < kLimit)) return TimePoint::max();
+  const double whole = std::floor(since1970);
+  return TimePoint(seconds(static_cast<std::int64_t>(whole))) +
+         round<TimePoint::duration>(duration<double>(since1970 - whole));
 }
 
 std::optional<Date> Date::fromISO8601(std::string_view text) {
@@ -123,8 +137,8 @@ std::optional<Date> Date::fromISO8601(std::string_view text) {
     offsetSeconds = sign * static_cast<std::int64_t>(offsetHours * 3600 + offsetMinutes * 60);
   }
   if (!c.atEnd()) return std::nullopt;
-  const std::int64_t seconds = daysFromCivil(year, month, day) * 86400 + hour * 3600 +
-                               minute * 60 + second - offsetSeconds;
+  const std::int64_t seconds =
+      daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second - offsetSeconds;
   return Date::since1970(static_cast<double>(seconds) + fraction);
 }
 

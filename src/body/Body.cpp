@@ -8,7 +8,15 @@
 
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/content/HLSBody.hpp"
+#include "tovanel/chat/body/content/ImagesBody.hpp"
+#include "tovanel/chat/body/content/LocationBody.hpp"
+#include "tovanel/chat/body/content/SoundCloudBody.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/content/TwitchBody.hpp"
+#include "tovanel/chat/body/content/URLBody.hpp"
+#include "tovanel/chat/body/content/VideoBody.hpp"
+#include "tovanel/chat/body/content/YoutubeBody.hpp"
 #include "tovanel/chat/body/info/InfoBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
@@ -70,21 +78,21 @@ constexpr PayloadOps kNoPayload{};
 constexpr PayloadOps kUnavailable{&decodeUnavailable};
 
 constexpr std::array<PayloadOps, 15> kPayloadOps{
-    kNoPayload,          // action
-    kNoPayload,          // app
-    kNoPayload,          // event
-    kNoPayload,          // hint
-    kUnavailable,        // hls
-    kUnavailable,        // images
-    opsFor<InfoBody>(),  // info
-    kUnavailable,        // location
-    kUnavailable,        // soundcloud
-    opsFor<TextBody>(),  // text
-    kUnavailable,        // twitch
-    kUnavailable,        // url
-    kUnavailable,        // video
-    kNoPayload,          // vimeo: its EmptyBody reads and writes nothing here
-    kUnavailable,        // youtube
+    kNoPayload,                // action
+    kNoPayload,                // app
+    kNoPayload,                // event
+    kNoPayload,                // hint
+    opsFor<HLSBody>(),         // hls
+    opsFor<ImagesBody>(),      // images
+    opsFor<InfoBody>(),        // info
+    opsFor<LocationBody>(),    // location
+    opsFor<SoundCloudBody>(),  // soundcloud
+    opsFor<TextBody>(),        // text
+    opsFor<TwitchBody>(),      // twitch
+    opsFor<URLBody>(),         // url
+    opsFor<VideoBody>(),       // video
+    kNoPayload,                // vimeo: its EmptyBody reads and writes nothing here
+    opsFor<YoutubeBody>(),     // youtube
 };
 
 const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
@@ -158,8 +166,6 @@ bool operator==(const Body& a, const Body& b) {
 
 void Body::hashPayload(Hasher& hasher) const { opsOf(header()->kind).hash(header(), hasher); }
 
-void Body::hashPayload(HasherRef& hasher) const {
-  opsOf(header()->kind).hashRef(header(), hasher);
-}
+void Body::hashPayload(HasherRef& hasher) const { opsOf(header()->kind).hashRef(header(), hasher); }
 
 }  // namespace tovanel::chat

@@ -8,6 +8,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 
@@ -85,6 +86,19 @@ void DecodingRun::fail(std::exception_ptr error, std::string description) {
   failed_ = true;
   error_ = std::move(error);
   description_ = std::move(description);
+}
+
+const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
+  static const coding::PathLink kRoot{};
+  if (link.parent == nullptr) return &kRoot;
+  PinnedLink& node = pinned_.emplace_front();
+  node.link.parent = pinned(*link.parent);
+  node.link.step = link.step;
+  if (link.step.key != nullptr) {
+    node.key.assign(link.step.key, link.step.keySizeOrIndex);
+    node.link.step.key = node.key.data();
+  }
+  return &node.link;
 }
 
 // ---- Decoder ----
@@ -244,15 +258,57 @@ SingleValueDecodingContainer Decoder::singleValueContainer() const {
 
 // ---- KeyedDecodingContainer ----
 
-std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const noexcept {
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {
   const simdjson::dom::object object = toElement(self_.value_).get_object().value_unsafe();
-  std::optional<element> found;
+  std::size_t count = 0;
   for (const auto field : object) {
-    if (field.key == key) found = field.value;  // keep looking: the last duplicate wins
+    const std::size_t valueIndex = std::bit_cast<coding::JsonRef>(field.value).index;
+    bool repeated = false;
+    for (std::size_t i = 0; i < count; ++i) {
+      Member& known = members_[i];
+      if (known.keySize == field.key.size() &&
+          std::memcmp(known.key, field.key.data(), field.key.size()) == 0) {
+        known.valueIndex = valueIndex;  // the last duplicate wins
+        repeated = true;
+        break;
+      }
+    }
+    if (repeated) continue;
+    if (count == kIndexedMembers) return;  // too many to index: lookups walk the object
+    members_[count++] = Member{field.key.data(), field.key.size(), valueIndex};
+  }
+  memberCount_ = count;
+  indexed_ = true;
+}
+
+Decoder KeyedDecodingContainer::member(std::size_t valueIndex, std::string_view key) const noexcept {
+  return Decoder(coding::JsonRef{self_.value_.document, valueIndex}, self_.run(), self_,
+                 coding::PathStep{key.data(), key.size()});
+}
+
+std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const noexcept {
+  if (!indexed_) return scan(key);
+  std::size_t i = hint_;
+  for (std::size_t step = 0; step < memberCount_; ++step) {
+    if (i >= memberCount_) i = 0;
+    const Member& candidate = members_[i++];
+    if (candidate.keySize == key.size() &&
+        std::memcmp(candidate.key, key.data(), key.size()) == 0) {
+      hint_ = i;
+      return member(candidate.valueIndex, key);
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Decoder> KeyedDecodingContainer::scan(std::string_view key) const noexcept {
+  const simdjson::dom::object object = toElement(self_.value_).get_object().value_unsafe();
+  std::optional<std::size_t> found;
+  for (const auto field : object) {
+    if (field.key == key) found = std::bit_cast<coding::JsonRef>(field.value).index;
   }
   if (!found) return std::nullopt;
-  return Decoder(std::bit_cast<coding::JsonRef>(*found), self_.run(), self_,
-                 coding::PathStep{key.data(), key.size()});
+  return member(*found, key);
 }
 
 bool KeyedDecodingContainer::failKeyNotFound(std::string_view key) const {
@@ -282,6 +338,9 @@ Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
     failKeyNotFound(key);
     self_.run().rethrow();
   }
+  // The result may outlive this container (decoder.container().nestedDecoder("k")), so its path
+  // must not point into it.
+  value->link_ = *self_.run().pinned(value->link_);
   return *value;
 }
 

@@ -27,28 +27,41 @@ std::string readInput(const std::string& path) {
   return text;
 }
 
+InputStream::InputStream(const std::string& path) : stream_(&std::cin) {
+  if (path.empty() || path == "-") return;
+  auto file = std::make_unique<std::ifstream>(path, std::ios::binary);
+  if (!*file) throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  file_ = std::move(file);
+  stream_ = file_.get();
+}
+
 namespace {
-void printFailure(std::string_view kind, const std::string& description, const CodingPath& path) {
-  std::string line = "error: ";
-  line.append(kind).append(": ").append(description);
-  if (!path.empty()) line.append(" (at ").append(describe(path)).append(")");
-  line += '\n';
-  std::fflush(stdout);  // the library's own lines come first
-  std::fwrite(line.data(), 1, line.size(), stderr);
+std::string describe(std::string_view kind, const std::string& description,
+                     const CodingPath& path) {
+  std::string text(kind);
+  text.append(": ").append(description);
+  if (!path.empty()) text.append(" (at ").append(tovanel::chat::describe(path)).append(")");
+  return text;
 }
 }  // namespace
 
-int reportFailure(const std::exception_ptr& failure) {
+std::string describeFailure(const std::exception_ptr& failure) {
   try {
     std::rethrow_exception(failure);
   } catch (const DecodingError& error) {
-    printFailure(DecodingError::kindName(error.kind()), error.debugDescription(),
-                 error.codingPath());
-  } catch (const Body::BodyDecodingError& error) {
-    printFailure("bodyTypeMissing", "the body's kind was not handed to its decoder", {});
+    return describe(DecodingError::kindName(error.kind()), error.debugDescription(),
+                    error.codingPath());
+  } catch (const Body::BodyDecodingError&) {
+    return describe("bodyTypeMissing", "the body's kind was not handed to its decoder", {});
   } catch (const EncodingError& error) {
-    printFailure("invalidValue", error.debugDescription(), error.codingPath());
+    return describe("invalidValue", error.debugDescription(), error.codingPath());
   }
+}
+
+int reportFailure(const std::exception_ptr& failure) {
+  const std::string line = "error: " + describeFailure(failure) + "\n";
+  std::fflush(stdout);  // the library's own lines come first
+  std::fwrite(line.data(), 1, line.size(), stderr);
   return 1;
 }
 

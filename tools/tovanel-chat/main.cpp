@@ -3,6 +3,8 @@
 //   tovanel-chat user [FILE]
 //   tovanel-chat info [FILE]
 //   tovanel-chat equal (--type KIND | --user | --info) FILE1 FILE2
+//   tovanel-chat duration TEXT
+//   tovanel-chat check [FILE]
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -11,8 +13,13 @@
 #include <cstdio>
 #include <string>
 
+#include "Check.hpp"
 #include "Input.hpp"
 #include "Subject.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+#include "tovanel/chat/duration/DurationConversion.hpp"
+#include "tovanel/chat/duration/ISO8601DurationFormatter.hpp"
 
 namespace tool = tovanel::chat::tool;
 
@@ -45,6 +52,21 @@ int runEqual(const tool::Subject& subject, const std::string& first, const std::
   } catch (...) {
     return tool::reportFailure(std::current_exception());
   }
+}
+
+// Prints "<seconds>\t<the components written back as text>", seconds as the JSON output writes
+// numbers.
+int runDuration(const std::string& text) {
+  namespace chat = tovanel::chat;
+  const auto components = chat::ISO8601DurationFormatter().dateComponents(text);
+  if (!components) {
+    return tool::reportFailure(std::make_exception_ptr(
+        chat::DecodingError(chat::DecodingError::Kind::dataCorrupted, {},
+                            "the text \"" + text + "\" is not an ISO 8601 duration")));
+  }
+  printLine(chat::JSONEncoder().encode(chat::toTimeInterval(*components)) + '\t' +
+            chat::toISO8601Duration(*components));
+  return 0;
 }
 
 }  // namespace
@@ -81,6 +103,15 @@ int main(int argc, char** argv) {
   equal->add_option("FILE1", first, "the first JSON input")->required();
   equal->add_option("FILE2", second, "the second JSON input")->required();
 
+  std::string checkFile = "-";
+  auto* check = app.add_subcommand("check", "decode every message of a room export");
+  check->add_option("FILE", checkFile, "a JSON array or newline-delimited envelopes; - for stdin");
+
+  std::string durationText;
+  auto* duration = app.add_subcommand(
+      "duration", "parse ISO 8601 duration text and print its seconds and its text written back");
+  duration->add_option("TEXT", durationText, "the duration text, such as PT4M13S")->required();
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -93,6 +124,8 @@ int main(int argc, char** argv) {
     if (body->parsed()) return runBody(tool::bodySubject(kind), file);
     if (user->parsed()) return runBody(tool::userSubject(), userFile);
     if (info->parsed()) return runBody(tool::infoSubject(), infoFile);
+    if (duration->parsed()) return runDuration(durationText);
+    if (check->parsed()) return tool::runCheck(checkFile);
     const auto subject = equalUsers   ? tool::userSubject()
                          : equalInfos ? tool::infoSubject()
                                       : tool::bodySubject(equalKind);

@@ -86,7 +86,10 @@ class Body {
     Code code = Code::bodyTypeMissing;
 
     const char* what() const noexcept override;
-    friend bool operator==(const BodyDecodingError&, const BodyDecodingError&) = default;
+    // Written out: a defaulted comparison would need one for the std::exception base.
+    friend bool operator==(const BodyDecodingError& a, const BodyDecodingError& b) noexcept {
+      return a.code == b.code;
+    }
     template <class H>
     void hashInto(H& hasher) const {
       hasher.combine(static_cast<std::uint64_t>(code));

@@ -30,6 +30,12 @@ struct Access {
   static constexpr auto fields() {
     return T::codingFields();
   }
+  /// The record's hash order, when it states one (checked here, where private members are
+  /// visible, so that a private hashOrder is not mistaken for none).
+  template <class T>
+  static constexpr auto hashOrder() -> decltype(T::hashOrder()) {
+    return T::hashOrder();
+  }
 };
 
 template <class T>

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <forward_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -92,7 +93,18 @@ class DecodingRun {
 
  private:
   friend class Decoder;
+  friend class KeyedDecodingContainer;
+
+  /// A copy of `link` and of its parents, with their keys, kept until the run ends: for a decoder
+  /// handed to the application, whose parent may be a temporary container.
+  const coding::PathLink* pinned(const coding::PathLink& link);
+  struct PinnedLink {
+    coding::PathLink link;
+    std::string key;
+  };
+
   const JSONDecoder* owner_;
+  std::forward_list<PinnedLink> pinned_;  // stable addresses; allocates nothing while empty
   std::exception_ptr error_;
   std::string description_;
   int quiet_ = 0;
@@ -183,8 +195,27 @@ class KeyedDecodingContainer {
 
  private:
   friend class Decoder;
-  explicit KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {}
+  // Opening the container indexes the object's members once, so that a lookup costs a few
+  // comparisons instead of a walk over the object: a repeated key keeps one entry holding its
+  // last value, and lookups start where the previous one ended, since records read their keys
+  // in the order the service usually writes them. Objects with more distinct keys than the
+  // index holds are walked on each lookup instead.
+  struct Member {
+    const char* key;
+    std::size_t keySize;
+    std::size_t valueIndex;
+  };
+  static constexpr std::size_t kIndexedMembers = 16;
+
+  explicit KeyedDecodingContainer(const Decoder& self) noexcept;
+  std::optional<Decoder> scan(std::string_view key) const noexcept;
+  Decoder member(std::size_t valueIndex, std::string_view key) const noexcept;
+
   Decoder self_;
+  std::size_t memberCount_ = 0;
+  mutable std::size_t hint_ = 0;
+  bool indexed_ = false;
+  Member members_[kIndexedMembers]{};
 };
 
 /// The elements of one JSON array, read front to back.

@@ -10,9 +10,12 @@
 // order, the first failure wins), encoding (required fields always written, optional ones only
 // when present), equality and the hash input (fields in declaration order). A record whose key
 // order differs from its declaration order also states `hashOrder()`, the table positions in
-// declaration order.
+// declaration order. A key whose reading no presence expresses names its own reader with
+// customKey; it is written, compared and hashed like any optional field.
 
 #include <array>
+#include <concepts>
+#include <functional>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -27,15 +30,17 @@
 
 namespace tovanel::chat::coding {
 
-/// How a field is read: required (fails when absent), optional (empty when absent or null) or
-/// tolerant (empty when absent, null or unreadable). Required fields are always written;
-/// optional and tolerant ones only when present.
-enum class Presence : std::uint8_t { required, optional, tolerant };
+/// How a field is read: required (fails when absent), optional (empty when absent or null),
+/// tolerant (empty when absent, null or unreadable) or custom (by the field's own reader).
+/// Required fields are always written; the others only when present.
+enum class Presence : std::uint8_t { required, optional, tolerant, custom };
 
 template <class R, class M, Presence P>
 struct Field {
   std::string_view key;
   M R::*member;
+  /// The reader of a custom field: the checking decode of `key` into the member.
+  bool (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
   static constexpr Presence presence = P;
 };
 
@@ -54,6 +59,15 @@ constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(
   return {key, member};
 }
 
+/// An optional field read by `read` (which records its failure and returns false, or returns
+/// true); written only when present.
+template <class R, class M>
+constexpr Field<R, std::optional<M>, Presence::custom> customKey(
+    std::string_view key, std::optional<M> R::*member,
+    bool (*read)(const KeyedDecodingContainer&, std::string_view, std::optional<M>&)) {
+  return {key, member, read};
+}
+
 /// The JSON keys of a record's table, in key order (the raw values of a public CodingKeys).
 template <class T>
 constexpr auto keysOf() {
@@ -67,9 +81,11 @@ bool readField(const KeyedDecodingContainer& container, R& record, const Field<R
     return decodeRequired(container, field.key, record.*field.member);
   } else if constexpr (P == Presence::optional) {
     return decodeOptional(container, field.key, record.*field.member);
-  } else {
+  } else if constexpr (P == Presence::tolerant) {
     decodeTolerant(container, field.key, record.*field.member);
     return true;
+  } else {
+    return field.read(container, field.key, record.*field.member);
   }
 }
 
@@ -105,13 +121,13 @@ bool fieldsEqual(const T& a, const T& b) {
 }
 
 template <class T>
-concept HasHashOrder = requires { T::hashOrder(); };
+concept HasHashOrder = requires { Access::hashOrder<T>(); };
 
 template <class H, class T>
 void hashFields(H& hasher, const T& value) {
   constexpr auto fields = Access::fields<T>();
   if constexpr (HasHashOrder<T>) {
-    constexpr auto order = T::hashOrder();
+    constexpr auto order = Access::hashOrder<T>();
     static_assert(order.size() == std::tuple_size_v<decltype(fields)>);
     [&]<std::size_t... I>(std::index_sequence<I...>) {
       (value::feed(hasher, value.*(std::get<order[I]>(fields).member)), ...);
@@ -146,3 +162,10 @@ class Record {
 };
 
 }  // namespace tovanel::chat::coding
+
+/// Records hash for unordered containers with the process's seed.
+template <class T>
+  requires std::derived_from<T, tovanel::chat::coding::Record<T>>
+struct std::hash<T> {
+  std::size_t operator()(const T& value) const { return static_cast<std::size_t>(value.hashValue()); }
+};

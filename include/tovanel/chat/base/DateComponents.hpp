@@ -1,0 +1,36 @@
+#pragma once
+// A plain record of calendar units, each an optional signed 64-bit integer: what duration text
+// parses into. No calendar and no time zone; nothing is normalised or validated.
+
+#include <cstdint>
+#include <optional>
+
+#include "tovanel/chat/base/Calendar.hpp"
+
+namespace tovanel::chat {
+
+struct DateComponents {
+  std::optional<std::int64_t> era;
+  std::optional<std::int64_t> year;
+  std::optional<std::int64_t> month;
+  std::optional<std::int64_t> day;
+  std::optional<std::int64_t> hour;
+  std::optional<std::int64_t> minute;
+  std::optional<std::int64_t> second;
+  std::optional<std::int64_t> nanosecond;
+  std::optional<std::int64_t> weekday;
+  std::optional<std::int64_t> weekdayOrdinal;
+  std::optional<std::int64_t> quarter;
+  std::optional<std::int64_t> weekOfMonth;
+  std::optional<std::int64_t> weekOfYear;
+  std::optional<std::int64_t> yearForWeekOfYear;
+
+  /// Sets one unit; an empty value makes it absent.
+  void setValue(std::optional<std::int64_t> value, Calendar::Component component) noexcept;
+  /// One unit's value, or nothing when it is absent.
+  std::optional<std::int64_t> value(Calendar::Component component) const noexcept;
+
+  friend bool operator==(const DateComponents&, const DateComponents&) = default;
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,190 @@
+#pragma once
+// The payload of an hls message: a video stream offered as HLS with what the service knows about
+// it (links by type, a geographic restriction, catalogue metadata, trailers). Every field is
+// optional; a value of the wrong type anywhere fails the body.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/body/content/Video.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct HLSBody : coding::Record<HLSBody> {
+  /// One stream link of a given type.
+  struct StreamURL : coding::Record<StreamURL> {
+    std::optional<std::string> type;
+    std::optional<std::string> url;
+
+    StreamURL(std::optional<std::string> type, std::optional<std::string> url)
+        : type(std::move(type)), url(std::move(url)) {}
+
+   private:
+    friend struct coding::Access;
+    StreamURL() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::optionalKey("type", &StreamURL::type),
+                        coding::optionalKey("url", &StreamURL::url)};
+    }
+  };
+
+  /// Where the stream may and may not be watched; the texts pass through unchecked.
+  struct GeoRestriction : coding::Record<GeoRestriction> {
+    std::optional<std::vector<std::string>> allowed;
+    std::optional<std::vector<std::string>> disallowed;
+
+    GeoRestriction(std::optional<std::vector<std::string>> allowed,
+                   std::optional<std::vector<std::string>> disallowed)
+        : allowed(std::move(allowed)), disallowed(std::move(disallowed)) {}
+
+   private:
+    friend struct coding::Access;
+    GeoRestriction() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::optionalKey("allowed", &GeoRestriction::allowed),
+                        coding::optionalKey("disallowed", &GeoRestriction::disallowed)};
+    }
+  };
+
+  /// One rating of the content by one source; the value is text ("7.9/10", "88%").
+  struct Rating : coding::Record<Rating> {
+    std::string source;
+    std::string value;
+
+    Rating(std::string source, std::string value)
+        : source(std::move(source)), value(std::move(value)) {}
+
+   private:
+    friend struct coding::Access;
+    Rating() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::requiredKey("source", &Rating::source),
+                        coding::requiredKey("value", &Rating::value)};
+    }
+  };
+
+  /// Catalogue metadata of the content; the rating and the year are text.
+  struct Meta : coding::Record<Meta> {
+    std::optional<std::string> imdbId;
+    std::optional<std::string> imdbRating;
+    std::optional<std::vector<Rating>> ratings;
+    std::optional<std::string> audience;
+    std::optional<std::string> year;
+
+    Meta(std::optional<std::string> imdbId, std::optional<std::string> imdbRating,
+         std::optional<std::vector<Rating>> ratings, std::optional<std::string> audience,
+         std::optional<std::string> year)
+        : imdbId(std::move(imdbId)),
+          imdbRating(std::move(imdbRating)),
+          ratings(std::move(ratings)),
+          audience(std::move(audience)),
+          year(std::move(year)) {}
+
+   private:
+    friend struct coding::Access;
+    Meta() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::optionalKey("imdbId", &Meta::imdbId),
+                        coding::optionalKey("imdbRating", &Meta::imdbRating),
+                        coding::optionalKey("ratings", &Meta::ratings),
+                        coding::optionalKey("audience", &Meta::audience),
+                        coding::optionalKey("year", &Meta::year)};
+    }
+  };
+
+  /// The public key set, in the order the keys are read and written (not the field order);
+  /// `bodyDescription` travels as "description" and `geoRestriction` as "geoRestricted".
+  enum class CodingKeys : std::uint8_t {
+    bodyDescription,
+    type,
+    provider,
+    originalUrl,
+    url,
+    image,
+    title,
+    duration,
+    tags,
+    meta,
+    trailers,
+    streamUrls,
+    geoRestriction,
+  };
+
+  std::optional<std::string> type;
+  std::optional<std::string> provider;
+  std::optional<std::string> originalUrl;
+  std::optional<std::string> url;
+  std::optional<Image> image;
+  std::optional<std::string> title;
+  std::optional<std::vector<StreamURL>> streamUrls;
+  std::optional<std::string> bodyDescription;
+  std::optional<double> duration;  ///< in whatever unit the service sends
+  std::optional<std::vector<std::string>> tags;
+  std::optional<GeoRestriction> geoRestriction;
+  std::optional<Meta> meta;
+  std::optional<std::vector<Video>> trailers;
+
+  HLSBody(std::optional<std::string> type, std::optional<std::string> provider,
+          std::optional<std::string> originalUrl, std::optional<std::string> url,
+          std::optional<Image> image, std::optional<std::string> title,
+          std::optional<std::vector<StreamURL>> streamUrls,
+          std::optional<std::string> bodyDescription, std::optional<double> duration,
+          std::optional<std::vector<std::string>> tags,
+          std::optional<GeoRestriction> geoRestriction, std::optional<Meta> meta,
+          std::optional<std::vector<Video>> trailers)
+      : type(std::move(type)),
+        provider(std::move(provider)),
+        originalUrl(std::move(originalUrl)),
+        url(std::move(url)),
+        image(std::move(image)),
+        title(std::move(title)),
+        streamUrls(std::move(streamUrls)),
+        bodyDescription(std::move(bodyDescription)),
+        duration(duration),
+        tags(std::move(tags)),
+        geoRestriction(std::move(geoRestriction)),
+        meta(std::move(meta)),
+        trailers(std::move(trailers)) {}
+
+  /// The positions in the key table of the fields in declaration order: the hash follows the
+  /// fields, the coding follows the keys.
+  static constexpr std::array<std::size_t, 13> hashOrder() {
+    return {1, 2, 3, 4, 5, 6, 11, 0, 7, 8, 12, 9, 10};
+  }
+
+ private:
+  friend struct coding::Access;
+  HLSBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("description", &HLSBody::bodyDescription),
+                      coding::optionalKey("type", &HLSBody::type),
+                      coding::optionalKey("provider", &HLSBody::provider),
+                      coding::optionalKey("originalUrl", &HLSBody::originalUrl),
+                      coding::optionalKey("url", &HLSBody::url),
+                      coding::optionalKey("image", &HLSBody::image),
+                      coding::optionalKey("title", &HLSBody::title),
+                      coding::optionalKey("duration", &HLSBody::duration),
+                      coding::optionalKey("tags", &HLSBody::tags),
+                      coding::optionalKey("meta", &HLSBody::meta),
+                      coding::optionalKey("trailers", &HLSBody::trailers),
+                      coding::optionalKey("streamUrls", &HLSBody::streamUrls),
+                      coding::optionalKey("geoRestricted", &HLSBody::geoRestriction)};
+  }
+};
+
+template <>
+struct RawValues<HLSBody::CodingKeys> {
+  static constexpr std::string_view typeName = "HLSBody.CodingKeys";
+  static constexpr auto values = coding::keysOf<HLSBody>();
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,70 @@
+#pragma once
+// The payload of a message that shares a place: a text, a link, the place's name and description,
+// its coordinates and a picture. Every key is required. A location body is made by decoding; its
+// fields can then be read and replaced one by one.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct LocationBody : coding::Record<LocationBody> {
+  /// The public key set; `originalURL` travels as "originalUrl" and `locationDescription` as
+  /// "description".
+  enum class CodingKeys : std::uint8_t {
+    text,
+    originalURL,
+    name,
+    locationDescription,
+    location,
+    image,
+  };
+
+  /// A place's coordinates, longitude first ("long", then "lat"), both required. Outside the
+  /// library a location is decoded, encoded, compared and hashed only as a whole: it has no
+  /// public constructor and its coordinates have no public accessors.
+  class Location : public coding::Record<Location> {
+   private:
+    friend struct coding::Access;
+    Location() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::requiredKey("long", &Location::longitude),
+                        coding::requiredKey("lat", &Location::lat)};
+    }
+
+    double longitude = 0;  // "long" on the wire, which is a keyword here
+    double lat = 0;
+  };
+
+  std::string text;
+  std::string originalURL;
+  std::string name;
+  std::string locationDescription;
+  Location location = coding::Access::construct<Location>();
+  Image image = coding::Access::construct<Image>();
+
+ private:
+  friend struct coding::Access;
+  LocationBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::requiredKey("text", &LocationBody::text),
+                      coding::requiredKey("originalUrl", &LocationBody::originalURL),
+                      coding::requiredKey("name", &LocationBody::name),
+                      coding::requiredKey("description", &LocationBody::locationDescription),
+                      coding::requiredKey("location", &LocationBody::location),
+                      coding::requiredKey("image", &LocationBody::image)};
+  }
+};
+
+template <>
+struct RawValues<LocationBody::CodingKeys> {
+  static constexpr std::string_view typeName = "LocationBody.CodingKeys";
+  static constexpr auto values = coding::keysOf<LocationBody>();
+};
+
+}  // namespace tovanel::chat

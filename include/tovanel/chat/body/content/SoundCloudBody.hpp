@@ -1,0 +1,45 @@
+#pragma once
+// The payload of a soundcloud message: the track it refers to. Decoded strictly: a value of the
+// wrong type fails the body, and the duration is a required plain number. A SoundCloud body is
+// made by decoding; its fields can then be changed one by one.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct SoundCloudBody : coding::Record<SoundCloudBody> {
+  std::optional<std::int64_t> favorites;
+  std::optional<std::string> title;
+  std::optional<Image> image;
+  double duration = 0;  ///< in whatever unit the service sends
+  std::optional<std::string> streamUrl;
+  std::optional<std::string> username;
+  std::optional<std::int64_t> plays;
+  std::optional<std::string> type;
+  std::optional<std::string> url;
+  std::optional<std::string> originalUrl;
+
+ private:
+  friend struct coding::Access;
+  SoundCloudBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("favorites", &SoundCloudBody::favorites),
+                      coding::optionalKey("title", &SoundCloudBody::title),
+                      coding::optionalKey("image", &SoundCloudBody::image),
+                      coding::requiredKey("duration", &SoundCloudBody::duration),
+                      coding::optionalKey("streamUrl", &SoundCloudBody::streamUrl),
+                      coding::optionalKey("username", &SoundCloudBody::username),
+                      coding::optionalKey("plays", &SoundCloudBody::plays),
+                      coding::optionalKey("type", &SoundCloudBody::type),
+                      coding::optionalKey("url", &SoundCloudBody::url),
+                      coding::optionalKey("originalUrl", &SoundCloudBody::originalUrl)};
+  }
+};
+
+}  // namespace tovanel::chat

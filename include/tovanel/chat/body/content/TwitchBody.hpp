@@ -1,0 +1,51 @@
+#pragma once
+// The payload of a twitch message: the channel or stream it refers to. Every field is optional;
+// the identifiers are text, the view count a number.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct TwitchBody : coding::Record<TwitchBody> {
+  std::optional<std::string> gameId;
+  std::optional<std::string> game;
+  std::optional<std::string> channelId;
+  std::optional<Image> image;
+  std::optional<std::string> type;
+  std::optional<std::int64_t> views;
+  std::optional<std::string> name;
+
+  TwitchBody(std::optional<std::string> gameId, std::optional<std::string> game,
+             std::optional<std::string> channelId, std::optional<Image> image,
+             std::optional<std::string> type, std::optional<std::int64_t> views,
+             std::optional<std::string> name)
+      : gameId(std::move(gameId)),
+        game(std::move(game)),
+        channelId(std::move(channelId)),
+        image(std::move(image)),
+        type(std::move(type)),
+        views(views),
+        name(std::move(name)) {}
+
+ private:
+  friend struct coding::Access;
+  TwitchBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("gameId", &TwitchBody::gameId),
+                      coding::optionalKey("game", &TwitchBody::game),
+                      coding::optionalKey("channelId", &TwitchBody::channelId),
+                      coding::optionalKey("image", &TwitchBody::image),
+                      coding::optionalKey("type", &TwitchBody::type),
+                      coding::optionalKey("views", &TwitchBody::views),
+                      coding::optionalKey("name", &TwitchBody::name)};
+  }
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,31 @@
+#pragma once
+// The payload of a message that carries a video clip: the clip and its thumbnail picture, each
+// optional. An empty clip object is a present clip, which differs from no clip.
+
+#include <optional>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/body/content/Video.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct VideoBody : coding::Record<VideoBody> {
+  std::optional<Video> video;
+  std::optional<Image> thumbnail;
+
+  VideoBody(std::optional<Video> video, std::optional<Image> thumbnail)
+      : video(std::move(video)), thumbnail(std::move(thumbnail)) {}
+
+ private:
+  friend struct coding::Access;
+  VideoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("video", &VideoBody::video),
+                      coding::optionalKey("thumbnail", &VideoBody::thumbnail)};
+  }
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,107 @@
+#pragma once
+// The payload of a youtube message: a YouTube video the message refers to, as the service
+// describes it. Decoding is fully tolerant: a missing, null or malformed value leaves only its
+// own field empty, and only a body that is not an object fails.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+#include "tovanel/chat/body/content/Image.hpp"
+#include "tovanel/chat/body/content/Video.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct YoutubeBody : coding::Record<YoutubeBody> {
+  /// The public key set; `bodyDescription` travels as "description", `siteName` as "site_name".
+  enum class CodingKeys : std::uint8_t {
+    url,
+    id,
+    title,
+    image,
+    duration,
+    type,
+    bodyDescription,
+    video,
+    channelTitle,
+    originalUrl,
+    siteName,
+    favicon,
+    viewCount,
+  };
+
+  std::optional<std::string> url;
+  std::optional<std::string> id;
+  std::optional<std::string> title;
+  std::optional<Image> image;
+  /// Seconds. Read from a number as is, or from ISO 8601 duration text ("PT4M13S" is 253);
+  /// always written as a number.
+  std::optional<double> duration;
+  std::optional<std::string> type;
+  std::optional<std::string> bodyDescription;
+  std::optional<Video> video;
+  std::optional<std::string> channelTitle;
+  std::optional<std::string> originalUrl;
+  std::optional<std::string> siteName;
+  /// The icon's link.
+  std::optional<std::string> favicon;
+  /// Text as the service sends it; a number under "viewCount" is not read.
+  std::optional<std::string> viewCount;
+
+  YoutubeBody(std::optional<std::string> url, std::optional<std::string> id,
+              std::optional<std::string> title, std::optional<Image> image,
+              std::optional<double> duration, std::optional<std::string> type,
+              std::optional<std::string> bodyDescription, std::optional<Video> video,
+              std::optional<std::string> channelTitle, std::optional<std::string> originalUrl,
+              std::optional<std::string> siteName, std::optional<std::string> favicon,
+              std::optional<std::string> viewCount)
+      : url(std::move(url)),
+        id(std::move(id)),
+        title(std::move(title)),
+        image(std::move(image)),
+        duration(duration),
+        type(std::move(type)),
+        bodyDescription(std::move(bodyDescription)),
+        video(std::move(video)),
+        channelTitle(std::move(channelTitle)),
+        originalUrl(std::move(originalUrl)),
+        siteName(std::move(siteName)),
+        favicon(std::move(favicon)),
+        viewCount(std::move(viewCount)) {}
+
+ private:
+  friend struct coding::Access;
+  YoutubeBody() = default;
+
+  /// A number, or else ISO 8601 text converted to seconds; anything else leaves it empty. Never
+  /// fails.
+  static bool readDuration(const KeyedDecodingContainer& container, std::string_view key,
+                           std::optional<double>& out);
+
+  static constexpr auto codingFields() {
+    return std::tuple{coding::tolerantKey("url", &YoutubeBody::url),
+                      coding::tolerantKey("id", &YoutubeBody::id),
+                      coding::tolerantKey("title", &YoutubeBody::title),
+                      coding::tolerantKey("image", &YoutubeBody::image),
+                      coding::customKey("duration", &YoutubeBody::duration, &readDuration),
+                      coding::tolerantKey("type", &YoutubeBody::type),
+                      coding::tolerantKey("description", &YoutubeBody::bodyDescription),
+                      coding::tolerantKey("video", &YoutubeBody::video),
+                      coding::tolerantKey("channelTitle", &YoutubeBody::channelTitle),
+                      coding::tolerantKey("originalUrl", &YoutubeBody::originalUrl),
+                      coding::tolerantKey("site_name", &YoutubeBody::siteName),
+                      coding::tolerantKey("favicon", &YoutubeBody::favicon),
+                      coding::tolerantKey("viewCount", &YoutubeBody::viewCount)};
+  }
+};
+
+template <>
+struct RawValues<YoutubeBody::CodingKeys> {
+  static constexpr std::string_view typeName = "YoutubeBody.CodingKeys";
+  static constexpr auto values = coding::keysOf<YoutubeBody>();
+};
+
+}  // namespace tovanel::chat

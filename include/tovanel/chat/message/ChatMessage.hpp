@@ -1,0 +1,83 @@
+#pragma once
+// A message held in a room, received from the service or sent and tracked locally. The
+// application builds it from a decoded body, its author and its own metadata; it has no JSON form.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/base/Hasher.hpp"
+#include "tovanel/chat/base/ValueSemantics.hpp"
+#include "tovanel/chat/body/Body.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
+#include "tovanel/chat/message/ChatMessageUser.hpp"
+#include "tovanel/chat/message/MessageSentStatus.hpp"
+
+namespace tovanel::chat {
+
+struct ChatMessage {
+  Body body;
+  std::optional<Date> createdAt;
+  std::optional<std::string> clientID;  ///< chosen by the sending client
+  std::string messageID;
+  std::string roomID;
+  /// Stored as given: nothing ties it to body.bodyType().
+  BodyType type;
+  std::optional<Date> updatedAt;
+  ChatMessageUser user;
+  std::optional<std::int64_t> viewCount;
+  MessageSentStatus sentStatus;
+
+  ChatMessage(Body body, std::optional<Date> createdAt, std::optional<std::string> clientID,
+              std::string messageID, std::string roomID, BodyType type,
+              std::optional<Date> updatedAt, ChatMessageUser user,
+              std::optional<std::int64_t> viewCount, MessageSentStatus sentStatus)
+      : body(std::move(body)),
+        createdAt(createdAt),
+        clientID(std::move(clientID)),
+        messageID(std::move(messageID)),
+        roomID(std::move(roomID)),
+        type(type),
+        updatedAt(updatedAt),
+        user(std::move(user)),
+        viewCount(viewCount),
+        sentStatus(sentStatus) {}
+
+  friend bool operator==(const ChatMessage& a, const ChatMessage& b) {
+    return value::equal(a.body, b.body) && value::equal(a.createdAt, b.createdAt) &&
+           value::equal(a.clientID, b.clientID) && value::equal(a.messageID, b.messageID) &&
+           value::equal(a.roomID, b.roomID) && a.type == b.type &&
+           value::equal(a.updatedAt, b.updatedAt) && value::equal(a.user, b.user) &&
+           value::equal(a.viewCount, b.viewCount) && a.sentStatus == b.sentStatus;
+  }
+
+  /// The fields in declaration order: the kind by its raw string, the view count as a presence
+  /// byte and a 64-bit word, the sent status as a 32-bit word.
+  template <class H>
+  void hashInto(H& hasher) const {
+    value::feed(hasher, body);
+    value::feed(hasher, createdAt);
+    value::feed(hasher, clientID);
+    value::feed(hasher, messageID);
+    value::feed(hasher, roomID);
+    value::feed(hasher, type);
+    value::feed(hasher, updatedAt);
+    value::feed(hasher, user);
+    value::feed(hasher, viewCount);
+    chat::hashInto(hasher, sentStatus);
+  }
+  std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
+};
+
+}  // namespace tovanel::chat
+
+template <>
+struct std::hash<tovanel::chat::ChatMessage> {
+  std::size_t operator()(const tovanel::chat::ChatMessage& message) const noexcept {
+    return static_cast<std::size_t>(message.hashValue());
+  }
+};

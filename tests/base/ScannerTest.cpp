@@ -1,0 +1,211 @@
+#include "tovanel/chat/base/Scanner.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "tovanel/chat/base/CharacterSet.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+
+struct MembershipCase {
+  char32_t codePoint;
+  bool isWhiteSpace;
+};
+void PrintTo(const MembershipCase& row, std::ostream* out) {
+  *out << "U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
+}
+
+class WhiteSpaceSet : public testing::TestWithParam<MembershipCase> {};
+
+TEST_P(WhiteSpaceSet, HoldsExactlyTheUnicodeWhiteSpaceCharacters) {
+  const auto& row = GetParam();
+  EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(row.codePoint), row.isWhiteSpace)
+      << "U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CodePoints, WhiteSpaceSet,
+    testing::Values(
+        // Both ends of every range of the property, and the neighbours just outside them.
+        MembershipCase{0x0008, false}, MembershipCase{0x0009, true}, MembershipCase{0x000A, true},
+        MembershipCase{0x000D, true}, MembershipCase{0x000E, false}, MembershipCase{0x001F, false},
+        MembershipCase{0x0020, true}, MembershipCase{0x0021, false}, MembershipCase{0x0084, false},
+        MembershipCase{0x0085, true}, MembershipCase{0x0086, false}, MembershipCase{0x00A0, true},
+        MembershipCase{0x1680, true}, MembershipCase{0x180E, false}, MembershipCase{0x1FFF, false},
+        MembershipCase{0x2000, true}, MembershipCase{0x200A, true}, MembershipCase{0x200B, false},
+        MembershipCase{0x2027, false}, MembershipCase{0x2028, true}, MembershipCase{0x2029, true},
+        MembershipCase{0x202A, false}, MembershipCase{0x202F, true}, MembershipCase{0x205F, true},
+        MembershipCase{0x3000, true}, MembershipCase{0xFEFF, false}, MembershipCase{U'a', false}));
+
+struct CharactersInCase {
+  std::string text;
+  char32_t codePoint;
+  bool contained;
+};
+void PrintTo(const CharactersInCase& row, std::ostream* out) {
+  *out << testing::PrintToString(row.text);
+}
+
+class CharactersIn : public testing::TestWithParam<CharactersInCase> {};
+
+TEST_P(CharactersIn, HoldsTheCodePointsOfTheText) {
+  const auto& row = GetParam();
+  EXPECT_EQ(CharacterSet::charactersIn(row.text).contains(row.codePoint), row.contained)
+      << "text \"" << row.text << "\", U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, CharactersIn,
+    testing::Values(CharactersInCase{"YMWD", U'W', true}, CharactersInCase{"YMWD", U'y', false},
+                    CharactersInCase{"YMWD", U'T', false}, CharactersInCase{"", U'Y', false},
+                    // A two-byte character is one member, not its bytes.
+                    CharactersInCase{"\xC3\xA9", U'\u00E9', true},
+                    CharactersInCase{"\xC3\xA9", U'\u00C3', false},
+                    // Bytes that are not UTF-8 add nothing, and the text around them still counts.
+                    CharactersInCase{"A\xFF"
+                                     "B",
+                                     U'B', true},
+                    CharactersInCase{"A\xFF"
+                                     "B",
+                                     U'\uFFFD', false}));
+
+struct IntegerCase {
+  std::string text;
+  std::optional<std::int64_t> value;
+  std::size_t indexAfter;  // where the scanner stands afterwards
+};
+void PrintTo(const IntegerCase& row, std::ostream* out) {
+  *out << testing::PrintToString(row.text);
+}
+
+class ScanInteger : public testing::TestWithParam<IntegerCase> {};
+
+TEST_P(ScanInteger, ReadsASignedDecimalIntegerAfterWhiteSpace) {
+  const auto& row = GetParam();
+  Scanner scanner(row.text);
+  const auto value = scanner.scanInteger();
+  EXPECT_EQ(std::make_pair(value, scanner.currentIndex()),
+            std::make_pair(row.value, row.indexAfter))
+      << "text \"" << row.text << "\"";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, ScanInteger,
+    testing::Values(
+        IntegerCase{"42", 42, 2}, IntegerCase{"+7", 7, 2}, IntegerCase{"-7", -7, 2},
+        IntegerCase{"-0", 0, 2}, IntegerCase{"007", 7, 3}, IntegerCase{"1.5", 1, 1},
+        IntegerCase{"12Y", 12, 2}, IntegerCase{" \t\n 12x", 12, 6},
+        // White space beyond ASCII is skipped too: no-break space, ideographic space.
+        IntegerCase{"\xC2\xA0"
+                    "5",
+                    5, 3},
+        IntegerCase{"\xE3\x80\x80"
+                    "5",
+                    5, 4},
+        // The limits are reached exactly; beyond them the value saturates and every digit is
+        // still consumed.
+        IntegerCase{"9223372036854775807", kMax, 19}, IntegerCase{"9223372036854775808", kMax, 19},
+        IntegerCase{"99999999999999999999999", kMax, 23},
+        IntegerCase{"-9223372036854775808", kMin, 20},
+        IntegerCase{"-9223372036854775809", kMin, 20},
+        IntegerCase{"-99999999999999999999999", kMin, 24},
+        IntegerCase{"92233720368547758070Y", kMax, 20},
+        // Without a digit nothing is read and nothing is consumed, not even the white space.
+        IntegerCase{"", std::nullopt, 0}, IntegerCase{"   ", std::nullopt, 0},
+        IntegerCase{"-", std::nullopt, 0}, IntegerCase{"+x", std::nullopt, 0},
+        IntegerCase{"  - 1", std::nullopt, 0}, IntegerCase{"+-1", std::nullopt, 0},
+        IntegerCase{"x1", std::nullopt, 0}, IntegerCase{".5", std::nullopt, 0},
+        // Digits are the ASCII ones: fullwidth and Arabic-Indic digits are not read.
+        IntegerCase{"\xEF\xBC\x91", std::nullopt, 0}, IntegerCase{"\xD9\xA1", std::nullopt, 0},
+        // A zero-width space is no white space.
+        IntegerCase{"\xE2\x80\x8B"
+                    "1",
+                    std::nullopt, 0}));
+
+struct CharactersCase {
+  std::string text;
+  std::string set;
+  std::optional<std::string> run;
+  std::size_t indexAfter;
+};
+void PrintTo(const CharactersCase& row, std::ostream* out) {
+  *out << testing::PrintToString(row.text);
+}
+
+class ScanCharacters : public testing::TestWithParam<CharactersCase> {};
+
+TEST_P(ScanCharacters, ReadsTheLongestRunFromTheSet) {
+  const auto& row = GetParam();
+  Scanner scanner(row.text);
+  const auto run = scanner.scanCharacters(CharacterSet::charactersIn(row.set));
+  EXPECT_EQ(std::make_pair(run, scanner.currentIndex()), std::make_pair(row.run, row.indexAfter))
+      << "text \"" << row.text << "\"";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, ScanCharacters,
+    testing::Values(CharactersCase{"Y", "YMWD", "Y", 1}, CharactersCase{"YMD1", "YMWD", "YMD", 3},
+                    CharactersCase{"  Y", "YMWD", "Y", 3},
+                    // The run stops at white space: it is skipped only before an item.
+                    CharactersCase{"Y M", "YMWD", "Y", 1},
+                    CharactersCase{"\xC3\xA9\xC3\xA9"
+                                   "1",
+                                   "\xC3\xA9", "\xC3\xA9\xC3\xA9", 4},
+                    CharactersCase{"", "YMWD", std::nullopt, 0},
+                    CharactersCase{"  1Y", "YMWD", std::nullopt, 0},
+                    CharactersCase{"y", "YMWD", std::nullopt, 0},
+                    CharactersCase{"\xFF"
+                                   "Y",
+                                   "YMWD", std::nullopt, 0}));
+
+struct AtEndCase {
+  std::string text;
+  bool skipsWhiteSpace;
+  bool atEnd;
+};
+void PrintTo(const AtEndCase& row, std::ostream* out) { *out << testing::PrintToString(row.text); }
+
+class IsAtEnd : public testing::TestWithParam<AtEndCase> {};
+
+TEST_P(IsAtEnd, IsTrueWhenOnlyCharactersToBeSkippedRemain) {
+  const auto& row = GetParam();
+  Scanner scanner(row.text);
+  if (!row.skipsWhiteSpace) scanner.charactersToBeSkipped.reset();
+  EXPECT_EQ(scanner.isAtEnd(), row.atEnd) << "text \"" << row.text << "\"";
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, IsAtEnd,
+                         testing::Values(AtEndCase{"", true, true}, AtEndCase{"   ", true, true},
+                                         AtEndCase{" \t\n\r\v\f", true, true},
+                                         AtEndCase{"\xE3\x80\x80\xC2\x85", true, true},
+                                         AtEndCase{" x", true, false},
+                                         AtEndCase{"\xE2\x80\x8B", true, false},
+                                         AtEndCase{"", false, true}, AtEndCase{" ", false, false}));
+
+TEST(Scanner, ReadsItemsOneAfterAnother) {
+  Scanner scanner(" 12 Y -3\tMD ");
+  const auto designators = CharacterSet::charactersIn("YMWD");
+  EXPECT_EQ(scanner.scanInteger(), 12);
+  EXPECT_EQ(scanner.scanCharacters(designators), "Y");
+  EXPECT_EQ(scanner.scanInteger(), -3);
+  EXPECT_EQ(scanner.scanCharacters(designators), "MD");
+  EXPECT_TRUE(scanner.isAtEnd());
+}
+
+TEST(Scanner, WithoutCharactersToBeSkippedReadsNothingBehindWhiteSpace) {
+  Scanner scanner(" 1");
+  scanner.charactersToBeSkipped.reset();
+  EXPECT_EQ(scanner.scanInteger(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tovanel::chat

@@ -1,0 +1,197 @@
+#include "tovanel/chat/body/Body.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/Capture.hpp"
+#include "support/RecordingHasher.hpp"
+#include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+using Mention = TextBody::Mention;
+using test::byte;
+using test::HashCall;
+using test::text;
+using test::word64;
+
+Body textBody(std::string value, std::optional<std::vector<Mention>> mentions = std::nullopt) {
+  return Body(TextBody(std::move(value), std::move(mentions)));
+}
+
+// ---- the kinds without a payload of their own ----
+
+const std::vector<BodyType> kSilentKinds{BodyType::action, BodyType::app, BodyType::event,
+                                         BodyType::hint, BodyType::vimeo};
+
+struct AnyJson {
+  const char* name;
+  const char* json;
+};
+
+class SilentKindTest : public ::testing::TestWithParam<std::tuple<BodyType, AnyJson>> {};
+
+TEST_P(SilentKindTest, DecodesOverAnyValueReadingNothing) {
+  const auto [kind, value] = GetParam();
+  Body body = Body::action();
+  const auto captured = test::captureStdout([&, kind = kind, json = value.json] {
+    body =
+        JSONDecoder().decode(json, [&](const Decoder& root) { return Body::decode(root, kind); });
+  });
+  EXPECT_FALSE(captured.error);
+  EXPECT_EQ(body.bodyType(), kind);
+  EXPECT_EQ(captured.out, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AnyValue, SilentKindTest,
+    ::testing::Combine(::testing::ValuesIn(kSilentKinds),
+                       ::testing::Values(AnyJson{"Number", "42"}, AnyJson{"Null", "null"},
+                                         AnyJson{"Object", R"({"x":1})"}, AnyJson{"Array", "[]"},
+                                         AnyJson{"BadTextBody", R"({"text":5})"})),
+    [](const auto& info) {
+      return std::string(rawValue(std::get<0>(info.param))) + "_" + std::get<1>(info.param).name;
+    });
+
+TEST(Body, SilentKindsWriteNothingAndTheEncoderMakesItAnEmptyObject) {
+  for (const BodyType kind : kSilentKinds) {
+    const Body body =
+        JSONDecoder().decode("{}", [&](const Decoder& root) { return Body::decode(root, kind); });
+    const JSONEncoder encoder;
+    std::string out;
+    EncodingRun run(encoder, out);
+    Encoder place(run);
+    body.encode(place);
+    EXPECT_EQ(out, "") << rawValue(kind);
+    EXPECT_EQ(encoder.encode(body), "{}") << rawValue(kind);
+    EXPECT_EQ(encoder.encode(std::vector<Body>{body, body}), "[{},{}]") << rawValue(kind);
+  }
+  // Only the empty record by itself writes an object.
+  EXPECT_EQ(JSONEncoder().encode(EmptyBody{}), "{}");
+}
+
+// ---- values ----
+
+struct BodyRow {
+  const char* name;
+  Body body;
+  BodyType kind;
+  std::vector<HashCall> hashInput;
+};
+
+const std::vector<BodyRow>& bodyRows() {
+  static const std::vector<BodyRow> rows{
+      {"Action", Body::action(), BodyType::action, {word64(0)}},
+      {"App", Body::app(), BodyType::app, {word64(1)}},
+      {"Event", Body::event(), BodyType::event, {word64(2)}},
+      {"Hint", Body::hint(), BodyType::hint, {word64(3)}},
+      {"Vimeo", Body::vimeo(), BodyType::vimeo, {word64(13)}},
+      {"VimeoFromEmptyBody", Body(EmptyBody{}), BodyType::vimeo, {word64(13)}},
+      {"TextWithoutMentions", textBody("hi"), BodyType::text, {word64(9), text("hi"), byte(0)}},
+      {"TextWithNoMentions",
+       textBody("hi", std::vector<Mention>{}),
+       BodyType::text,
+       {word64(9), text("hi"), byte(1), word64(0)}},
+      {"TextWithMentions",
+       textBody("caf\xC3\xA9 @bob",
+                std::vector{Mention("u1", 5, std::nullopt), Mention({}, {}, -2)}),
+       BodyType::text,
+       {word64(9), text("caf\xC3\xA9 @bob"), byte(1), word64(2),              // text, 2 mentions
+        byte(1), text("u1"), byte(1), word64(5), byte(0),                     // first mention
+        byte(0), byte(0), byte(1), word64(static_cast<std::uint64_t>(-2))}},  // second mention
+  };
+  return rows;
+}
+
+class BodyValueTest : public ::testing::TestWithParam<BodyRow> {};
+
+TEST_P(BodyValueTest, HasTheKindOfItsCase) {
+  EXPECT_EQ(GetParam().body.bodyType(), GetParam().kind);
+}
+
+TEST_P(BodyValueTest, FeedsItsPositionThenItsPayload) {
+  EXPECT_EQ(test::hashInputOf(GetParam().body), GetParam().hashInput);
+}
+
+TEST_P(BodyValueTest, FeedsTheProcessHasherWhatItFeedsAnyOther) {
+  const Hasher::Seed seed{1, 2};
+  Hasher direct(seed);
+  GetParam().body.hashInto(direct);
+  Hasher target(seed);
+  HasherRef forwarded(target);
+  GetParam().body.hashInto(forwarded);
+  EXPECT_EQ(direct.finalize(), target.finalize());
+}
+
+TEST_P(BodyValueTest, DecodesBackFromWhatItEncodes) {
+  const Body& body = GetParam().body;
+  const std::string json = JSONEncoder().encode(body);
+  const Body decoded = JSONDecoder().decode(
+      json, [&](const Decoder& root) { return Body::decode(root, body.bodyType()); });
+  EXPECT_EQ(decoded, body) << json;
+  EXPECT_EQ(decoded.hashValue(), body.hashValue()) << json;
+}
+
+INSTANTIATE_TEST_SUITE_P(Bodies, BodyValueTest, ::testing::ValuesIn(bodyRows()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+struct EqualityRow {
+  const char* name;
+  Body a;
+  Body b;
+  bool equal;
+};
+
+class BodyEqualityTest : public ::testing::TestWithParam<EqualityRow> {};
+
+TEST_P(BodyEqualityTest, ComparesCaseThenPayloadAndHashesAlike) {
+  const auto& row = GetParam();
+  EXPECT_EQ(row.a == row.b, row.equal);
+  EXPECT_EQ(row.b == row.a, row.equal);
+  if (row.equal) {
+    EXPECT_EQ(row.a.hashValue(), row.b.hashValue());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pairs, BodyEqualityTest,
+    ::testing::Values(EqualityRow{"VimeoEqualsVimeo", Body::vimeo(), Body(EmptyBody{}), true},
+                      EqualityRow{"HintEqualsHint", Body::hint(), Body::hint(), true},
+                      EqualityRow{"ActionIsNotApp", Body::action(), Body::app(), false},
+                      EqualityRow{"TextIsNotVimeo", textBody(""), Body::vimeo(), false},
+                      EqualityRow{"TextIsNotAction", textBody(""), Body::action(), false},
+                      EqualityRow{"TextComparesItsPayload", textBody("a"), textBody("b"), false},
+                      EqualityRow{"TextIsCanonical", textBody("e\xCC\x81"), textBody("\xC3\xA9"),
+                                  true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Body, IsOnePointerAndCopiesShareThePayload) {
+  EXPECT_EQ(sizeof(Body), sizeof(void*));
+  std::optional<Body> original(textBody("shared"));
+  const TextBody* payload = original->get<TextBody>();
+  ASSERT_NE(payload, nullptr);
+  Body copy = *original;
+  Body assigned = Body::hint();
+  assigned = copy;
+  EXPECT_EQ(copy.get<TextBody>(), payload);
+  EXPECT_EQ(assigned.get<TextBody>(), payload);
+  original.reset();  // the copies keep the payload alive
+  EXPECT_EQ(copy.get<TextBody>()->text, "shared");
+  Body moved = std::move(copy);
+  EXPECT_EQ(moved.get<TextBody>(), payload);
+}
+
+TEST(Body, TypedAccessGivesOnlyThePayloadOfItsKind) {
+  EXPECT_EQ(Body::vimeo().get<TextBody>(), nullptr);
+  EXPECT_NE(Body::vimeo().get<EmptyBody>(), nullptr);
+  EXPECT_EQ(Body::hint().get<EmptyBody>(), nullptr);
+  EXPECT_EQ(textBody("x").get<EmptyBody>(), nullptr);
+}
+
+}  // namespace
+}  // namespace tovanel::chat

@@ -1,0 +1,228 @@
+// The hand-off of a body's kind from the enclosing record to Body's decoding, and the diagnostic
+// lines that body decoding writes on the way.
+
+#include "tovanel/chat/body/BodyTypeBox.hpp"
+
+#include <gtest/gtest.h>
+
+#include <any>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/Capture.hpp"
+#include "support/RecordingHasher.hpp"
+#include "tovanel/chat/body/Body.hpp"
+#include "tovanel/chat/body/content/TextBody.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+const std::string kPrepareLine =
+    "[Body] Can't decode BodyType. Prepare your JSONDecoder with `prepareForBodyDecoding()`.";
+const std::string kPayloadLinePrefix = "[Body] Can't decode due to error: ";
+const char* const kGoodText = R"({"text":"hi","mentions":[{"userId":"u","rangeStart":0}]})";
+
+void writeKind(JSONDecoder& decoder, BodyType kind) { bodyType(decoder.userInfo)->value = kind; }
+
+/// Decodes a Body through the box, keeping the lines written and the error thrown.
+test::Captured decodeBody(JSONDecoder& decoder, std::string_view json, Body& out) {
+  return test::captureStdout([&] { out = decoder.decode<Body>(json); });
+}
+
+// An application's message envelope: it decodes its kind, hands it over, then decodes its body.
+struct Envelope {
+  BodyType type = BodyType::action;
+  Body body = Body::action();
+
+  static bool decodeInto(const Decoder& decoder, Envelope& out) {
+    const auto container = decoder.container();
+    out.type = container.decode<BodyType>("type");
+    if (auto* box = bodyType(decoder.userInfo())) box->value = out.type;
+    out.body = container.decode<Body>("body");
+    return true;
+  }
+};
+
+struct HandOffRow {
+  const char* name;
+  std::function<void(JSONDecoder&)> setUp;
+  const char* json;
+  std::optional<BodyType> decodedAs;  // nothing: the kind is missing
+};
+
+const std::vector<HandOffRow>& handOffRows() {
+  static const std::vector<HandOffRow> rows{
+      {"Unprepared", [](JSONDecoder&) {}, kGoodText, std::nullopt},
+      {"PreparedButEmpty", [](JSONDecoder& d) { prepareForBodyDecoding(d); }, kGoodText,
+       std::nullopt},
+      {"KindClearedByTheEnclosingRecord",
+       [](JSONDecoder& d) {
+         prepareForBodyDecoding(d);
+         writeKind(d, BodyType::text);
+         bodyType(d.userInfo)->value.reset();
+       },
+       kGoodText, std::nullopt},
+      {"PreparedAgainAfterAKind",
+       [](JSONDecoder& d) {
+         prepareForBodyDecoding(d);
+         writeKind(d, BodyType::text);
+         prepareForBodyDecoding(d);
+       },
+       kGoodText, std::nullopt},
+      {"StringUnderTheKey",
+       [](JSONDecoder& d) { d.userInfo.insert_or_assign(bodyTypeKey(), std::string("text")); },
+       kGoodText, std::nullopt},
+      {"Text",
+       [](JSONDecoder& d) {
+         prepareForBodyDecoding(d);
+         writeKind(d, BodyType::text);
+       },
+       kGoodText, BodyType::text},
+      {"HintReadsNothing",
+       [](JSONDecoder& d) {
+         prepareForBodyDecoding(d);
+         writeKind(d, BodyType::hint);
+       },
+       kGoodText, BodyType::hint},
+      {"VimeoOverANumber",
+       [](JSONDecoder& d) {
+         prepareForBodyDecoding(d);
+         writeKind(d, BodyType::vimeo);
+       },
+       "42", BodyType::vimeo},
+  };
+  return rows;
+}
+
+class HandOffTest : public ::testing::TestWithParam<HandOffRow> {};
+
+TEST_P(HandOffTest, DecodesTheKindInTheBoxOrReportsItMissing) {
+  const auto& row = GetParam();
+  JSONDecoder decoder;
+  row.setUp(decoder);
+  Body body = Body::action();
+  const auto captured = decodeBody(decoder, row.json, body);
+  if (row.decodedAs) {
+    EXPECT_FALSE(captured.error);
+    EXPECT_EQ(body.bodyType(), *row.decodedAs);
+    EXPECT_EQ(captured.lines(), std::vector<std::string>{});
+  } else {
+    EXPECT_TRUE(test::errorAs<Body::BodyDecodingError>(captured.error).has_value());
+    EXPECT_EQ(captured.out, kPrepareLine + "\n");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, HandOffTest, ::testing::ValuesIn(handOffRows()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(BodyHandOff, AKindStaysAcrossRunsOfTheSameDecoder) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  writeKind(decoder, BodyType::text);
+  Body body = Body::action();
+  EXPECT_FALSE(decodeBody(decoder, R"({"text":"one"})", body).error);
+  EXPECT_TRUE(decodeBody(decoder, R"({"text":null})", body).error);
+  EXPECT_FALSE(decodeBody(decoder, R"({"text":"two"})", body).error);
+  ASSERT_NE(body.get<TextBody>(), nullptr);
+  EXPECT_EQ(body.get<TextBody>()->text, "two");
+  EXPECT_EQ(bodyType(decoder.userInfo)->value, BodyType::text);
+}
+
+TEST(BodyHandOff, EachEnvelopeHandsItsKindToItsBody) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  std::vector<Envelope> envelopes;
+  const auto captured = test::captureStdout([&] {
+    envelopes = decoder.decode<std::vector<Envelope>>(
+        R"([{"body":{"text":"hi"},"type":"text"},{"type":"vimeo","body":42},)"
+        R"({"type":"hint","body":{"text":7}},{"type":"text","body":{"text":"yo"}}])");
+  });
+  EXPECT_FALSE(captured.error);
+  EXPECT_EQ(captured.out, "");
+  ASSERT_EQ(envelopes.size(), 4u);
+  const std::vector<BodyType> kinds{BodyType::text, BodyType::vimeo, BodyType::hint,
+                                    BodyType::text};
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    EXPECT_EQ(envelopes[i].body.bodyType(), kinds[i]) << i;
+  }
+  EXPECT_EQ(envelopes[3].body, Body(TextBody("yo", std::nullopt)));
+}
+
+TEST(BodyHandOff, PreparingAgainInstallsOneFreshEmptyBox) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  const auto first =
+      std::any_cast<std::shared_ptr<BodyTypeBox>>(decoder.userInfo.at(bodyTypeKey()));
+  first->value = BodyType::url;
+  prepareForBodyDecoding(decoder);
+  EXPECT_EQ(decoder.userInfo.size(), 1u);
+  ASSERT_NE(bodyType(decoder.userInfo), nullptr);
+  EXPECT_NE(bodyType(decoder.userInfo), first.get());
+  EXPECT_EQ(bodyType(decoder.userInfo)->value, std::nullopt);
+  EXPECT_EQ(first->value, BodyType::url);  // the old box is merely unreachable
+}
+
+TEST(BodyHandOff, TheMissingKindErrorIsOneEqualValueHashedAsWordZero) {
+  EXPECT_EQ(Body::BodyDecodingError{}, Body::BodyDecodingError{});
+  EXPECT_EQ(test::hashInputOf(Body::BodyDecodingError{}), std::vector{test::word64(0)});
+}
+
+// ---- a payload that fails ----
+
+struct FailingRow {
+  const char* name;
+  const char* json;
+  DecodingError::Kind kind;
+  const char* path;
+};
+
+class FailingPayloadTest : public ::testing::TestWithParam<FailingRow> {};
+
+TEST_P(FailingPayloadTest, WritesOneLineAndThrowsThePayloadsOwnError) {
+  const auto& row = GetParam();
+  const auto own = test::decodingErrorOf([&] { JSONDecoder().decode<TextBody>(row.json); });
+  ASSERT_TRUE(own.has_value());
+
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  writeKind(decoder, BodyType::text);
+  Body body = Body::action();
+  const auto captured = decodeBody(decoder, row.json, body);
+  const auto error = test::errorAs<DecodingError>(captured.error);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->kind(), row.kind);
+  EXPECT_EQ(describe(error->codingPath()), row.path);
+  EXPECT_EQ(error->kind(), own->kind());
+  EXPECT_EQ(error->codingPath(), own->codingPath());
+  EXPECT_EQ(error->debugDescription(), own->debugDescription());
+  EXPECT_EQ(captured.lines(), std::vector{kPayloadLinePrefix + error->what()});
+  EXPECT_EQ(captured.out.back(), '\n');
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Text, FailingPayloadTest,
+    ::testing::Values(
+        FailingRow{"NoText", R"({"mentions":[]})", DecodingError::Kind::keyNotFound, "text"},
+        FailingRow{"NullText", R"({"text":null})", DecodingError::Kind::valueNotFound, "text"},
+        FailingRow{"NotAnObject", "[1]", DecodingError::Kind::typeMismatch, ""},
+        FailingRow{"BadMention", R"({"text":"a","mentions":[{},{"rangeStart":"3"}]})",
+                   DecodingError::Kind::typeMismatch, "mentions[1].rangeStart"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(BodyHandOff, AFailingBodyInsideARecordKeepsTheFullPath) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  const auto captured = test::captureStdout([&] {
+    decoder.decode<std::vector<Envelope>>(
+        R"([{"type":"hint","body":1},{"type":"text","body":{"text":true}}])");
+  });
+  const auto error = test::errorAs<DecodingError>(captured.error);
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(describe(error->codingPath()), "[1].body.text");
+  EXPECT_EQ(captured.lines(), std::vector{kPayloadLinePrefix + error->what()});
+}
+
+}  // namespace
+}  // namespace tovanel::chat
