@@ -2,56 +2,35 @@
 // user runs them.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
-#include <array>
-#include <cstdio>
+#include <filesystem>
 #include <fstream>
-#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
 
+#include "support/ToolRun.hpp"
+
+namespace tovanel::chat {
 namespace {
 
-struct ToolRun {
-  std::string output;  // standard output only
-  int status = -1;
-};
-
-ToolRun runTool(const std::string& arguments) {
-  const std::string command = std::string(TOVANEL_CHAT_TOOL) + " " + arguments + " 2>/dev/null";
-  ToolRun run;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return run;
-  std::array<char, 512> buffer{};
-  std::size_t read = 0;
-  while ((read = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) {
-    run.output.append(buffer.data(), read);
-  }
-  const int status = pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-std::string inputFile(std::string_view name, std::string_view json) {
-  const std::string path = testing::TempDir() + "tovanel-info-" + std::string(name) + ".json";
-  std::ofstream(path) << json;
-  return path;
-}
+using test::quoted;
+using test::runTool;
 
 constexpr std::string_view kAdded = R"({"recipients":[],"type":"added"})";
-constexpr std::string_view kBanned = R"({"type":"banned","recipients":[]})";
 constexpr std::string_view kFailing = R"({"type":"joined","recipients":"u1"})";
 constexpr std::string_view kPresence =
     R"({"type":"user_present","media":{"type":"text","body":{"text":"hi"}}})";
+constexpr std::string_view kFailingDescription =
+    "typeMismatch at recipients: expected an array, found a string\n";
 
 struct CommandRow {
   std::string_view name;
-  std::string arguments;  // FILE stands for the input file
-  std::string_view input;
-  std::string_view expectedOutput;
-  int expectedStatus;
+  std::string_view arguments;
+  std::string_view input;  // on standard input
+  int status;
+  std::string out;
 };
 
 void PrintTo(const CommandRow& row, std::ostream* out) { *out << row.name; }
@@ -60,47 +39,72 @@ class InfoCommands : public testing::TestWithParam<CommandRow> {};
 
 TEST_P(InfoCommands, PrintWhatTheEventBecomes) {
   const CommandRow& row = GetParam();
-  std::string arguments = row.arguments;
-  const std::string path =
-      inputFile(std::to_string(std::hash<std::string_view>{}(row.name)), row.input);
-  arguments.replace(arguments.find("FILE"), 4, path);
-  const ToolRun run = runTool(arguments);
-  EXPECT_EQ(run.output, row.expectedOutput);
-  EXPECT_EQ(run.status, row.expectedStatus);
+  const test::ToolRun run = runTool(std::string(row.arguments), std::string(row.input));
+  EXPECT_EQ(std::make_pair(run.status, run.out), std::make_pair(row.status, row.out)) << run.err;
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Commands, InfoCommands,
     testing::Values(
-        CommandRow{"an event re-encoded", "info FILE", kAdded,
-                   "{\"type\":\"added\",\"recipients\":[]}\n", 0},
-        CommandRow{"an event read from standard input", "info < FILE", kAdded,
-                   "{\"type\":\"added\",\"recipients\":[]}\n", 0},
-        CommandRow{"a media body decoded through the prepared box", "info FILE", kPresence,
+        CommandRow{"an event re-encoded", "info", kAdded, 0,
+                   "{\"type\":\"added\",\"recipients\":[]}\n"},
+        CommandRow{"a media body decoded through the prepared box", "info -", kPresence, 0,
                    "{\"type\":\"user_present\",\"media\":{\"type\":\"text\",\"body\":{\"text\":"
-                   "\"hi\"}}}\n",
-                   0},
-        CommandRow{"a failing record writes the event's line", "info FILE", kFailing,
-                   "[Body][InfoBody] Can't decode: typeMismatch at recipients: expected an array, "
-                   "found a string\n",
-                   1},
-        CommandRow{"an unknown kind writes nothing", "info FILE", R"({"type":"left"})", "", 1},
-        CommandRow{"an info body writes the event's line, then the body's", "body --type info FILE",
-                   kFailing,
-                   "[Body][InfoBody] Can't decode: typeMismatch at recipients: expected an array, "
-                   "found a string\n"
-                   "[Body] Can't decode due to error: typeMismatch at recipients: expected an "
-                   "array, found a string\n",
-                   1},
-        CommandRow{"an info body re-encoded", "body --type info FILE", kAdded,
-                   "{\"type\":\"added\",\"recipients\":[]}\n", 0}));
+                   "\"hi\"}}}\n"},
+        CommandRow{"a failing record writes the event's line", "info", kFailing, 1,
+                   "[Body][InfoBody] Can't decode: " + std::string(kFailingDescription)},
+        CommandRow{"an unknown kind writes nothing", "info", R"({"type":"left"})", 1, ""},
+        CommandRow{"an info body writes the event's line, then the body's", "body --type info",
+                   kFailing, 1,
+                   "[Body][InfoBody] Can't decode: " + std::string(kFailingDescription) +
+                       "[Body] Can't decode due to error: " + std::string(kFailingDescription)},
+        CommandRow{"an info body re-encoded", "body --type info", kAdded, 0,
+                   "{\"type\":\"added\",\"recipients\":[]}\n"}));
 
-TEST(EqualInfo, ComparesEventsAndTheirHashes) {
-  const std::string added = inputFile("equal-added", kAdded);
-  const std::string reordered = inputFile("equal-reordered", R"({"type":"added","recipients":[]})");
-  const std::string banned = inputFile("equal-banned", kBanned);
-  EXPECT_EQ(runTool("equal --info " + added + " " + reordered).output, "equal\nhashes equal\n");
-  EXPECT_EQ(runTool("equal --info " + added + " " + banned).output, "different\nhashes differ\n");
+TEST(InfoCommand, ReportsTheRecordsErrorOnStandardError) {
+  const test::ToolRun run = runTool("info", std::string(kFailing));
+  EXPECT_EQ(run.err, "error: typeMismatch: expected an array, found a string (at recipients)\n");
 }
 
+// Two events in files, and what `equal --info` says of them.
+struct EqualRow {
+  std::string_view name;
+  std::string_view first;
+  std::string_view second;
+  std::string_view out;
+};
+
+void PrintTo(const EqualRow& row, std::ostream* out) { *out << row.name; }
+
+std::string inputFile(const std::string& name, std::string_view json) {
+  const auto path = std::filesystem::temp_directory_path() /
+                    ("tovanel-info-" + std::to_string(getpid()) + "-" + name + ".json");
+  std::ofstream(path, std::ios::binary) << json;
+  return path.string();
+}
+
+class EqualInfo : public testing::TestWithParam<EqualRow> {};
+
+TEST_P(EqualInfo, ComparesEventsAndTheirHashes) {
+  const std::string first = inputFile("first", GetParam().first);
+  const std::string second = inputFile("second", GetParam().second);
+  const test::ToolRun run = runTool("equal --info " + quoted(first) + " " + quoted(second));
+  std::filesystem::remove(first), std::filesystem::remove(second);
+  EXPECT_EQ(run.out, GetParam().out) << run.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pairs, EqualInfo,
+    testing::Values(EqualRow{"keys in another order", kAdded, R"({"type":"added","recipients":[]})",
+                             "equal\nhashes equal\n"},
+                    EqualRow{"canonically equivalent topics",
+                             "{\"type\":\"room_topic\",\"topic\":\"caf\xC3\xA9\"}",
+                             "{\"type\":\"room_topic\",\"topic\":\"cafe\xCC\x81\"}",
+                             "equal\nhashes equal\n"},
+                    EqualRow{"events of different cases", kAdded,
+                             R"({"type":"banned","recipients":[]})", "different\nhashes differ\n"},
+                    EqualRow{"an empty and an absent list", kAdded, R"({"type":"added"})",
+                             "different\nhashes differ\n"}));
+
 }  // namespace
+}  // namespace tovanel::chat

@@ -60,7 +60,7 @@ std::vector<Row> membershipRows() {
 
 TYPED_TEST(MembershipEvents, DecodeStrictlyAndWriteWhatIsPresent) {
   for (const Row& row : membershipRows()) {
-    EXPECT_EQ(test::reencode<TypeParam>(row.input), row.expected) << row.name;
+    EXPECT_EQ(test::writtenBack<TypeParam>(row.input), row.expected) << row.name;
   }
 }
 
@@ -77,16 +77,16 @@ void PrintTo(const RecordRow& row, std::ostream* out) { *out << row.name; }
 
 std::vector<RecordRow> recordRows() {
   const std::string u1 = userJson("u1");
-  const auto accessibility = &test::reencode<RoomAccessibilityInfoBody>;
-  const auto visibility = &test::reencode<RoomVisibilityInfoBody>;
-  const auto tags = &test::reencode<RoomTagsInfoBody>;
-  const auto title = &test::reencode<RoomTitleInfoBody>;
-  const auto topic = &test::reencode<RoomTopicInfoBody>;
-  const auto created = &test::reencode<RoomCreatedInfoBody>;
-  const auto cleared = &test::reencode<RoomHistoryClearedInfoBody>;
-  const auto deleted = &test::reencode<MessageDeletedInfoBody>;
-  const auto call = &test::reencode<RoomCallSummaryInfoBody>;
-  const auto request = &test::reencode<RoomRequestInfoBody>;
+  const auto accessibility = &test::writtenBack<RoomAccessibilityInfoBody>;
+  const auto visibility = &test::writtenBack<RoomVisibilityInfoBody>;
+  const auto tags = &test::writtenBack<RoomTagsInfoBody>;
+  const auto title = &test::writtenBack<RoomTitleInfoBody>;
+  const auto topic = &test::writtenBack<RoomTopicInfoBody>;
+  const auto created = &test::writtenBack<RoomCreatedInfoBody>;
+  const auto cleared = &test::writtenBack<RoomHistoryClearedInfoBody>;
+  const auto deleted = &test::writtenBack<MessageDeletedInfoBody>;
+  const auto call = &test::writtenBack<RoomCallSummaryInfoBody>;
+  const auto request = &test::writtenBack<RoomRequestInfoBody>;
   return {
       // accessibility change: free text
       {"accessibility keeps a sentence", accessibility,

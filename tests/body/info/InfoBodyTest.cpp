@@ -10,10 +10,10 @@
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include "body/info/InfoTestSupport.hpp"
+#include "support/RecordingHasher.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -83,7 +83,7 @@ TEST_P(FullEvents, SelectTheirCase) {
 }
 
 TEST_P(FullEvents, WriteBackEveryKeyInOrder) {
-  EXPECT_EQ(test::reencode<InfoBody>(GetParam().json), GetParam().json);
+  EXPECT_EQ(test::writtenBack<InfoBody>(GetParam().json), GetParam().json);
 }
 
 TEST_P(FullEvents, DecodeWhatTheyWriteToAnEqualEvent) {
@@ -135,7 +135,7 @@ TEST(HistoryClearedEvent, LooksAtNoOtherKeyEvenOneOfAWrongType) {
 TEST(HistoryClearedEvent, WritesAnEmptyObjectThatDoesNotDecodeAgain) {
   const std::string json = JSONEncoder().encode(InfoBody(RoomHistoryClearedInfoBody()));
   EXPECT_EQ(json, "{}");
-  EXPECT_EQ(test::reencode<InfoBody>(json), "keyNotFound at type");
+  EXPECT_EQ(test::writtenBack<InfoBody>(json), "keyNotFound at type");
 }
 
 // ---- the kind cannot be read: the error passes unchanged and no line is written ----
@@ -152,13 +152,13 @@ class UnreadableKinds : public testing::TestWithParam<KindFailureRow> {};
 TEST_P(UnreadableKinds, FailWithoutALine) {
   const auto outcome = test::decodeCapturing<InfoBody>(GetParam().json);
   EXPECT_EQ(outcome.summary(), GetParam().expectedError);
-  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.captured.out, "");
 }
 
 TEST_P(UnreadableKinds, ThroughBodyWriteOnlyBodysLine) {
   const auto outcome = test::decodeInfoAsBody(GetParam().json);
-  ASSERT_TRUE(outcome.error);
-  EXPECT_EQ(outcome.output, std::string(test::kBodyLine) + outcome.errorText() + "\n");
+  ASSERT_TRUE(outcome.error());
+  EXPECT_EQ(outcome.captured.out, std::string(test::kBodyLine) + outcome.errorText() + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -186,22 +186,22 @@ void PrintTo(const RecordFailureRow& row, std::ostream* out) { *out << row.json;
 class FailingRecords : public testing::TestWithParam<RecordFailureRow> {};
 
 TEST_P(FailingRecords, FailWithTheRecordsError) {
-  EXPECT_EQ(test::reencode<InfoBody>(GetParam().json), GetParam().expectedError);
+  EXPECT_EQ(test::writtenBack<InfoBody>(GetParam().json), GetParam().expectedError);
 }
 
 TEST_P(FailingRecords, WriteExactlyTheInfoLine) {
   const auto outcome = test::decodeCapturing<InfoBody>(GetParam().json);
-  ASSERT_TRUE(outcome.error);
-  EXPECT_EQ(outcome.output, std::string(test::kInfoLine) + outcome.errorText() + "\n");
+  ASSERT_TRUE(outcome.error());
+  EXPECT_EQ(outcome.captured.out, std::string(test::kInfoLine) + outcome.errorText() + "\n");
 }
 
 TEST_P(FailingRecords, ThroughBodyWriteTheInfoLineThenBodysLine) {
   const auto outcome = test::decodeInfoAsBody(GetParam().json);
-  ASSERT_TRUE(outcome.error);
+  ASSERT_TRUE(outcome.error());
   EXPECT_EQ(outcome.summary(), GetParam().expectedError);
   const std::string description = outcome.errorText();
-  EXPECT_EQ(outcome.output, std::string(test::kInfoLine) + description + "\n" +
-                                std::string(test::kBodyLine) + description + "\n");
+  EXPECT_EQ(outcome.captured.out, std::string(test::kInfoLine) + description + "\n" +
+                                      std::string(test::kBodyLine) + description + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -247,7 +247,7 @@ TEST(EventReadTolerantly, StillWritesTheLineWithTheDescription) {
 TEST(EventInsideABody, ThatDecodesWritesNoLine) {
   const auto outcome = test::decodeInfoAsBody(wrap("joined"));
   ASSERT_TRUE(outcome.value) << outcome.summary();
-  EXPECT_EQ(outcome.output, "");
+  EXPECT_EQ(outcome.captured.out, "");
 }
 
 // ---- what is written ----
@@ -339,28 +339,16 @@ TEST_P(EventEquality, FollowsCaseAndRecord) {
 
 INSTANTIATE_TEST_SUITE_P(Pairs, EventEquality, testing::ValuesIn(equalityRows()));
 
-// Records every call a hasher receives, so that the exact hash input can be compared.
-class RecordingHasher {
- public:
-  using Entry = std::variant<std::uint8_t, std::uint32_t, std::uint64_t, std::string>;
-
-  void combine(std::uint8_t byte) { entries.emplace_back(byte); }
-  void combine(std::uint32_t word) { entries.emplace_back(word); }
-  void combine(std::uint64_t word) { entries.emplace_back(word); }
-  void combineString(std::string_view text) { entries.emplace_back(std::string(text)); }
-
-  std::vector<Entry> entries;
-};
-
-using Entry = RecordingHasher::Entry;
-Entry byte(int value) { return Entry(static_cast<std::uint8_t>(value)); }
-Entry word(std::uint64_t value) { return Entry(value); }
-Entry text(std::string value) { return Entry(std::move(value)); }
+using test::byte;
+using test::HashCall;
+using test::hashInputOf;
+using test::text;
+using test::word64;
 
 struct HashRow {
   std::string_view name;
   InfoBody event;
-  std::vector<Entry> expected;
+  std::vector<HashCall> expected;
 };
 
 void PrintTo(const HashRow& row, std::ostream* out) { *out << row.name; }
@@ -373,52 +361,46 @@ std::vector<HashRow> hashRows() {
   const auto media =
       UserPresentInfoBody::Media(std::nullopt, BodyType::text, Body(TextBody("hi", std::nullopt)));
   return {
-      {"history cleared: the position alone", InfoBody(RoomHistoryClearedInfoBody()), {word(8)}},
+      {"history cleared: the position alone", InfoBody(RoomHistoryClearedInfoBody()), {word64(8)}},
       {"added: kind, then the empty list's count",
        InfoBody(AddedInfoBody(InfoType::added, std::vector<ChatMessageUser>{})),
-       {word(0), byte(1), text("added"), byte(1), word(0)}},
+       {word64(0), byte(1), text("added"), byte(1), word64(0)}},
       {"message deleted without a kind",
        InfoBody(MessageDeletedInfoBody(std::nullopt)),
-       {word(4), byte(0)}},
+       {word64(4), byte(0)}},
       {"visibility: the setting's raw string",
        InfoBody(RoomVisibilityInfoBody(InfoType::roomVisibility, RoomVisibility::mutualBasic)),
-       {word(15), byte(1), text("room_visibility"), byte(1), text("mutual_basic")}},
+       {word64(15), byte(1), text("room_visibility"), byte(1), text("mutual_basic")}},
       {"title: the nested previous title",
        InfoBody(RoomTitleInfoBody(std::nullopt, "New", RoomTitleInfoBody::Previously("Old"))),
-       {word(13), byte(0), byte(1), text("New"), byte(1), byte(1), text("Old")}},
+       {word64(13), byte(0), byte(1), text("New"), byte(1), byte(1), text("Old")}},
       {"go-live request: every request field in order",
        InfoBody(RoomRequestCreatedInfoBody(InfoType::roomRequestCreated, versionOnly)),
-       {word(11), byte(1), text("room_request_created"), byte(1),  //
-        byte(0), byte(0), byte(0), byte(0),                        // id, room, type, user
-        byte(1), word(3),                                          // version
+       {word64(11), byte(1), text("room_request_created"), byte(1),  //
+        byte(0), byte(0), byte(0), byte(0),                          // id, room, type, user
+        byte(1), word64(3),                                          // version
         byte(0), byte(0), byte(0), byte(0),
         byte(0),             // appID, createdAt, isInvite, state, updatedAt
         byte(1), byte(0)}},  // metadata holding no count
       {"user present: the media's body by its own position",
        InfoBody(UserPresentInfoBody(std::nullopt, std::nullopt, media)),
-       {word(16), byte(0), byte(0), byte(1),      // type, mediaType, media
-        byte(0), byte(1), text("text"),           // id, type
-        byte(1), word(9), text("hi"), byte(0)}},  // body: text at 9, its text, no mentions
+       {word64(16), byte(0), byte(0), byte(1),      // type, mediaType, media
+        byte(0), byte(1), text("text"),             // id, type
+        byte(1), word64(9), text("hi"), byte(0)}},  // body: text at 9, its text, no mentions
   };
 }
 
 class EventHashInput : public testing::TestWithParam<HashRow> {};
 
 TEST_P(EventHashInput, IsThePositionThenTheRecord) {
-  RecordingHasher hasher;
-  GetParam().event.hashInto(hasher);
-  EXPECT_EQ(hasher.entries, GetParam().expected) << GetParam().name;
+  EXPECT_EQ(hashInputOf(GetParam().event), GetParam().expected) << GetParam().name;
 }
 
-TEST_P(EventHashInput, IsTheSameThroughBody) {
-  RecordingHasher direct;
-  GetParam().event.hashInto(direct);
-  RecordingHasher throughBody;
-  Body(GetParam().event).hashInto(throughBody);
-  ASSERT_FALSE(throughBody.entries.empty());
-  EXPECT_EQ(throughBody.entries.front(), word(position(BodyType::info)));
-  throughBody.entries.erase(throughBody.entries.begin());
-  EXPECT_EQ(throughBody.entries, direct.entries) << GetParam().name;
+TEST_P(EventHashInput, IsTheSameThroughBodyAfterBodysPosition) {
+  std::vector<HashCall> expected{word64(position(BodyType::info))};
+  const auto event = hashInputOf(GetParam().event);
+  expected.insert(expected.end(), event.begin(), event.end());
+  EXPECT_EQ(hashInputOf(Body(GetParam().event)), expected) << GetParam().name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Events, EventHashInput, testing::ValuesIn(hashRows()));

@@ -1,14 +1,16 @@
 #pragma once
-// Helpers shared by the system-event tests: decoding with the diagnostic lines captured, and a
-// compact text for what a decode gave (the re-encoded JSON, or the error's kind and path).
+// Helpers shared by the system-event tests: decoding as an application does (a prepared decoder,
+// or through Body with the info kind) with the diagnostic lines captured, and one comparable text
+// for what a decode gave.
 
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "support/Capture.hpp"
+#include "support/CodingOutcome.hpp"
 #include "tovanel/chat.hpp"
 
 namespace tovanel::chat::test {
@@ -25,48 +27,35 @@ inline JSONDecoder preparedDecoder() {
   return decoder;
 }
 
-/// "keyNotFound at request.createdAt", or "keyNotFound" for the top-level value.
-inline std::string describeError(const DecodingError& error) {
-  std::string text(DecodingError::kindName(error.kind()));
-  const std::string path = describe(error.codingPath());
-  if (!path.empty()) text.append(" at ").append(path);
-  return text;
-}
-
 /// What one decode gave: the value or the error, and what was written to standard output.
 template <class T>
 struct Outcome {
   std::optional<T> value;
-  std::optional<DecodingError> error;
-  bool bodyTypeMissing = false;
-  std::string output;
+  Captured captured;
 
-  /// The re-encoded value, or the error described.
-  std::string summary() const {
-    if (value) return JSONEncoder().encode(*value);
-    if (error) return describeError(*error);
-    return bodyTypeMissing ? "bodyTypeMissing" : "nothing";
-  }
+  std::optional<DecodingError> error() const { return errorAs<DecodingError>(captured.error); }
   /// The error's full description, as the diagnostic lines append it.
-  std::string errorText() const { return error ? error->what() : std::string(); }
+  std::string errorText() const {
+    const auto failure = error();
+    return failure ? failure->what() : std::string();
+  }
+  /// The value written back, or the failure as describeFailure gives it.
+  std::string summary() const {
+    if (value) return encodeJson(*value);
+    if (const auto failure = error()) return describeFailure(*failure);
+    return errorAs<Body::BodyDecodingError>(captured.error) ? "bodyTypeMissing" : "nothing";
+  }
 };
 
 /// Decodes `json` as a T with `decoder`, capturing standard output.
 template <class T>
 Outcome<T> decodeCapturing(JSONDecoder& decoder, std::string_view json) {
   Outcome<T> outcome;
-  testing::internal::CaptureStdout();
-  try {
-    outcome.value.emplace(decoder.decode<T>(json));
-  } catch (const DecodingError& error) {
-    outcome.error.emplace(error);
-  } catch (const Body::BodyDecodingError&) {
-    outcome.bodyTypeMissing = true;
-  }
-  outcome.output = testing::internal::GetCapturedStdout();
+  outcome.captured = captureStdout([&] { outcome.value.emplace(decoder.decode<T>(json)); });
   return outcome;
 }
 
+/// The same with a prepared decoder.
 template <class T>
 Outcome<T> decodeCapturing(std::string_view json) {
   JSONDecoder decoder = preparedDecoder();
@@ -80,22 +69,10 @@ inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
   return decodeCapturing<Body>(decoder, json);
 }
 
-/// The re-encoded JSON of a T decoded from `json`, or its error's kind and path.
+/// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure.
 template <class T>
-std::string reencode(std::string_view json) {
+std::string writtenBack(std::string_view json) {
   return decodeCapturing<T>(json).summary();
-}
-
-/// The lines of some output, without their newlines.
-inline std::vector<std::string> linesOf(std::string_view output) {
-  std::vector<std::string> lines;
-  while (!output.empty()) {
-    const auto end = output.find('\n');
-    lines.emplace_back(output.substr(0, end));
-    if (end == std::string_view::npos) break;
-    output.remove_prefix(end + 1);
-  }
-  return lines;
 }
 
 /// A user object in the key order that users are written in.

@@ -64,7 +64,7 @@ void PrintTo(const RejectedRow& row, std::ostream* out) { *out << row.json; }
 class RejectedKindWords : public testing::TestWithParam<RejectedRow> {};
 
 TEST_P(RejectedKindWords, FailWithTheirErrorKind) {
-  EXPECT_EQ(test::reencode<InfoType>(GetParam().json), GetParam().expected);
+  EXPECT_EQ(test::writtenBack<InfoType>(GetParam().json), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(NearMissesAndOtherValues, RejectedKindWords,
@@ -101,8 +101,9 @@ std::string expectedSummary(std::string_view word, std::optional<E> value) {
 TEST_P(RoomSettingWords, DecodeOnlyAsTheirOwnEnumeration) {
   const SettingRow& row = GetParam();
   const std::string json = "\"" + std::string(row.word) + "\"";
-  EXPECT_EQ(test::reencode<RoomAccessibility>(json), expectedSummary(row.word, row.accessibility));
-  EXPECT_EQ(test::reencode<RoomVisibility>(json), expectedSummary(row.word, row.visibility));
+  EXPECT_EQ(test::writtenBack<RoomAccessibility>(json),
+            expectedSummary(row.word, row.accessibility));
+  EXPECT_EQ(test::writtenBack<RoomVisibility>(json), expectedSummary(row.word, row.visibility));
   EXPECT_EQ(fromRawValue<RoomAccessibility>(row.word), row.accessibility);
   EXPECT_EQ(fromRawValue<RoomVisibility>(row.word), row.visibility);
 }
@@ -122,8 +123,8 @@ INSTANTIATE_TEST_SUITE_P(
                     SettingRow{"", std::nullopt, std::nullopt}));
 
 TEST(RoomSettingWords, RejectNullAndNonStringsWithTheirOwnKinds) {
-  EXPECT_EQ(test::reencode<RoomAccessibility>("null"), "valueNotFound");
-  EXPECT_EQ(test::reencode<RoomVisibility>("1"), "typeMismatch");
+  EXPECT_EQ(test::writtenBack<RoomAccessibility>("null"), "valueNotFound");
+  EXPECT_EQ(test::writtenBack<RoomVisibility>("1"), "typeMismatch");
 }
 
 }  // namespace

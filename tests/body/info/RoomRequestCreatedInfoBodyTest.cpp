@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "body/info/InfoTestSupport.hpp"
+#include "support/ValueCases.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -29,7 +30,7 @@ void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 class RequestEvents : public testing::TestWithParam<Row> {};
 
 TEST_P(RequestEvents, DecodeStrictlyAndWriteWhatIsPresent) {
-  EXPECT_EQ(test::reencode<RoomRequestCreatedInfoBody>(GetParam().input), GetParam().expected)
+  EXPECT_EQ(test::writtenBack<RoomRequestCreatedInfoBody>(GetParam().input), GetParam().expected)
       << GetParam().name;
 }
 
@@ -164,21 +165,11 @@ TEST(RequestDates, CompareByInstant) {
 
 // ---- the public key set ----
 
-struct KeyRow {
-  std::string_view text;
-  std::optional<Keys> key;
-};
-
-void PrintTo(const KeyRow& row, std::ostream* out) { *out << '"' << row.text << '"'; }
+using KeyRow = test::KeyFromText<Keys>;
 
 class RequestKeys : public testing::TestWithParam<KeyRow> {};
 
-TEST_P(RequestKeys, AreMadeOnlyFromTheirExactRawValue) {
-  EXPECT_EQ(fromRawValue<Keys>(GetParam().text), GetParam().key);
-  if (GetParam().key) {
-    EXPECT_EQ(stringValue(*GetParam().key), GetParam().text);
-  }
-}
+TEST_P(RequestKeys, AreMadeOnlyFromTheirExactRawValue) { test::expectKeyFromText(GetParam()); }
 
 INSTANTIATE_TEST_SUITE_P(
     Strings, RequestKeys,
@@ -189,7 +180,10 @@ INSTANTIATE_TEST_SUITE_P(
                     KeyRow{"updatedAt", Keys::updatedAt}, KeyRow{"metadata", Keys::metadata},
                     KeyRow{"id", std::nullopt}, KeyRow{"version", std::nullopt},
                     KeyRow{"appID", std::nullopt}, KeyRow{"_v", std::nullopt},
-                    KeyRow{"Room", std::nullopt}, KeyRow{"", std::nullopt}));
+                    KeyRow{"Room", std::nullopt}, KeyRow{"", std::nullopt}),
+    [](const auto& info) {
+      return info.param.text.empty() ? std::string("empty") : std::string(info.param.text);
+    });
 
 }  // namespace
 }  // namespace tovanel::chat

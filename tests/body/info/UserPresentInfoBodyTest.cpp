@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "body/info/InfoTestSupport.hpp"
+#include "support/ValueCases.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -87,7 +88,7 @@ TEST_P(MediaItems, LetTheBodysLinesThrough) {
   JSONDecoder decoder = decoderFor(GetParam().before);
   const auto outcome = test::decodeCapturing<Media>(decoder, GetParam().media);
   const auto expected = expectedLines(GetParam().line);
-  EXPECT_EQ(cutLike(test::linesOf(outcome.output), expected), expected);
+  EXPECT_EQ(cutLike(outcome.captured.lines(), expected), expected);
 }
 
 std::string_view describeBox(const JSONDecoder& decoder) {
@@ -148,7 +149,7 @@ TEST(MediaItems, AfterAFailingBodyStillDecodeTheEvent) {
   ASSERT_TRUE(outcome.value) << outcome.summary();
   EXPECT_EQ(outcome.summary(),
             R"({"type":"user_present","mediaType":"text","media":{"type":"text"}})");
-  const auto lines = test::linesOf(outcome.output);
+  const auto lines = outcome.captured.lines();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].rfind(test::kBodyLine, 0), 0u) << lines[0];
 }
@@ -190,7 +191,7 @@ void PrintTo(const EventRow& row, std::ostream* out) { *out << row.name; }
 class PresenceEvents : public testing::TestWithParam<EventRow> {};
 
 TEST_P(PresenceEvents, DecodeStrictlyAroundTheMedia) {
-  EXPECT_EQ(test::reencode<UserPresentInfoBody>(GetParam().input), GetParam().expected)
+  EXPECT_EQ(test::writtenBack<UserPresentInfoBody>(GetParam().input), GetParam().expected)
       << GetParam().name;
 }
 
@@ -213,11 +214,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(MediaKeys, AreMadeOnlyFromTheirExactRawValue) {
   using Keys = Media::CodingKeys;
-  const std::vector<std::pair<std::string_view, std::optional<Keys>>> rows{
-      {"id", Keys::id},       {"type", Keys::type},   {"body", Keys::body},
-      {"Body", std::nullopt}, {"kind", std::nullopt}, {"", std::nullopt}};
-  for (const auto& [text, key] : rows) {
-    EXPECT_EQ(fromRawValue<Keys>(text), key) << text;
+  for (const auto& row : std::vector<test::KeyFromText<Keys>>{{"id", Keys::id},
+                                                              {"type", Keys::type},
+                                                              {"body", Keys::body},
+                                                              {"Body", std::nullopt},
+                                                              {"kind", std::nullopt},
+                                                              {"", std::nullopt}}) {
+    test::expectKeyFromText(row);
   }
 }
 
