@@ -160,7 +160,7 @@ TEST(MediaItems, OfAnEventInsideAMessageBodyLeaveTheMediasKind) {
   const auto outcome = test::decodeCapturing<Body>(
       decoder, R"({"type":"user_present","media":{"type":"video","body":{}}})");
   ASSERT_TRUE(outcome.value) << outcome.summary();
-  EXPECT_NE(bodyType(decoder.userInfo)->value, BodyType::info);
+  EXPECT_EQ(bodyType(decoder.userInfo)->value, BodyType::video);
 }
 
 TEST(MediaItems, WrittenAndReadBackAreEqual) {
