@@ -5,6 +5,7 @@
 //   tovanel-chat equal (--type KIND | --user | --info) FILE1 FILE2
 //   tovanel-chat duration TEXT
 //   tovanel-chat check [FILE]
+//   tovanel-chat room [FILE]
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -16,6 +17,7 @@
 #include "Check.hpp"
 #include "Input.hpp"
 #include "Subject.hpp"
+#include "Transcript.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/duration/DurationConversion.hpp"
@@ -107,6 +109,10 @@ int main(int argc, char** argv) {
   auto* check = app.add_subcommand("check", "decode every message of a room export");
   check->add_option("FILE", checkFile, "a JSON array or newline-delimited envelopes; - for stdin");
 
+  std::string roomFile = "-";
+  auto* room = app.add_subcommand("room", "render a room export as a transcript");
+  room->add_option("FILE", roomFile, "a JSON array or newline-delimited envelopes; - for stdin");
+
   std::string durationText;
   auto* duration = app.add_subcommand(
       "duration", "parse ISO 8601 duration text and print its seconds and its text written back");
@@ -126,6 +132,7 @@ int main(int argc, char** argv) {
     if (info->parsed()) return runBody(tool::infoSubject(), infoFile);
     if (duration->parsed()) return runDuration(durationText);
     if (check->parsed()) return tool::runCheck(checkFile);
+    if (room->parsed()) return tool::runRoom(roomFile);
     const auto subject = equalUsers   ? tool::userSubject()
                          : equalInfos ? tool::infoSubject()
                                       : tool::bodySubject(equalKind);
