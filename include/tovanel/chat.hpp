@@ -1,6 +1,7 @@
 #pragma once
 // Everything of TovanelChatData in one include.
 
+#include "tovanel/chat/Version.hpp"
 #include "tovanel/chat/async/Cancellable.hpp"
 #include "tovanel/chat/async/Future.hpp"
 #include "tovanel/chat/async/Publisher.hpp"

@@ -5,17 +5,19 @@
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/Export.hpp"
+
 namespace tovanel::chat {
 
 /// True when every byte is ASCII (ASCII text is its own canonical form).
-bool isAscii(std::string_view text) noexcept;
+TOVANEL_CHAT_API bool isAscii(std::string_view text) noexcept;
 
 /// The NFC form of UTF-8 text; text that is not valid UTF-8 is returned unchanged.
-std::string canonicalForm(std::string_view text);
+TOVANEL_CHAT_API std::string canonicalForm(std::string_view text);
 
 /// Canonical equivalence: byte-equal text, or both ASCII, decides at once; otherwise the NFC
 /// forms are compared.
-bool canonicallyEqual(std::string_view a, std::string_view b);
+TOVANEL_CHAT_API bool canonicallyEqual(std::string_view a, std::string_view b);
 
 /// Feeds the canonical form of `text` to a hasher.
 template <class H>

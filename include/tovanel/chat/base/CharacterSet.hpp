@@ -5,9 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
+
 namespace tovanel::chat {
 
-class CharacterSet {
+class TOVANEL_CHAT_API CharacterSet {
  public:
   /// The Unicode White_Space characters: tab, line feed, vertical tab, form feed, carriage
   /// return, space, next line, no-break space and the other spaces and separators of Unicode.

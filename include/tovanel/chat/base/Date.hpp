@@ -8,11 +8,12 @@
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/ValueSemantics.hpp"
 
 namespace tovanel::chat {
 
-class Date {
+class TOVANEL_CHAT_API Date {
  public:
   /// Seconds from 1970-01-01T00:00:00Z to the reference date.
   static constexpr double kReferenceDateSince1970 = 978307200.0;

@@ -5,11 +5,12 @@
 #include <cstdint>
 #include <optional>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Calendar.hpp"
 
 namespace tovanel::chat {
 
-struct DateComponents {
+struct TOVANEL_CHAT_API DateComponents {
   std::optional<std::int64_t> era;
   std::optional<std::int64_t> year;
   std::optional<std::int64_t> month;

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/Export.hpp"
+
 namespace tovanel::chat {
 
 /// An archive that a formatter is restored from. Formatters keep nothing of their own in one;
@@ -22,7 +24,7 @@ class Coder {
   std::optional<std::string> error_;
 };
 
-class Formatter {
+class TOVANEL_CHAT_API Formatter {
  public:
   Formatter() = default;
   virtual ~Formatter() = default;

@@ -8,11 +8,12 @@
 #include <cstdint>
 #include <string_view>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/SipHash.hpp"
 
 namespace tovanel::chat {
 
-class Hasher {
+class TOVANEL_CHAT_API Hasher {
  public:
   struct Seed {
     std::uint64_t k0;

@@ -9,11 +9,12 @@
 #include <string>
 #include <utility>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/CharacterSet.hpp"
 
 namespace tovanel::chat {
 
-class Scanner {
+class TOVANEL_CHAT_API Scanner {
  public:
   explicit Scanner(std::string text) : text_(std::move(text)) {}
 

@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/base/HasherRef.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
@@ -78,10 +79,10 @@ struct Dependent {
 };
 }  // namespace detail
 
-class Body {
+class TOVANEL_CHAT_API Body {
  public:
   /// Thrown by the decoding that reads the kind from the body-type box when there is none.
-  struct BodyDecodingError : std::exception {
+  struct TOVANEL_CHAT_API BodyDecodingError : std::exception {
     enum class Code : std::uint8_t { bodyTypeMissing };
     Code code = Code::bodyTypeMissing;
 
@@ -194,6 +195,8 @@ class Body {
 
   std::uintptr_t bits_;
 };
+
+TOVANEL_CHAT_API bool operator==(const Body& a, const Body& b);
 
 static_assert(sizeof(Body) == sizeof(void*));
 

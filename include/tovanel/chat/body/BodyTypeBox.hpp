@@ -9,6 +9,7 @@
 // The library never clears the box: a kind stays until the next one is written, also across
 // runs of the same decoder. One run at a time per decoder: the box has no lock.
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
@@ -18,14 +19,14 @@ namespace tovanel::chat {
 using BodyTypeBox = CodingUserInfoValue<BodyType>;
 
 /// The user-information key "bodyType", made once on first use.
-const CodingUserInfoKey& bodyTypeKey();
+TOVANEL_CHAT_API const CodingUserInfoKey& bodyTypeKey();
 
 /// Installs a fresh, empty body-type box in the decoder's user information, replacing whatever
 /// was stored under the key.
-void prepareForBodyDecoding(JSONDecoder& decoder);
+TOVANEL_CHAT_API void prepareForBodyDecoding(JSONDecoder& decoder);
 
 /// The body-type box in this user information, or null when there is none (an entry of another
 /// type under the key counts as none).
-BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept;
+TOVANEL_CHAT_API BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept;
 
 }  // namespace tovanel::chat

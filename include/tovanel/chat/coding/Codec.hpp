@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/base/RawValue.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
@@ -67,13 +68,13 @@ struct Codec<bool> {
 
 /// Dates, by the decoder's and the encoder's date strategies.
 template <>
-struct Codec<Date> {
+struct TOVANEL_CHAT_API Codec<Date> {
   static bool decode(const Decoder& decoder, Date& out);
   static void encode(Encoder& encoder, const Date& value);
 };
 
 /// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).
-bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName, std::string_view text);
+TOVANEL_CHAT_API bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName, std::string_view text);
 
 template <RawValueEnum E>
 struct Codec<E> {

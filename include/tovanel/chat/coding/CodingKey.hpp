@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
+
 namespace tovanel::chat {
 
 struct CodingKey {
@@ -35,10 +37,10 @@ struct PathLink {
   PathStep step{};
 };
 
-CodingPath pathOf(const PathLink& link);
+TOVANEL_CHAT_API CodingPath pathOf(const PathLink& link);
 }  // namespace coding
 
 /// A path as people read it: `body.mentions[1].rangeStart`; empty for the top-level value.
-std::string describe(const CodingPath& path);
+TOVANEL_CHAT_API std::string describe(const CodingPath& path);
 
 }  // namespace tovanel::chat

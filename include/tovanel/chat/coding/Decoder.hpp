@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/coding/CodingKey.hpp"
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -34,7 +35,7 @@ class SingleValueDecodingContainer;
 enum class JsonType : std::uint8_t { null, boolean, integer, number, string, array, object };
 
 /// "a string", "null", "an object"...: a JSON type as error messages name it.
-std::string_view describe(JsonType type) noexcept;
+TOVANEL_CHAT_API std::string_view describe(JsonType type) noexcept;
 
 namespace coding {
 /// A value inside a parsed document (opaque; only the coding sources look inside).
@@ -45,7 +46,7 @@ struct JsonRef {
 }  // namespace coding
 
 /// The state of one decode call: the decoder's options and the failure, if one was recorded.
-class DecodingRun {
+class TOVANEL_CHAT_API DecodingRun {
  public:
   explicit DecodingRun(const JSONDecoder& owner) noexcept : owner_(&owner) {}
   DecodingRun(const DecodingRun&) = delete;
@@ -111,7 +112,7 @@ class DecodingRun {
   bool failed_ = false;
 };
 
-class Decoder {
+class TOVANEL_CHAT_API Decoder {
  public:
   Decoder(coding::JsonRef value, DecodingRun& run) noexcept : value_(value), run_(&run) {}
 
@@ -165,7 +166,7 @@ class Decoder {
 };
 
 /// The members of one JSON object. When a key occurs more than once, the last occurrence wins.
-class KeyedDecodingContainer {
+class TOVANEL_CHAT_API KeyedDecodingContainer {
  public:
   // ---- applications' API ----
   bool contains(std::string_view key) const noexcept { return find(key).has_value(); }
@@ -219,7 +220,7 @@ class KeyedDecodingContainer {
 };
 
 /// The elements of one JSON array, read front to back.
-class UnkeyedDecodingContainer {
+class TOVANEL_CHAT_API UnkeyedDecodingContainer {
  public:
   std::size_t count() const noexcept { return count_; }
   std::size_t currentIndex() const noexcept { return index_; }

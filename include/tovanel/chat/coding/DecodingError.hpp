@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/coding/CodingKey.hpp"
 
 namespace tovanel::chat {
 
-class DecodingError : public std::exception {
+class TOVANEL_CHAT_API DecodingError : public std::exception {
  public:
   enum class Kind : std::uint8_t {
     keyNotFound,    ///< a required key is absent

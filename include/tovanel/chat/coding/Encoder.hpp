@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/coding/CodingKey.hpp"
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
 #include "tovanel/chat/coding/EncodingError.hpp"
@@ -29,7 +30,7 @@ struct OutputFormatting {
 };
 
 /// The state of one encode call: where the text goes and how it is laid out.
-class EncodingRun {
+class TOVANEL_CHAT_API EncodingRun {
  public:
   EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
   EncodingRun(const EncodingRun&) = delete;
@@ -48,7 +49,7 @@ class EncodingRun {
   int depth_ = 0;
 };
 
-class Encoder {
+class TOVANEL_CHAT_API Encoder {
  public:
   explicit Encoder(EncodingRun& run) noexcept : run_(&run) {}
 
@@ -88,7 +89,7 @@ class Encoder {
 };
 
 /// The members of one JSON object, written in the order they are given.
-class KeyedEncodingContainer {
+class TOVANEL_CHAT_API KeyedEncodingContainer {
  public:
   ~KeyedEncodingContainer();
   KeyedEncodingContainer(const KeyedEncodingContainer&) = delete;
@@ -119,7 +120,7 @@ class KeyedEncodingContainer {
 };
 
 /// The elements of one JSON array, written in order.
-class UnkeyedEncodingContainer {
+class TOVANEL_CHAT_API UnkeyedEncodingContainer {
  public:
   ~UnkeyedEncodingContainer();
   UnkeyedEncodingContainer(const UnkeyedEncodingContainer&) = delete;

@@ -5,11 +5,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/coding/CodingKey.hpp"
 
 namespace tovanel::chat {
 
-class EncodingError : public std::exception {
+class TOVANEL_CHAT_API EncodingError : public std::exception {
  public:
   EncodingError(CodingPath codingPath, std::string debugDescription);
 

@@ -8,13 +8,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
 #include "tovanel/chat/coding/DateStrategy.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
 
 namespace tovanel::chat {
 
-class JSONDecoder {
+class TOVANEL_CHAT_API JSONDecoder {
  public:
   JSONDecoder();
   ~JSONDecoder();

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/DateComponents.hpp"
 
 namespace tovanel::chat {
@@ -13,10 +14,10 @@ namespace tovanel::chat {
 /// The duration in seconds. Each component is converted to a double and multiplied by its
 /// factors one after another, smallest first (a month is value × 60 × 60 × 24 × 30); the terms
 /// are added from second up to year. Nothing is rounded; negative components give negative terms.
-double toTimeInterval(const DateComponents& components);
+TOVANEL_CHAT_API double toTimeInterval(const DateComponents& components);
 
 /// The duration as "P<y>Y<m>M<w>W<d>DT<h>H<m>M<s>S", every designator present, absent components
 /// written as 0, values as plain signed decimal integers.
-std::string toISO8601Duration(const DateComponents& components);
+TOVANEL_CHAT_API std::string toISO8601Duration(const DateComponents& components);
 
 }  // namespace tovanel::chat

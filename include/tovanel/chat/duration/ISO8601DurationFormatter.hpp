@@ -16,13 +16,14 @@
 #include <string_view>
 #include <utility>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Calendar.hpp"
 #include "tovanel/chat/base/DateComponents.hpp"
 #include "tovanel/chat/base/Formatter.hpp"
 
 namespace tovanel::chat {
 
-class ISO8601DurationFormatter : public Formatter {
+class TOVANEL_CHAT_API ISO8601DurationFormatter : public Formatter {
  public:
   ISO8601DurationFormatter() noexcept;
   /// Restores a formatter from an archive; nothing when the archive refuses. The formatter keeps

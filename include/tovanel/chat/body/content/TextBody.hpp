@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Range.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -17,7 +18,7 @@ struct TextBody : coding::Record<TextBody> {
   /// A mentioned user and the span of the text that names them. The bounds count UTF-16 code
   /// units of `text`, as the service sends them; the library stores them unchanged and checks
   /// nothing of them.
-  struct Mention : coding::Record<Mention> {
+  struct TOVANEL_CHAT_API Mention : coding::Record<Mention> {
     std::optional<std::string> userId;
     std::optional<std::int64_t> rangeStart;  ///< first position of the span
     std::optional<std::int64_t> rangeEnd;    ///< the position just past the span

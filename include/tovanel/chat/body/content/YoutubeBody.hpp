@@ -9,13 +9,14 @@
 #include <string_view>
 #include <tuple>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
 
-struct YoutubeBody : coding::Record<YoutubeBody> {
+struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
   /// The public key set; `bodyDescription` travels as "description", `siteName` as "site_name".
   enum class CodingKeys : std::uint8_t {
     url,

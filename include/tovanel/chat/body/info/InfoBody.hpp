@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/body/info/InfoType.hpp"
 #include "tovanel/chat/body/info/KindOnlyInfoBody.hpp"
@@ -28,7 +29,7 @@
 
 namespace tovanel::chat {
 
-class InfoBody {
+class TOVANEL_CHAT_API InfoBody {
  public:
   /// The cases, in the order of InfoType (whose positions they share, fed to the hash). The kind
   /// roomRequestCreated selects the case roomRequestToGoLive.

@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/body/Body.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/info/InfoType.hpp"
@@ -21,7 +22,7 @@ namespace tovanel::chat {
 struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
   /// An identifier, a body kind and a body of that kind. A part that cannot be read is left
   /// empty instead of failing the event; only a media value that is no object fails.
-  struct Media : coding::Record<Media> {
+  struct TOVANEL_CHAT_API Media : coding::Record<Media> {
     /// The public key set.
     enum class CodingKeys : std::uint8_t { id, type, body };
 

@@ -1,0 +1,61 @@
+# Install rules: the library, its headers (with the generated Version.hpp), the CMake package
+# TovanelChatData (target Tovanel::ChatData) and the pkg-config file tovanel-chat-data.pc. Both
+# package files are relocatable: they find the prefix from where they are installed, so
+# `cmake --install BUILD --prefix DIR` works with any DIR.
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(TOVANEL_CHAT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TovanelChatData)
+
+install(TARGETS TovanelChatData EXPORT TovanelChatDataTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ ${PROJECT_BINARY_DIR}/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT TovanelChatDataTargets NAMESPACE Tovanel:: DESTINATION ${TOVANEL_CHAT_CMAKE_DIR})
+
+get_target_property(TOVANEL_CHAT_LIBRARY_TYPE TovanelChatData TYPE)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/TovanelChatDataConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/TovanelChatDataConfig.cmake
+  INSTALL_DESTINATION ${TOVANEL_CHAT_CMAKE_DIR})
+# 0.x releases promise compatibility within a minor version only.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TovanelChatDataConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/TovanelChatDataConfig.cmake
+  ${PROJECT_BINARY_DIR}/TovanelChatDataConfigVersion.cmake
+  DESTINATION ${TOVANEL_CHAT_CMAKE_DIR})
+
+# pkg-config: the prefix is found from the file's own place (${pcfiledir}).
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(TOVANEL_CHAT_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH TOVANEL_CHAT_PC_UP "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+  set(TOVANEL_CHAT_PC_PREFIX "\${pcfiledir}/${TOVANEL_CHAT_PC_UP}")
+endif()
+foreach(dir LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(TOVANEL_CHAT_PC_${dir} "${CMAKE_INSTALL_${dir}}")
+  else()
+    set(TOVANEL_CHAT_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  endif()
+endforeach()
+# A static library's users link its dependencies too; a shared library's do not.
+if(TOVANEL_CHAT_LIBRARY_TYPE STREQUAL "STATIC_LIBRARY")
+  set(TOVANEL_CHAT_PC_REQUIRES "Requires")
+else()
+  set(TOVANEL_CHAT_PC_REQUIRES "Requires.private")
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/tovanel-chat-data.pc.in
+  ${PROJECT_BINARY_DIR}/tovanel-chat-data.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tovanel-chat-data.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The installed tool finds a shared library installed beside it.
+if(TARGET tovanel-chat AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  file(RELATIVE_PATH TOVANEL_CHAT_TOOL_TO_LIB "/prefix/${CMAKE_INSTALL_BINDIR}"
+    "/prefix/${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(tovanel-chat PROPERTIES INSTALL_RPATH "\$ORIGIN/${TOVANEL_CHAT_TOOL_TO_LIB}")
+endif()
