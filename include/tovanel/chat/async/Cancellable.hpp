@@ -9,14 +9,18 @@
 
 namespace tovanel::chat {
 
+/// The handle of one subscription: cancels it when told to or when destroyed.
 class Cancellable {
  public:
   /// A handle that cancels nothing.
   Cancellable() noexcept = default;
+  /// A handle of `subscription` (made by Publisher::subscribe and Future::subscribe).
   explicit Cancellable(std::shared_ptr<detail::SubscriptionCore> subscription) noexcept
       : subscription_(std::move(subscription)) {}
 
+  /// Takes over the other handle's subscription; the other handle then cancels nothing.
   Cancellable(Cancellable&&) noexcept = default;
+  /// Cancels this handle's subscription, then takes over the other's.
   Cancellable& operator=(Cancellable&& other) noexcept {
     if (this != &other) {
       cancel();

@@ -83,10 +83,14 @@ class FutureState {
 
 }  // namespace detail
 
+/// One value of T (or success, for void) or one error, delivered to every subscriber once. Made by
+/// a Promise.
 template <class T>
 class Future {
  public:
+  /// Receives the value: `void(const T&)`, or `void()` for Future<void>.
   using OnValue = typename detail::ValueCallback<T>::type;
+  /// Receives the error when the future fails.
   using OnError = std::function<void(std::exception_ptr)>;
 
   /// Subscribes: exactly one of the callbacks runs once, unless the returned handle is cancelled
@@ -115,11 +119,15 @@ class Promise {
  public:
   Promise() : state_(std::make_shared<detail::FutureState<T>>()) {}
 
+  /// A future of this promise's result; every future of one promise delivers the same result.
   Future<T> future() const { return Future<T>(state_); }
 
+  /// Sets the value and delivers it to the waiting subscribers; false when the result was set
+  /// already.
   bool resolve(typename detail::ValueCallback<T>::Stored value) const requires(!std::is_void_v<T>) {
     return state_->settle(std::move(value), nullptr);
   }
+  /// Completes a Future<void> successfully; false when the result was already set.
   bool resolve() const requires std::is_void_v<T> {
     return state_->settle(detail::Unit{}, nullptr);
   }

@@ -29,9 +29,11 @@ namespace tovanel::chat {
 template <class T>
 class Subscriber {
  public:
+  /// The producer's end of `subscription` (Publisher::subscribe makes it).
   explicit Subscriber(std::shared_ptr<detail::Subscription<T>> subscription) noexcept
       : subscription_(std::move(subscription)) {}
 
+  /// Delivers a value to the subscriber.
   void receive(const T& value) const { hold()->value(value, false); }
   /// Ends the stream normally.
   void finish() const { hold()->complete(nullptr); }
@@ -48,12 +50,16 @@ class Subscriber {
   std::shared_ptr<detail::Subscription<T>> subscription_;
 };
 
+/// A stream of values of T that ends with completion or an error; each subscription runs the
+/// producer's function once.
 template <class T>
 class Publisher {
  public:
+  /// Receives each value.
   using OnValue = std::function<void(const T&)>;
   /// Called once at the end: with a null pointer when the stream finished, else with its error.
   using OnCompletion = std::function<void(std::exception_ptr)>;
+  /// The producer's function: called once per subscription with that subscription's Subscriber.
   using OnSubscribe = std::function<void(Subscriber<T>)>;
 
   /// `onSubscribe` runs on the subscribing thread, once per subscription; it may send at once.

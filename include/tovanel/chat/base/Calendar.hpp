@@ -6,6 +6,7 @@
 
 namespace tovanel::chat {
 
+/// The calendar's units, by name.
 struct Calendar {
   /// One unit of a DateComponents value, in the order DateComponents declares them.
   enum class Component : std::uint8_t {

@@ -9,6 +9,7 @@
 
 namespace tovanel::chat {
 
+/// A set of Unicode code points.
 class TOVANEL_CHAT_API CharacterSet {
  public:
   /// The Unicode White_Space characters: tab, line feed, vertical tab, form feed, carriage
@@ -17,6 +18,7 @@ class TOVANEL_CHAT_API CharacterSet {
   /// The characters of UTF-8 text. Bytes that are not UTF-8 add nothing.
   static CharacterSet charactersIn(std::string_view utf8);
 
+  /// True when the code point is in the set.
   bool contains(char32_t codePoint) const noexcept;
 
  private:

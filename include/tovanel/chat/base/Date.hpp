@@ -13,6 +13,7 @@
 
 namespace tovanel::chat {
 
+/// An instant, as seconds since 2001-01-01T00:00:00Z; compares and hashes by that number.
 class TOVANEL_CHAT_API Date {
  public:
   /// Seconds from 1970-01-01T00:00:00Z to the reference date.
@@ -20,18 +21,25 @@ class TOVANEL_CHAT_API Date {
 
   /// The reference date.
   constexpr Date() noexcept = default;
+  /// The instant of a system-clock time point.
   explicit Date(std::chrono::system_clock::time_point timePoint) noexcept;
 
+  /// The instant `seconds` after 2001-01-01T00:00:00Z (before it when negative).
   static constexpr Date sinceReferenceDate(double seconds) noexcept { return Date(seconds); }
+  /// The instant `seconds` after 1970-01-01T00:00:00Z (Unix time).
   static constexpr Date since1970(double seconds) noexcept {
     return Date(seconds - kReferenceDateSince1970);
   }
+  /// The current instant, from the system clock.
   static Date now() noexcept { return Date(std::chrono::system_clock::now()); }
 
+  /// Seconds since 2001-01-01T00:00:00Z.
   constexpr double timeIntervalSinceReferenceDate() const noexcept { return seconds_; }
+  /// Seconds since 1970-01-01T00:00:00Z (Unix time).
   constexpr double timeIntervalSince1970() const noexcept {
     return seconds_ + kReferenceDateSince1970;
   }
+  /// The instant as a system-clock time point.
   std::chrono::system_clock::time_point timePoint() const noexcept;
 
   /// Reads `2026-11-22T10:00:00Z`, `2026-11-22T10:00:00.250+02:00` (offsets ±HH:MM, ±HHMM or
@@ -45,6 +53,7 @@ class TOVANEL_CHAT_API Date {
   friend constexpr std::partial_ordering operator<=>(Date a, Date b) noexcept {
     return a.seconds_ <=> b.seconds_;
   }
+  /// Feeds the seconds since the reference date as a double.
   template <class H>
   void hashInto(H& hasher) const {
     value::feed(hasher, seconds_);

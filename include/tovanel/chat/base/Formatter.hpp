@@ -18,12 +18,14 @@ class Coder {
  public:
   /// Marks the archive as failed: restoring a formatter from it then gives nothing.
   void failWithError(std::string description) { error_ = std::move(description); }
+  /// The failure's description, or nothing while the archive has not failed.
   const std::optional<std::string>& error() const noexcept { return error_; }
 
  private:
   std::optional<std::string> error_;
 };
 
+/// Turns values into text and back; the base converts nothing.
 class TOVANEL_CHAT_API Formatter {
  public:
   Formatter() = default;
@@ -41,7 +43,9 @@ class TOVANEL_CHAT_API Formatter {
                               std::string* errorDescription) const;
 
  protected:
+  /// Copies a formatter's state (for subclasses only: copying through the base would slice).
   Formatter(const Formatter&) = default;
+  /// Assigns a formatter's state (for subclasses only).
   Formatter& operator=(const Formatter&) = default;
 
   /// Restoring a formatter of class F: F's own state is made first (by its default

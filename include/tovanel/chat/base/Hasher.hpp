@@ -13,11 +13,13 @@
 
 namespace tovanel::chat {
 
+/// SipHash-1-3 over the bytes, words and texts fed in order.
 class TOVANEL_CHAT_API Hasher {
  public:
+  /// The 128-bit key of a hasher.
   struct Seed {
-    std::uint64_t k0;
-    std::uint64_t k1;
+    std::uint64_t k0;  ///< first half
+    std::uint64_t k1;  ///< second half
   };
 
   /// A hasher keyed with the process's seed.
@@ -25,13 +27,16 @@ class TOVANEL_CHAT_API Hasher {
   /// A hasher with a fixed key (tests and reproducible tools).
   explicit Hasher(Seed seed) noexcept : state_(seed.k0, seed.k1) {}
 
+  /// Feeds one byte.
   void combine(std::uint8_t byte) noexcept { state_.write(&byte, 1); }
+  /// Feeds a 32-bit word as four little-endian bytes.
   void combine(std::uint32_t word) noexcept {
     const unsigned char bytes[4] = {
         static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8),
         static_cast<unsigned char>(word >> 16), static_cast<unsigned char>(word >> 24)};
     state_.write(bytes, 4);
   }
+  /// Feeds a 64-bit word as eight little-endian bytes.
   void combine(std::uint64_t word) noexcept { state_.writeWord(word); }
   /// Feeds text already in its canonical form: its bytes, then 0xFF, a byte that UTF-8 never
   /// holds, so that ("ab", "c") and ("a", "bc") hash differently.
@@ -40,6 +45,7 @@ class TOVANEL_CHAT_API Hasher {
     combine(std::uint8_t{0xFF});
   }
 
+  /// The hash of everything fed so far; feeding may go on afterwards.
   [[nodiscard]] std::uint64_t finalize() const noexcept { return state_.finish(); }
 
   /// The random seed of this process, drawn once on first use.

@@ -5,9 +5,10 @@
 
 namespace tovanel::chat {
 
+/// A span of positions.
 struct Range {
-  std::int64_t location;
-  std::int64_t length;
+  std::int64_t location;  ///< the first position
+  std::int64_t length;    ///< how many positions; negative for a span whose bounds are reversed
 
   friend bool operator==(const Range&, const Range&) = default;
 };

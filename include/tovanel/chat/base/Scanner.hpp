@@ -14,13 +14,16 @@
 
 namespace tovanel::chat {
 
+/// Reads items from the front of UTF-8 text.
 class TOVANEL_CHAT_API Scanner {
  public:
+  /// A scanner at the start of `text`.
   explicit Scanner(std::string text) : text_(std::move(text)) {}
 
   /// Skipped before each item; nothing skips nothing.
   std::optional<CharacterSet> charactersToBeSkipped = CharacterSet::whitespacesAndNewlines();
 
+  /// The whole text being scanned.
   const std::string& string() const noexcept { return text_; }
   /// The byte offset of the next character to read.
   std::size_t currentIndex() const noexcept { return position_; }

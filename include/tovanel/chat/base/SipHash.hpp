@@ -8,15 +8,18 @@
 
 namespace tovanel::chat {
 
+/// SipHash with `CompressionRounds` rounds per word and `FinalizationRounds` at the end.
 template <int CompressionRounds, int FinalizationRounds>
 class SipHash {
  public:
+  /// The state keyed with the two halves of a 128-bit key.
   SipHash(std::uint64_t k0, std::uint64_t k1) noexcept
       : v0_(k0 ^ 0x736f6d6570736575ULL),
         v1_(k1 ^ 0x646f72616e646f6dULL),
         v2_(k0 ^ 0x6c7967656e657261ULL),
         v3_(k1 ^ 0x7465646279746573ULL) {}
 
+  /// Feeds `size` bytes.
   void write(const void* data, std::size_t size) noexcept {
     const auto* p = static_cast<const unsigned char*>(data);
     length_ += size;
@@ -29,6 +32,7 @@ class SipHash {
   }
 
   // A word is eight little-endian bytes; when the stream is aligned it skips the byte path.
+  /// Feeds a 64-bit word as eight little-endian bytes.
   void writeWord(std::uint64_t word) noexcept {
     if (tailSize_ == 0) {
       length_ += 8;
@@ -40,6 +44,7 @@ class SipHash {
     write(bytes, 8);
   }
 
+  /// The hash of everything fed so far; the state is left as it was.
   [[nodiscard]] std::uint64_t finish() const noexcept {
     SipHash s = *this;
     const std::uint64_t last = (static_cast<std::uint64_t>(length_) << 56) | tail_;

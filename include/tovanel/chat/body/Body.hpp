@@ -79,18 +79,22 @@ struct Dependent {
 };
 }  // namespace detail
 
+/// A message body: its kind and the payload record of that kind.
 class TOVANEL_CHAT_API Body {
  public:
   /// Thrown by the decoding that reads the kind from the body-type box when there is none.
   struct TOVANEL_CHAT_API BodyDecodingError : std::exception {
+    /// The one case: no kind in the box.
     enum class Code : std::uint8_t { bodyTypeMissing };
-    Code code = Code::bodyTypeMissing;
+    Code code = Code::bodyTypeMissing;  ///< always bodyTypeMissing
 
+    /// A sentence on what was missing and how to prepare the decoder.
     const char* what() const noexcept override;
     // Written out: a defaulted comparison would need one for the std::exception base.
     friend bool operator==(const BodyDecodingError& a, const BodyDecodingError& b) noexcept {
       return a.code == b.code;
     }
+    /// Feeds the case's position (0) as a 64-bit word.
     template <class H>
     void hashInto(H& hasher) const {
       hasher.combine(static_cast<std::uint64_t>(code));
@@ -99,14 +103,20 @@ class TOVANEL_CHAT_API Body {
 
   /// What `visit` passes for the four kinds without a payload.
   struct NoPayload {
-    BodyType kind;
+    BodyType kind;  ///< the body's kind
   };
 
+  /// A body of the kind action (no payload).
   static Body action() noexcept { return Body(BodyType::action); }
+  /// A body of the kind app (no payload).
   static Body app() noexcept { return Body(BodyType::app); }
+  /// A body of the kind event (no payload).
   static Body event() noexcept { return Body(BodyType::event); }
+  /// A body of the kind hint (no payload).
   static Body hint() noexcept { return Body(BodyType::hint); }
+  /// A body of the kind vimeo (an EmptyBody payload).
   static Body vimeo() noexcept { return Body(BodyType::vimeo); }
+  /// A body of the kind vimeo.
   explicit Body(EmptyBody) noexcept : Body(BodyType::vimeo) {}
   /// A body of the payload's kind (text for a TextBody, and so on).
   template <BodyPayload T>
@@ -114,21 +124,27 @@ class TOVANEL_CHAT_API Body {
       : Body(static_cast<const detail::BodyPayloadHeader*>(
             new detail::BodyPayloadBox<T>(BodyPayloadKind<T>::value, std::move(payload)))) {}
 
+  /// Shares the other body's payload.
   Body(const Body& other) noexcept : bits_(other.bits_) { retain(); }
+  /// Takes the other body's payload; the other is left valid, of an unspecified kind.
   Body(Body&& other) noexcept : bits_(std::exchange(other.bits_, 0)) {}
+  /// Shares the other body's payload, releasing this one's.
   Body& operator=(const Body& other) noexcept {
     Body copy(other);
     swap(copy);
     return *this;
   }
+  /// Takes the other body's payload, releasing this one's.
   Body& operator=(Body&& other) noexcept {
     Body moved(std::move(other));
     swap(moved);
     return *this;
   }
   ~Body() { release(); }
+  /// Exchanges the two bodies.
   void swap(Body& other) noexcept { std::swap(bits_, other.bits_); }
 
+  /// The body's kind.
   BodyType bodyType() const noexcept {
     return isInline() ? static_cast<BodyType>(bits_) : header()->kind;
   }
@@ -149,6 +165,7 @@ class TOVANEL_CHAT_API Body {
   static Body decode(const Decoder& decoder, BodyType kind);
   /// The checking forms of both: false after the failure is recorded in the decoder's run.
   static bool decodeInto(const Decoder& decoder, Body& out);
+  /// The checking form of decode with a known kind.
   static bool decodeInto(const Decoder& decoder, BodyType kind, Body& out);
 
   /// Writes the payload at the encoder's place; the payload-less kinds and vimeo write nothing.
@@ -156,6 +173,7 @@ class TOVANEL_CHAT_API Body {
 
   friend bool operator==(const Body& a, const Body& b);
 
+  /// Feeds the kind's position as a 64-bit word, then the payload's own input.
   template <class H>
   void hashInto(H& hasher) const {
     hasher.combine(static_cast<std::uint64_t>(position(bodyType())));
@@ -167,6 +185,7 @@ class TOVANEL_CHAT_API Body {
       hashPayload(ref);
     }
   }
+  /// The hash with the process's seed.
   std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
 
  private:
@@ -196,6 +215,7 @@ class TOVANEL_CHAT_API Body {
   std::uintptr_t bits_;
 };
 
+/// Bodies of one kind with equal payloads.
 TOVANEL_CHAT_API bool operator==(const Body& a, const Body& b);
 
 static_assert(sizeof(Body) == sizeof(void*));

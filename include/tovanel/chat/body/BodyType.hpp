@@ -29,9 +29,11 @@ enum class BodyType : std::uint8_t {
   youtube,
 };
 
+/// The raw values of BodyType: the case names.
 template <>
 struct RawValues<BodyType> {
-  static constexpr std::string_view typeName = "BodyType";
+  static constexpr std::string_view typeName = "BodyType";  ///< as errors name it
+  /// In case order.
   static constexpr std::array<std::string_view, 15> values{
       "action", "app",  "event",  "hint", "hls",   "images", "info",   "location",
       "soundcloud", "text", "twitch", "url",  "video", "vimeo",  "youtube"};

@@ -16,6 +16,7 @@
 
 namespace tovanel::chat {
 
+/// The box that carries a body's kind from the enclosing record to Body::decode.
 using BodyTypeBox = CodingUserInfoValue<BodyType>;
 
 /// The user-information key "bodyType", made once on first use.

@@ -6,9 +6,11 @@
 
 namespace tovanel::chat {
 
+/// A payload with no fields: every EmptyBody equals every other.
 struct EmptyBody {
   /// Reads nothing and never fails, whatever the value holds.
   static EmptyBody decode(const Decoder&) noexcept { return EmptyBody{}; }
+  /// The checking form: reads nothing, never fails.
   static bool decodeInto(const Decoder&, EmptyBody&) noexcept { return true; }
   /// Writes an empty object.
   void encode(Encoder& encoder) const { auto container = encoder.container(); }

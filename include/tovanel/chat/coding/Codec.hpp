@@ -23,10 +23,12 @@ namespace tovanel::chat::coding {
 /// Reaches what records keep private for their coding: the default constructor used to decode
 /// in place, and the field table.
 struct Access {
+  /// A T made by its default constructor, private or not.
   template <class T>
   static T construct() {
     return T();
   }
+  /// The record's field table.
   template <class T>
   static constexpr auto fields() {
     return T::codingFields();
@@ -39,45 +41,63 @@ struct Access {
   }
 };
 
+/// How values of T are read and written: `static bool decode(const Decoder&, T&)`, the checking
+/// decode, and `static void encode(Encoder&, const T&)`.
 template <class T>
 struct Codec;
 
+/// Text: a JSON string.
 template <>
 struct Codec<std::string> {
+  /// Reads a string.
   static bool decode(const Decoder& decoder, std::string& out) { return decoder.read(out); }
+  /// Writes a string.
   static void encode(Encoder& encoder, const std::string& value) { encoder.writeString(value); }
 };
 
+/// Integers: a JSON number that is a whole number within 64 bits.
 template <>
 struct Codec<std::int64_t> {
+  /// Reads a whole number.
   static bool decode(const Decoder& decoder, std::int64_t& out) { return decoder.read(out); }
+  /// Writes the number in decimal.
   static void encode(Encoder& encoder, std::int64_t value) { encoder.writeInteger(value); }
 };
 
+/// Doubles: any JSON number.
 template <>
 struct Codec<double> {
+  /// Reads a number.
   static bool decode(const Decoder& decoder, double& out) { return decoder.read(out); }
+  /// Writes the number in its shortest round-trip form.
   static void encode(Encoder& encoder, double value) { encoder.writeNumber(value); }
 };
 
+/// Booleans: true or false.
 template <>
 struct Codec<bool> {
+  /// Reads a boolean.
   static bool decode(const Decoder& decoder, bool& out) { return decoder.read(out); }
+  /// Writes a boolean.
   static void encode(Encoder& encoder, bool value) { encoder.writeBool(value); }
 };
 
 /// Dates, by the decoder's and the encoder's date strategies.
 template <>
 struct TOVANEL_CHAT_API Codec<Date> {
+  /// Reads a date by the decoder's date strategy.
   static bool decode(const Decoder& decoder, Date& out);
+  /// Writes a date by the encoder's date strategy.
   static void encode(Encoder& encoder, const Date& value);
 };
 
 /// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).
 TOVANEL_CHAT_API bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName, std::string_view text);
 
+/// Raw-value enumerations: their raw string.
 template <RawValueEnum E>
 struct Codec<E> {
+  /// Reads a string that is one of the raw values; any other string is dataCorrupted.
   static bool decode(const Decoder& decoder, E& out) {
     std::string_view text;
     if (!decoder.read(text)) return false;
@@ -87,11 +107,14 @@ struct Codec<E> {
     }
     return failInvalidRawValue(decoder, RawValues<E>::typeName, text);
   }
+  /// Writes the raw value.
   static void encode(Encoder& encoder, E value) { encoder.writeString(rawValue(value)); }
 };
 
+/// Lists: a JSON array of T.
 template <class T>
 struct Codec<std::vector<T>> {
+  /// Reads every element in order; the first failing element fails the list.
   static bool decode(const Decoder& decoder, std::vector<T>& out) {
     auto elements = decoder.arrayContainer();
     if (!elements) return false;
@@ -104,27 +127,33 @@ struct Codec<std::vector<T>> {
     }
     return true;
   }
+  /// Writes every element in order.
   static void encode(Encoder& encoder, const std::vector<T>& list) {
     auto elements = encoder.unkeyedContainer();
     for (const auto& element : list) elements.encode(element);
   }
 };
 
+/// A type with a checking decode of its own: `static bool decodeInto(const Decoder&, T&)`.
 template <class T>
 concept DecodableRecord = requires(const Decoder& decoder, T& out) {
   { T::decodeInto(decoder, out) } -> std::same_as<bool>;
 };
+/// A type that writes itself: `void encode(Encoder&) const`.
 template <class T>
 concept EncodableRecord = requires(const T& value, Encoder& encoder) { value.encode(encoder); };
 
+/// Records: their own decodeInto and encode.
 template <class T>
   requires(DecodableRecord<T> || EncodableRecord<T>)
 struct Codec<T> {
+  /// The record's checking decode.
   static bool decode(const Decoder& decoder, T& out)
     requires DecodableRecord<T>
   {
     return T::decodeInto(decoder, out);
   }
+  /// The record's encode.
   static void encode(Encoder& encoder, const T& value)
     requires EncodableRecord<T>
   {

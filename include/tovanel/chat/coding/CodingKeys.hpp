@@ -18,6 +18,7 @@
 
 namespace tovanel::chat {
 
+/// The key's JSON text (its raw value).
 template <RawValueEnum K>
 constexpr std::string_view stringValue(K key) noexcept {
   return rawValue(key);

@@ -12,9 +12,12 @@
 
 namespace tovanel::chat {
 
+/// A key of user information: a string.
 class CodingUserInfoKey {
  public:
+  /// The key named `rawValue`.
   explicit CodingUserInfoKey(std::string rawValue) : rawValue_(std::move(rawValue)) {}
+  /// The key's name.
   const std::string& rawValue() const noexcept { return rawValue_; }
   friend auto operator<=>(const CodingUserInfoKey&, const CodingUserInfoKey&) = default;
 
@@ -22,6 +25,7 @@ class CodingUserInfoKey {
   std::string rawValue_;
 };
 
+/// User information: values of any type by key.
 using UserInfo = std::map<CodingUserInfoKey, std::any>;
 
 namespace coding {
@@ -33,7 +37,7 @@ struct BoxFactory;
 template <class T>
 class CodingUserInfoValue {
  public:
-  std::optional<T> value;
+  std::optional<T> value;  ///< what the box holds; anyone may read or write it
 
  private:
   CodingUserInfoValue() = default;
@@ -41,7 +45,9 @@ class CodingUserInfoValue {
 };
 
 namespace coding {
+/// Makes the boxes of user information (their constructor is private).
 struct BoxFactory {
+  /// A new, empty box.
   template <class T>
   static std::shared_ptr<CodingUserInfoValue<T>> make() {
     return std::shared_ptr<CodingUserInfoValue<T>>(new CodingUserInfoValue<T>());

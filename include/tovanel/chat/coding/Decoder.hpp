@@ -40,25 +40,29 @@ TOVANEL_CHAT_API std::string_view describe(JsonType type) noexcept;
 namespace coding {
 /// A value inside a parsed document (opaque; only the coding sources look inside).
 struct JsonRef {
-  const void* document = nullptr;
-  std::size_t index = 0;
+  const void* document = nullptr;  ///< the parsed document
+  std::size_t index = 0;           ///< the value's position in it
 };
 }  // namespace coding
 
 /// The state of one decode call: the decoder's options and the failure, if one was recorded.
 class TOVANEL_CHAT_API DecodingRun {
  public:
+  /// A run of `owner`'s decode; nothing failed yet.
   explicit DecodingRun(const JSONDecoder& owner) noexcept : owner_(&owner) {}
   DecodingRun(const DecodingRun&) = delete;
   DecodingRun& operator=(const DecodingRun&) = delete;
 
+  /// The JSONDecoder whose decode this is (its options).
   const JSONDecoder& owner() const noexcept { return *owner_; }
 
+  /// True once a failure is recorded.
   bool hasError() const noexcept { return failed_; }
   /// The recorded error's description (empty when the failure was recorded quietly).
   const std::string& errorDescription() const noexcept { return description_; }
   /// Throws the recorded error; a quiet failure throws a generic dataCorrupted.
   [[noreturn]] void rethrow();
+  /// Forgets the recorded failure (after a read whose failure is tolerated).
   void clearError() noexcept;
 
   /// Records a failure that is not a DecodingError (the body-type hand-off's own error, or what a
@@ -69,6 +73,7 @@ class TOVANEL_CHAT_API DecodingRun {
   /// discard the error anyway.
   class QuietScope {
    public:
+    /// Quiet until destroyed.
     explicit QuietScope(DecodingRun& run) noexcept : run_(run) { ++run_.quiet_; }
     ~QuietScope() { --run_.quiet_; }
     QuietScope(const QuietScope&) = delete;
@@ -80,6 +85,7 @@ class TOVANEL_CHAT_API DecodingRun {
   /// Lifts quiet mode, for a decode whose error must be described even when it is discarded.
   class LoudScope {
    public:
+    /// Loud until destroyed; then as quiet as before.
     explicit LoudScope(DecodingRun& run) noexcept : run_(run), saved_(run.quiet_) {
       run_.quiet_ = 0;
     }
@@ -112,8 +118,10 @@ class TOVANEL_CHAT_API DecodingRun {
   bool failed_ = false;
 };
 
+/// A view of one value of a parsed document, during one decode.
 class TOVANEL_CHAT_API Decoder {
  public:
+  /// The decoder at the top-level value of a run.
   Decoder(coding::JsonRef value, DecodingRun& run) noexcept : value_(value), run_(&run) {}
 
   // ---- applications' API: throws DecodingError ----
@@ -128,22 +136,35 @@ class TOVANEL_CHAT_API Decoder {
   template <class T>
   T decode() const;
 
+  /// The JSONDecoder's user information: the same objects at every level of the run.
   const UserInfo& userInfo() const noexcept;
+  /// The path from the top-level value to this one.
   CodingPath codingPath() const;
+  /// The run this decoder belongs to.
   DecodingRun& run() const noexcept { return *run_; }
   /// The JSONDecoder whose run this is (its options).
   const JSONDecoder& owner() const noexcept { return run_->owner(); }
 
   // ---- checking core: false or nothing after recording the failure; throws nothing ----
 
+  /// The value's JSON type.
   JsonType type() const noexcept;
+  /// True for JSON null.
   bool isNull() const noexcept { return type() == JsonType::null; }
+  /// Reads a string; typeMismatch (valueNotFound for null) otherwise.
   bool read(std::string& out) const;
+  /// Reads a string without copying it; the view lives as long as the parsed document.
   bool read(std::string_view& out) const;
+  /// Reads a whole number within 64 bits (5.0 and 1e2 are whole); dataCorrupted for a fraction or a
+  /// number too large, typeMismatch for another type.
   bool read(std::int64_t& out) const;
+  /// Reads any number.
   bool read(double& out) const;
+  /// Reads true or false.
   bool read(bool& out) const;
+  /// The object at this value; nothing, with the failure recorded, for another type.
   std::optional<KeyedDecodingContainer> keyedContainer() const;
+  /// The array at this value; nothing, with the failure recorded, for another type.
   std::optional<UnkeyedDecodingContainer> arrayContainer() const;
 
   /// Records a failure at this value and returns false.
@@ -151,6 +172,7 @@ class TOVANEL_CHAT_API Decoder {
   /// Records "expected <what>, found <this value's type>" (valueNotFound for null).
   bool failExpecting(std::string_view what) const;
 
+  /// The value inside its document.
   coding::JsonRef ref() const noexcept { return value_; }
 
  private:
@@ -169,7 +191,9 @@ class TOVANEL_CHAT_API Decoder {
 class TOVANEL_CHAT_API KeyedDecodingContainer {
  public:
   // ---- applications' API ----
+  /// True when the object has the key (whatever its value, null included).
   bool contains(std::string_view key) const noexcept { return find(key).has_value(); }
+  /// The object's keys in document order; a repeated key appears each time.
   std::vector<std::string> allKeys() const;
   /// A required key: keyNotFound when absent, then the value's own errors.
   template <class T>
@@ -191,7 +215,9 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   /// Records keyNotFound for `key` and returns false.
   bool failKeyNotFound(std::string_view key) const;
 
+  /// The decoder at the object.
   const Decoder& decoder() const noexcept { return self_; }
+  /// A copy reads the same object.
   KeyedDecodingContainer(const KeyedDecodingContainer&) = default;
 
  private:
@@ -222,8 +248,11 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
 /// The elements of one JSON array, read front to back.
 class TOVANEL_CHAT_API UnkeyedDecodingContainer {
  public:
+  /// The number of elements.
   std::size_t count() const noexcept { return count_; }
+  /// The index of the next element.
   std::size_t currentIndex() const noexcept { return index_; }
+  /// True once every element has been read.
   bool isAtEnd() const noexcept { return index_ >= count_; }
   /// Decodes the next element as a T (applications' API; throws).
   template <class T>
@@ -232,6 +261,7 @@ class TOVANEL_CHAT_API UnkeyedDecodingContainer {
   /// A decoder at the next element, then steps past it. Only while !isAtEnd().
   Decoder next() noexcept;
 
+  /// A copy continues from the same element, independently.
   UnkeyedDecodingContainer(const UnkeyedDecodingContainer&) = default;
 
  private:
@@ -247,11 +277,14 @@ class TOVANEL_CHAT_API UnkeyedDecodingContainer {
 /// One value read as a whole: a string, a number, a raw-value enumeration...
 class SingleValueDecodingContainer {
  public:
+  /// True for JSON null.
   bool decodeNil() const noexcept { return self_.isNull(); }
+  /// Decodes the value as a T (throws DecodingError).
   template <class T>
   T decode() const {
     return self_.decode<T>();
   }
+  /// The decoder at the value.
   const Decoder& decoder() const noexcept { return self_; }
 
  private:

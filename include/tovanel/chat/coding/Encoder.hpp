@@ -32,12 +32,16 @@ struct OutputFormatting {
 /// The state of one encode call: where the text goes and how it is laid out.
 class TOVANEL_CHAT_API EncodingRun {
  public:
+  /// A run of `owner`'s encode, appending to `out`.
   EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
   EncodingRun(const EncodingRun&) = delete;
   EncodingRun& operator=(const EncodingRun&) = delete;
 
+  /// The JSONEncoder whose encode this is (its options).
   const JSONEncoder& owner() const noexcept { return *owner_; }
+  /// The text written so far.
   std::string& out() noexcept { return *out_; }
+  /// The layout of the output.
   const OutputFormatting& formatting() const noexcept { return formatting_; }
 
  private:
@@ -49,8 +53,10 @@ class TOVANEL_CHAT_API EncodingRun {
   int depth_ = 0;
 };
 
+/// The place of one value in the output, during one encode.
 class TOVANEL_CHAT_API Encoder {
  public:
+  /// The place of the top-level value of a run.
   explicit Encoder(EncodingRun& run) noexcept : run_(&run) {}
 
   /// An object at this place; its members are written through it and it closes when destroyed.
@@ -63,16 +69,23 @@ class TOVANEL_CHAT_API Encoder {
   template <class T>
   void encode(const T& value);
 
+  /// The JSONEncoder's user information.
   const UserInfo& userInfo() const noexcept;
+  /// The path from the top-level value to this place.
   CodingPath codingPath() const;
+  /// The run this encoder belongs to.
   EncodingRun& run() const noexcept { return *run_; }
+  /// The JSONEncoder whose run this is (its options).
   const JSONEncoder& owner() const noexcept { return run_->owner(); }
 
   // ---- the writers everything ends in ----
   void writeString(std::string_view text);  ///< EncodingError for text that is not UTF-8
+  /// Writes an integer in decimal.
   void writeInteger(std::int64_t number);
   void writeNumber(double number);  ///< EncodingError for NaN and the infinities
+  /// Writes true or false.
   void writeBool(bool flag);
+  /// Writes null.
   void writeNull();
 
   /// Throws EncodingError at this place.
@@ -103,11 +116,13 @@ class TOVANEL_CHAT_API KeyedEncodingContainer {
   void encodeIfPresent(std::string_view key, const std::optional<T>& value) {
     if (value) encode(key, *value);
   }
+  /// Writes the key with null.
   void encodeNil(std::string_view key);
 
   /// Starts a member: separator and key. The value is then written through the returned
   /// encoder, and `endMember` closes it.
   Encoder beginMember(std::string_view key, std::size_t& mark);
+  /// Closes the member that beginMember started with `mark`.
   void endMember(std::size_t mark);
 
  private:
@@ -126,10 +141,14 @@ class TOVANEL_CHAT_API UnkeyedEncodingContainer {
   UnkeyedEncodingContainer(const UnkeyedEncodingContainer&) = delete;
   UnkeyedEncodingContainer& operator=(const UnkeyedEncodingContainer&) = delete;
 
+  /// Writes the next element.
   template <class T>
   void encode(const T& value);
 
+  /// Starts an element: the separator. The value is then written through the returned encoder, and
+  /// `endElement` closes it.
   Encoder beginElement(std::size_t& mark);
+  /// Closes the element that beginElement started with `mark`.
   void endElement(std::size_t mark);
 
  private:
@@ -139,12 +158,15 @@ class TOVANEL_CHAT_API UnkeyedEncodingContainer {
   std::size_t count_ = 0;
 };
 
+/// One value written as a whole.
 class SingleValueEncodingContainer {
  public:
+  /// Writes the value.
   template <class T>
   void encode(const T& value) {
     self_.encode(value);
   }
+  /// Writes null.
   void encodeNil() { self_.writeNull(); }
 
  private:

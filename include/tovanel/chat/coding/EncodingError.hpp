@@ -10,12 +10,17 @@
 
 namespace tovanel::chat {
 
+/// Thrown when a value cannot be written as JSON.
 class TOVANEL_CHAT_API EncodingError : public std::exception {
  public:
+  /// An error at `codingPath`, described by `debugDescription`.
   EncodingError(CodingPath codingPath, std::string debugDescription);
 
+  /// Where: the path from the top-level value.
   const CodingPath& codingPath() const noexcept { return codingPath_; }
+  /// What could not be written.
   const std::string& debugDescription() const noexcept { return debugDescription_; }
+  /// The path and the debug description in one line.
   const char* what() const noexcept override { return description_.c_str(); }
 
  private:

@@ -15,11 +15,14 @@
 
 namespace tovanel::chat {
 
+/// Decodes values from JSON text, one decode at a time.
 class TOVANEL_CHAT_API JSONDecoder {
  public:
   JSONDecoder();
   ~JSONDecoder();
+  /// Takes over the other decoder's parser, user information and strategy.
   JSONDecoder(JSONDecoder&&) noexcept;
+  /// Takes over the other decoder's parser, user information and strategy.
   JSONDecoder& operator=(JSONDecoder&&) noexcept;
 
   /// Seen, as the same objects, by every decoder of a run.

@@ -10,10 +10,11 @@
 
 namespace tovanel::chat {
 
+/// Encodes values as JSON text. Each encode keeps its state in the call.
 class JSONEncoder {
  public:
-  OutputFormatting outputFormatting;
-  UserInfo userInfo;
+  OutputFormatting outputFormatting;  ///< compact unless set
+  UserInfo userInfo;                  ///< seen by every encoder of a run
   /// How dates are written; seconds since the reference date unless set.
   DateEncodingStrategy dateEncodingStrategy;
 

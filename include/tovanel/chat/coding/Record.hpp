@@ -35,24 +35,28 @@ namespace tovanel::chat::coding {
 /// Required fields are always written; the others only when present.
 enum class Presence : std::uint8_t { required, optional, tolerant, custom };
 
+/// One entry of a field table: a JSON key, the member it fills and how it is read.
 template <class R, class M, Presence P>
 struct Field {
-  std::string_view key;
-  M R::*member;
+  std::string_view key;  ///< the JSON key
+  M R::*member;          ///< the member
   /// The reader of a custom field: the checking decode of `key` into the member.
   bool (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
-  static constexpr Presence presence = P;
+  static constexpr Presence presence = P;  ///< how the key is read and written
 };
 
+/// A required field: keyNotFound when absent, valueNotFound when null; always written.
 template <class R, class M>
 constexpr Field<R, M, Presence::required> requiredKey(std::string_view key, M R::*member) {
   return {key, member};
 }
+/// An optional field: empty when absent or null, other failures fail; written when present.
 template <class R, class M>
 constexpr Field<R, std::optional<M>, Presence::optional> optionalKey(
     std::string_view key, std::optional<M> R::*member) {
   return {key, member};
 }
+/// A tolerant field: empty when absent, null or unreadable, never failing; written when present.
 template <class R, class M>
 constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(
     std::string_view key, std::optional<M> R::*member) {
@@ -75,6 +79,7 @@ constexpr auto keysOf() {
   return std::apply([](const auto&... field) { return std::array{field.key...}; }, fields);
 }
 
+/// Reads one field by its presence; false after a failure is recorded.
 template <class R, class M, Presence P>
 bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
   if constexpr (P == Presence::required) {
@@ -89,6 +94,7 @@ bool readField(const KeyedDecodingContainer& container, R& record, const Field<R
   }
 }
 
+/// Writes one field by its presence.
 template <class R, class M, Presence P>
 void writeField(KeyedEncodingContainer& container, const R& record, const Field<R, M, P>& field) {
   if constexpr (P == Presence::required) {
@@ -98,6 +104,7 @@ void writeField(KeyedEncodingContainer& container, const R& record, const Field<
   }
 }
 
+/// The checking decode of a record: its fields in table order, stopping at the first failure.
 template <class T>
 bool decodeFields(const Decoder& decoder, T& out) {
   const auto container = decoder.keyedContainer();
@@ -106,6 +113,7 @@ bool decodeFields(const Decoder& decoder, T& out) {
                     Access::fields<T>());
 }
 
+/// Writes a record's fields, in table order, as one object.
 template <class T>
 void encodeFields(Encoder& encoder, const T& value) {
   auto container = encoder.container();
@@ -113,6 +121,7 @@ void encodeFields(Encoder& encoder, const T& value) {
              Access::fields<T>());
 }
 
+/// True when every field of the table is equal (value::equal).
 template <class T>
 bool fieldsEqual(const T& a, const T& b) {
   return std::apply(
@@ -120,9 +129,11 @@ bool fieldsEqual(const T& a, const T& b) {
       Access::fields<T>());
 }
 
+/// A record that states its hash order.
 template <class T>
 concept HasHashOrder = requires { Access::hashOrder<T>(); };
 
+/// Feeds a record's fields in declaration order (value::feed).
 template <class H, class T>
 void hashFields(H& hasher, const T& value) {
   constexpr auto fields = Access::fields<T>();
@@ -146,8 +157,10 @@ class Record {
   static T decode(const Decoder& decoder) { return decoder.decode<T>(); }
   /// The checking decode: false after the failure is recorded in the decoder's run.
   static bool decodeInto(const Decoder& decoder, T& out) { return decodeFields(decoder, out); }
+  /// Writes the record as one object.
   void encode(Encoder& encoder) const { encodeFields(encoder, self()); }
 
+  /// Feeds the fields in declaration order.
   template <class H>
   void hashInto(H& hasher) const {
     hashFields(hasher, self());

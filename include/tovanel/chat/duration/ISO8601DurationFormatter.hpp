@@ -23,6 +23,7 @@
 
 namespace tovanel::chat {
 
+/// Reads ISO 8601 duration text into DateComponents.
 class TOVANEL_CHAT_API ISO8601DurationFormatter : public Formatter {
  public:
   ISO8601DurationFormatter() noexcept;

@@ -19,19 +19,21 @@
 
 namespace tovanel::chat {
 
+/// A message of a room, as the application holds it.
 struct ChatMessage {
-  Body body;
-  std::optional<Date> createdAt;
+  Body body;                            ///< what the message says
+  std::optional<Date> createdAt;        ///< when it was sent
   std::optional<std::string> clientID;  ///< chosen by the sending client
-  std::string messageID;
-  std::string roomID;
+  std::string messageID;                ///< the service's identifier
+  std::string roomID;                   ///< the room it belongs to
   /// Stored as given: nothing ties it to body.bodyType().
   BodyType type;
-  std::optional<Date> updatedAt;
-  ChatMessageUser user;
-  std::optional<std::int64_t> viewCount;
-  MessageSentStatus sentStatus;
+  std::optional<Date> updatedAt;          ///< when it last changed
+  ChatMessageUser user;                   ///< its author
+  std::optional<std::int64_t> viewCount;  ///< how often it was seen
+  MessageSentStatus sentStatus;           ///< delivery state of one's own message
 
+  /// A message with every field, in declaration order.
   ChatMessage(Body body, std::optional<Date> createdAt, std::optional<std::string> clientID,
               std::string messageID, std::string roomID, BodyType type,
               std::optional<Date> updatedAt, ChatMessageUser user,
@@ -70,6 +72,7 @@ struct ChatMessage {
     value::feed(hasher, viewCount);
     chat::hashInto(hasher, sentStatus);
   }
+  /// The hash with the process's seed.
   std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
 };
 

@@ -24,6 +24,7 @@
 
 namespace tovanel::chat {
 
+/// What sends, keeps and deletes messages; implemented by the application.
 class ChatMessageRepository {
  public:
   virtual ~ChatMessageRepository() = default;
@@ -46,7 +47,9 @@ class ChatMessageRepository {
   // Repositories are used through references to the interface; copying one through it would
   // slice it.
   ChatMessageRepository() = default;
+  /// Copies for subclasses only.
   ChatMessageRepository(const ChatMessageRepository&) = default;
+  /// Assigns for subclasses only.
   ChatMessageRepository& operator=(const ChatMessageRepository&) = default;
 };
 

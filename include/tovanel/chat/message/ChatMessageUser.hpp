@@ -11,6 +11,7 @@
 
 namespace tovanel::chat {
 
+/// A user of the chat service.
 struct ChatMessageUser : coding::Record<ChatMessageUser> {
   /// The public key set; `avatarURL` travels as "avatarUrl".
   enum class CodingKeys : std::uint8_t {
@@ -24,15 +25,16 @@ struct ChatMessageUser : coding::Record<ChatMessageUser> {
     followingCount,
   };
 
-  std::string id;
-  std::optional<std::string> username;
-  std::string firstName;
-  std::string lastName;
-  std::optional<std::string> bio;
-  std::optional<std::string> avatarURL;
-  std::int64_t followerCount = 0;
-  std::int64_t followingCount = 0;
+  std::string id;                        ///< the user's identifier
+  std::optional<std::string> username;   ///< the handle; empty for a deleted account
+  std::string firstName;                 ///< given name
+  std::string lastName;                  ///< family name
+  std::optional<std::string> bio;        ///< the user's own description
+  std::optional<std::string> avatarURL;  ///< "avatarUrl": the picture's link
+  std::int64_t followerCount = 0;        ///< how many follow the user
+  std::int64_t followingCount = 0;       ///< how many the user follows
 
+  /// A user with every field, in declaration order.
   ChatMessageUser(std::string id, std::optional<std::string> username, std::string firstName,
                   std::string lastName, std::optional<std::string> bio,
                   std::optional<std::string> avatarURL, std::int64_t followerCount,
@@ -69,10 +71,11 @@ struct ChatMessageUser : coding::Record<ChatMessageUser> {
   }
 };
 
+/// The JSON keys of ChatMessageUser, from its field table.
 template <>
 struct RawValues<ChatMessageUser::CodingKeys> {
-  static constexpr std::string_view typeName = "ChatMessageUser.CodingKeys";
-  static constexpr auto values = coding::keysOf<ChatMessageUser>();
+  static constexpr std::string_view typeName = "ChatMessageUser.CodingKeys";  ///< as errors name it
+  static constexpr auto values = coding::keysOf<ChatMessageUser>();           ///< in key order
 };
 
 }  // namespace tovanel::chat

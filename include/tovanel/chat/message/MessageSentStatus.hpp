@@ -15,6 +15,7 @@
 
 namespace tovanel::chat {
 
+/// The delivery state of one's own message; the raw value is the underlying integer.
 enum class MessageSentStatus : std::int32_t {
   sent = 0,
   sending = 1,
@@ -26,8 +27,10 @@ enum class MessageSentStatus : std::int32_t {
 template <class E>
 struct IntegerRawValues;
 
+/// The cases of MessageSentStatus.
 template <>
 struct IntegerRawValues<MessageSentStatus> {
+  /// Every case, in declaration order.
   static constexpr std::array cases{MessageSentStatus::sent, MessageSentStatus::sending,
                                     MessageSentStatus::failed};
 };
@@ -59,6 +62,7 @@ void hashInto(H& hasher, MessageSentStatus status) {
   hasher.combine(static_cast<std::uint32_t>(rawValue(status)));
 }
 
+/// The hash with the process's seed.
 inline std::uint64_t hashValue(MessageSentStatus status) noexcept {
   Hasher hasher;
   hashInto(hasher, status);

@@ -10,10 +10,12 @@
 
 namespace tovanel::chat {
 
+/// A message to send: a body and a room.
 struct NewChatMessage {
-  Body body;
-  std::string roomID;
+  Body body;           ///< what to send
+  std::string roomID;  ///< where to send it
 
+  /// A message of any body.
   NewChatMessage(Body body, std::string roomID)
       : body(std::move(body)), roomID(std::move(roomID)) {}
   /// A text message.

@@ -19,12 +19,14 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind hls: a video stream and what the service knows about it.
 struct HLSBody : coding::Record<HLSBody> {
   /// One stream link of a given type.
   struct StreamURL : coding::Record<StreamURL> {
-    std::optional<std::string> type;
-    std::optional<std::string> url;
+    std::optional<std::string> type;  ///< the link's type, as the service names it
+    std::optional<std::string> url;   ///< the link
 
+    /// A link of a type.
     StreamURL(std::optional<std::string> type, std::optional<std::string> url)
         : type(std::move(type)), url(std::move(url)) {}
 
@@ -39,9 +41,10 @@ struct HLSBody : coding::Record<HLSBody> {
 
   /// Where the stream may and may not be watched; the texts pass through unchecked.
   struct GeoRestriction : coding::Record<GeoRestriction> {
-    std::optional<std::vector<std::string>> allowed;
-    std::optional<std::vector<std::string>> disallowed;
+    std::optional<std::vector<std::string>> allowed;     ///< where it may be watched
+    std::optional<std::vector<std::string>> disallowed;  ///< where it may not be watched
 
+    /// A restriction with its two lists.
     GeoRestriction(std::optional<std::vector<std::string>> allowed,
                    std::optional<std::vector<std::string>> disallowed)
         : allowed(std::move(allowed)), disallowed(std::move(disallowed)) {}
@@ -57,9 +60,10 @@ struct HLSBody : coding::Record<HLSBody> {
 
   /// One rating of the content by one source; the value is text ("7.9/10", "88%").
   struct Rating : coding::Record<Rating> {
-    std::string source;
-    std::string value;
+    std::string source;  ///< who rated
+    std::string value;   ///< the rating as text
 
+    /// A rating by `source`.
     Rating(std::string source, std::string value)
         : source(std::move(source)), value(std::move(value)) {}
 
@@ -74,12 +78,13 @@ struct HLSBody : coding::Record<HLSBody> {
 
   /// Catalogue metadata of the content; the rating and the year are text.
   struct Meta : coding::Record<Meta> {
-    std::optional<std::string> imdbId;
-    std::optional<std::string> imdbRating;
-    std::optional<std::vector<Rating>> ratings;
-    std::optional<std::string> audience;
-    std::optional<std::string> year;
+    std::optional<std::string> imdbId;           ///< the IMDb identifier
+    std::optional<std::string> imdbRating;       ///< the IMDb rating, as text
+    std::optional<std::vector<Rating>> ratings;  ///< other sources' ratings
+    std::optional<std::string> audience;         ///< the intended audience
+    std::optional<std::string> year;             ///< the year, as text
 
+    /// Metadata with every field.
     Meta(std::optional<std::string> imdbId, std::optional<std::string> imdbRating,
          std::optional<std::vector<Rating>> ratings, std::optional<std::string> audience,
          std::optional<std::string> year)
@@ -119,20 +124,21 @@ struct HLSBody : coding::Record<HLSBody> {
     geoRestriction,
   };
 
-  std::optional<std::string> type;
-  std::optional<std::string> provider;
-  std::optional<std::string> originalUrl;
-  std::optional<std::string> url;
-  std::optional<Image> image;
-  std::optional<std::string> title;
-  std::optional<std::vector<StreamURL>> streamUrls;
-  std::optional<std::string> bodyDescription;
+  std::optional<std::string> type;                   ///< the content's type
+  std::optional<std::string> provider;               ///< who provides the stream
+  std::optional<std::string> originalUrl;            ///< the link as shared
+  std::optional<std::string> url;                    ///< the stream's page
+  std::optional<Image> image;                        ///< a picture of the content
+  std::optional<std::string> title;                  ///< the content's title
+  std::optional<std::vector<StreamURL>> streamUrls;  ///< the stream's links
+  std::optional<std::string> bodyDescription;        ///< "description"
   std::optional<double> duration;  ///< in whatever unit the service sends
-  std::optional<std::vector<std::string>> tags;
-  std::optional<GeoRestriction> geoRestriction;
-  std::optional<Meta> meta;
-  std::optional<std::vector<Video>> trailers;
+  std::optional<std::vector<std::string>> tags;  ///< free-form tags
+  std::optional<GeoRestriction> geoRestriction;  ///< "geoRestricted"
+  std::optional<Meta> meta;                      ///< catalogue metadata
+  std::optional<std::vector<Video>> trailers;    ///< trailer clips
 
+  /// A body with every field, in declaration order.
   HLSBody(std::optional<std::string> type, std::optional<std::string> provider,
           std::optional<std::string> originalUrl, std::optional<std::string> url,
           std::optional<Image> image, std::optional<std::string> title,
@@ -181,10 +187,11 @@ struct HLSBody : coding::Record<HLSBody> {
   }
 };
 
+/// The JSON keys of HLSBody, from its field table.
 template <>
 struct RawValues<HLSBody::CodingKeys> {
-  static constexpr std::string_view typeName = "HLSBody.CodingKeys";
-  static constexpr auto values = coding::keysOf<HLSBody>();
+  static constexpr std::string_view typeName = "HLSBody.CodingKeys";  ///< as errors name it
+  static constexpr auto values = coding::keysOf<HLSBody>();           ///< in key order
 };
 
 }  // namespace tovanel::chat

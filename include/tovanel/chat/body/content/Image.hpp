@@ -11,12 +11,14 @@
 
 namespace tovanel::chat {
 
+/// A picture: size, link and an optimized rendition's link.
 struct Image : coding::Record<Image> {
-  std::optional<std::int64_t> width;
-  std::optional<std::int64_t> height;
-  std::optional<std::string> url;
-  std::optional<std::string> optimizedUrl;
+  std::optional<std::int64_t> width;        ///< pixels
+  std::optional<std::int64_t> height;       ///< pixels
+  std::optional<std::string> url;           ///< the picture's link
+  std::optional<std::string> optimizedUrl;  ///< a smaller or faster rendition's link
 
+  /// An image with every field.
   Image(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
         std::optional<std::string> url, std::optional<std::string> optimizedUrl)
       : width(width), height(height), url(std::move(url)), optimizedUrl(std::move(optimizedUrl)) {}

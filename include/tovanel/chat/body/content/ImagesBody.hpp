@@ -11,7 +11,9 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind images: the pictures, in order.
 struct ImagesBody : coding::Record<ImagesBody> {
+  /// A body of these pictures.
   explicit ImagesBody(std::vector<Image> images) : images_(std::move(images)) {}
 
   /// The pictures in the order the service sent them.

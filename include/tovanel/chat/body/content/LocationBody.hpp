@@ -13,6 +13,7 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind location: a place and what the message says of it.
 struct LocationBody : coding::Record<LocationBody> {
   /// The public key set; `originalURL` travels as "originalUrl" and `locationDescription` as
   /// "description".
@@ -41,12 +42,12 @@ struct LocationBody : coding::Record<LocationBody> {
     double lat = 0;
   };
 
-  std::string text;
-  std::string originalURL;
-  std::string name;
-  std::string locationDescription;
-  Location location = coding::Access::construct<Location>();
-  Image image = coding::Access::construct<Image>();
+  std::string text;                                           ///< the message's text
+  std::string originalURL;                                    ///< "originalUrl": the link as shared
+  std::string name;                                           ///< the place's name
+  std::string locationDescription;                            ///< "description"
+  Location location = coding::Access::construct<Location>();  ///< the coordinates
+  Image image = coding::Access::construct<Image>();           ///< a picture of the place
 
  private:
   friend struct coding::Access;
@@ -61,10 +62,11 @@ struct LocationBody : coding::Record<LocationBody> {
   }
 };
 
+/// The JSON keys of LocationBody, from its field table.
 template <>
 struct RawValues<LocationBody::CodingKeys> {
-  static constexpr std::string_view typeName = "LocationBody.CodingKeys";
-  static constexpr auto values = coding::keysOf<LocationBody>();
+  static constexpr std::string_view typeName = "LocationBody.CodingKeys";  ///< as errors name it
+  static constexpr auto values = coding::keysOf<LocationBody>();           ///< in key order
 };
 
 }  // namespace tovanel::chat

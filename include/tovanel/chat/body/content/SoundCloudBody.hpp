@@ -13,17 +13,18 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind soundcloud: a track.
 struct SoundCloudBody : coding::Record<SoundCloudBody> {
-  std::optional<std::int64_t> favorites;
-  std::optional<std::string> title;
-  std::optional<Image> image;
+  std::optional<std::int64_t> favorites;  ///< times marked as a favourite
+  std::optional<std::string> title;       ///< the track's title
+  std::optional<Image> image;             ///< the track's picture
   double duration = 0;  ///< in whatever unit the service sends
-  std::optional<std::string> streamUrl;
-  std::optional<std::string> username;
-  std::optional<std::int64_t> plays;
-  std::optional<std::string> type;
-  std::optional<std::string> url;
-  std::optional<std::string> originalUrl;
+  std::optional<std::string> streamUrl;    ///< the audio stream's link
+  std::optional<std::string> username;     ///< the uploader
+  std::optional<std::int64_t> plays;       ///< times played
+  std::optional<std::string> type;         ///< as the service names it
+  std::optional<std::string> url;          ///< the track's page
+  std::optional<std::string> originalUrl;  ///< the link as shared
 
  private:
   friend struct coding::Access;

@@ -14,15 +14,17 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind text.
 struct TextBody : coding::Record<TextBody> {
   /// A mentioned user and the span of the text that names them. The bounds count UTF-16 code
   /// units of `text`, as the service sends them; the library stores them unchanged and checks
   /// nothing of them.
   struct TOVANEL_CHAT_API Mention : coding::Record<Mention> {
-    std::optional<std::string> userId;
+    std::optional<std::string> userId;       ///< who is mentioned
     std::optional<std::int64_t> rangeStart;  ///< first position of the span
     std::optional<std::int64_t> rangeEnd;    ///< the position just past the span
 
+    /// A mention with its bounds.
     Mention(std::optional<std::string> userId, std::optional<std::int64_t> rangeStart,
             std::optional<std::int64_t> rangeEnd)
         : userId(std::move(userId)), rangeStart(rangeStart), rangeEnd(rangeEnd) {}
@@ -41,10 +43,11 @@ struct TextBody : coding::Record<TextBody> {
     }
   };
 
-  std::string text;
+  std::string text;  ///< the message's text
   /// Absent and empty are different values: they compare unequal and encode differently.
   std::optional<std::vector<Mention>> mentions;
 
+  /// A text with its mentions, or with no list at all.
   TextBody(std::string text, std::optional<std::vector<Mention>> mentions)
       : text(std::move(text)), mentions(std::move(mentions)) {}
 

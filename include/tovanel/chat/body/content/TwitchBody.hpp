@@ -13,15 +13,17 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind twitch: a channel or stream.
 struct TwitchBody : coding::Record<TwitchBody> {
-  std::optional<std::string> gameId;
-  std::optional<std::string> game;
-  std::optional<std::string> channelId;
-  std::optional<Image> image;
-  std::optional<std::string> type;
-  std::optional<std::int64_t> views;
-  std::optional<std::string> name;
+  std::optional<std::string> gameId;     ///< the game's identifier, text
+  std::optional<std::string> game;       ///< the game's name
+  std::optional<std::string> channelId;  ///< the channel's identifier, text
+  std::optional<Image> image;            ///< a preview picture
+  std::optional<std::string> type;       ///< as the service names it
+  std::optional<std::int64_t> views;     ///< the view count
+  std::optional<std::string> name;       ///< the channel's name
 
+  /// A body with every field, in declaration order.
   TwitchBody(std::optional<std::string> gameId, std::optional<std::string> game,
              std::optional<std::string> channelId, std::optional<Image> image,
              std::optional<std::string> type, std::optional<std::int64_t> views,

@@ -15,6 +15,7 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind url: a link with its preview.
 struct URLBody : coding::Record<URLBody> {
   /// The public key set; `originalURL` travels as "originalUrl" and `urlDescription` as
   /// "description".
@@ -39,12 +40,19 @@ struct URLBody : coding::Record<URLBody> {
         image_(std::move(image)),
         favicon_(std::move(favicon)) {}
 
+  /// The message's text.
   const std::string& text() const noexcept { return text_; }
+  /// The link as sent.
   const std::string& originalURL() const noexcept { return originalURL_; }
+  /// The link as resolved.
   const std::string& url() const noexcept { return url_; }
+  /// The page's title.
   const std::string& title() const noexcept { return title_; }
+  /// The page's description.
   const std::string& urlDescription() const noexcept { return urlDescription_; }
+  /// The preview picture.
   const std::optional<Image>& image() const noexcept { return image_; }
+  /// The site's icon.
   const std::optional<Image>& favicon() const noexcept { return favicon_; }
 
  private:
@@ -69,10 +77,11 @@ struct URLBody : coding::Record<URLBody> {
   std::optional<Image> favicon_;
 };
 
+/// The JSON keys of URLBody, from its field table.
 template <>
 struct RawValues<URLBody::CodingKeys> {
-  static constexpr std::string_view typeName = "URLBody.CodingKeys";
-  static constexpr auto values = coding::keysOf<URLBody>();
+  static constexpr std::string_view typeName = "URLBody.CodingKeys";  ///< as errors name it
+  static constexpr auto values = coding::keysOf<URLBody>();           ///< in key order
 };
 
 }  // namespace tovanel::chat

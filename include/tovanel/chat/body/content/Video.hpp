@@ -11,12 +11,14 @@
 
 namespace tovanel::chat {
 
+/// A clip: size, link and length.
 struct Video : coding::Record<Video> {
-  std::optional<std::int64_t> width;
-  std::optional<std::int64_t> height;
-  std::optional<std::string> url;
-  std::optional<double> duration;
+  std::optional<std::int64_t> width;   ///< pixels
+  std::optional<std::int64_t> height;  ///< pixels
+  std::optional<std::string> url;      ///< the clip's link
+  std::optional<double> duration;      ///< the length, in the service's unit
 
+  /// A clip with every field.
   Video(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
         std::optional<std::string> url, std::optional<double> duration)
       : width(width), height(height), url(std::move(url)), duration(duration) {}

@@ -12,10 +12,12 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind video.
 struct VideoBody : coding::Record<VideoBody> {
-  std::optional<Video> video;
-  std::optional<Image> thumbnail;
+  std::optional<Video> video;      ///< the clip
+  std::optional<Image> thumbnail;  ///< its thumbnail
 
+  /// A body of a clip and its thumbnail.
   VideoBody(std::optional<Video> video, std::optional<Image> thumbnail)
       : video(std::move(video)), thumbnail(std::move(thumbnail)) {}
 

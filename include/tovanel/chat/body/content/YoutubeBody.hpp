@@ -16,6 +16,7 @@
 
 namespace tovanel::chat {
 
+/// The payload of the kind youtube, read tolerantly.
 struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
   /// The public key set; `bodyDescription` travels as "description", `siteName` as "site_name".
   enum class CodingKeys : std::uint8_t {
@@ -34,24 +35,25 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
     viewCount,
   };
 
-  std::optional<std::string> url;
-  std::optional<std::string> id;
-  std::optional<std::string> title;
-  std::optional<Image> image;
+  std::optional<std::string> url;    ///< the video's page
+  std::optional<std::string> id;     ///< the video's identifier
+  std::optional<std::string> title;  ///< the video's title
+  std::optional<Image> image;        ///< a preview picture
   /// Seconds. Read from a number as is, or from ISO 8601 duration text ("PT4M13S" is 253);
   /// always written as a number.
   std::optional<double> duration;
-  std::optional<std::string> type;
-  std::optional<std::string> bodyDescription;
-  std::optional<Video> video;
-  std::optional<std::string> channelTitle;
-  std::optional<std::string> originalUrl;
-  std::optional<std::string> siteName;
+  std::optional<std::string> type;             ///< as the service names it
+  std::optional<std::string> bodyDescription;  ///< "description"
+  std::optional<Video> video;                  ///< the playable clip
+  std::optional<std::string> channelTitle;     ///< the channel's name
+  std::optional<std::string> originalUrl;      ///< the link as shared
+  std::optional<std::string> siteName;         ///< "site_name"
   /// The icon's link.
   std::optional<std::string> favicon;
   /// Text as the service sends it; a number under "viewCount" is not read.
   std::optional<std::string> viewCount;
 
+  /// A body with every field, in declaration order.
   YoutubeBody(std::optional<std::string> url, std::optional<std::string> id,
               std::optional<std::string> title, std::optional<Image> image,
               std::optional<double> duration, std::optional<std::string> type,
@@ -99,10 +101,11 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
   }
 };
 
+/// The JSON keys of YoutubeBody, from its field table.
 template <>
 struct RawValues<YoutubeBody::CodingKeys> {
-  static constexpr std::string_view typeName = "YoutubeBody.CodingKeys";
-  static constexpr auto values = coding::keysOf<YoutubeBody>();
+  static constexpr std::string_view typeName = "YoutubeBody.CodingKeys";  ///< as errors name it
+  static constexpr auto values = coding::keysOf<YoutubeBody>();           ///< in key order
 };
 
 }  // namespace tovanel::chat

@@ -29,6 +29,7 @@
 
 namespace tovanel::chat {
 
+/// A system event: its case and the event record of that case.
 class TOVANEL_CHAT_API InfoBody {
  public:
   /// The cases, in the order of InfoType (whose positions they share, fed to the hash). The kind
@@ -65,9 +66,11 @@ class TOVANEL_CHAT_API InfoBody {
   /// What reads an event's kind: the required key "type", as an InfoType. It decodes only.
   class GenericInfoBody {
    public:
+    /// Reads the event's kind (throws DecodingError).
     static GenericInfoBody decode(const Decoder& decoder) {
       return decoder.decode<GenericInfoBody>();
     }
+    /// The checking form.
     static bool decodeInto(const Decoder& decoder, GenericInfoBody& out) {
       return coding::decodeFields(decoder, out);
     }
@@ -87,6 +90,7 @@ class TOVANEL_CHAT_API InfoBody {
   requires std::is_constructible_v<Records, std::in_place_type_t<T>, T>
   explicit InfoBody(T record) : records_(std::in_place_type<T>, std::move(record)) {}
 
+  /// The event's case.
   Case infoCase() const noexcept { return static_cast<Case>(records_.index()); }
 
   /// The record when the event is of T's case, else null.
@@ -120,6 +124,7 @@ class TOVANEL_CHAT_API InfoBody {
     hasher.combine(static_cast<std::uint64_t>(records_.index()));
     std::visit([&hasher](const auto& record) { record.hashInto(hasher); }, records_);
   }
+  /// The hash with the process's seed.
   std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
 
  private:

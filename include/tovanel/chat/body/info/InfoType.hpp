@@ -31,9 +31,11 @@ enum class InfoType : std::uint8_t {
   userPresent,
 };
 
+/// The raw values of InfoType: the "type" words of the events' JSON.
 template <>
 struct RawValues<InfoType> {
-  static constexpr std::string_view typeName = "InfoType";
+  static constexpr std::string_view typeName = "InfoType";  ///< as errors name it
+  /// In case order.
   static constexpr std::array<std::string_view, 17> values{
       "added",
       "banned",

@@ -15,10 +15,12 @@ struct MessageDeleted;
 struct RoomRequest;
 }  // namespace info_event
 
+/// An event of one kind that carries nothing else; `Event` only tells the kinds apart.
 template <class Event>
 struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Event>> {
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;  ///< the event's "type"
 
+  /// An event with its type.
   explicit KindOnlyInfoBody(std::optional<InfoType> type) : type(type) {}
 
  private:
@@ -29,7 +31,9 @@ struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Event>> {
   }
 };
 
+/// A message was deleted ("message_delete").
 using MessageDeletedInfoBody = KindOnlyInfoBody<info_event::MessageDeleted>;
+/// A user asked to join the room ("room_request").
 using RoomRequestInfoBody = KindOnlyInfoBody<info_event::RoomRequest>;
 
 }  // namespace tovanel::chat

@@ -23,12 +23,14 @@ struct Joined;
 struct RoomRequestAccepted;
 }  // namespace info_event
 
+/// A change of membership and the users it concerns; `Event` only tells the kinds apart.
 template <class Event>
 struct MembershipInfoBody : coding::Record<MembershipInfoBody<Event>> {
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;  ///< the event's "type"
   /// The users concerned, in the order received. Absent and empty are different values.
   std::optional<std::vector<ChatMessageUser>> recipients;
 
+  /// An event with its type and users.
   MembershipInfoBody(std::optional<InfoType> type,
                      std::optional<std::vector<ChatMessageUser>> recipients)
       : type(type), recipients(std::move(recipients)) {}
@@ -42,10 +44,15 @@ struct MembershipInfoBody : coding::Record<MembershipInfoBody<Event>> {
   }
 };
 
+/// Users were added to the room ("added").
 using AddedInfoBody = MembershipInfoBody<info_event::Added>;
+/// Users were banned from the room ("banned").
 using BannedInfoBody = MembershipInfoBody<info_event::Banned>;
+/// Users were invited to the room ("invited").
 using InvitedInfoBody = MembershipInfoBody<info_event::Invited>;
+/// Users joined the room ("joined").
 using JoinedInfoBody = MembershipInfoBody<info_event::Joined>;
+/// A request to join was accepted ("room_request_accepted").
 using RoomRequestAcceptedInfoBody = MembershipInfoBody<info_event::RoomRequestAccepted>;
 
 }  // namespace tovanel::chat

@@ -9,15 +9,18 @@
 
 namespace tovanel::chat {
 
+/// Who may enter a room.
 enum class RoomAccessibility : std::uint8_t {
   request,
   open,
   mutualBasic,
 };
 
+/// The raw values of RoomAccessibility.
 template <>
 struct RawValues<RoomAccessibility> {
-  static constexpr std::string_view typeName = "RoomAccessibility";
+  static constexpr std::string_view typeName = "RoomAccessibility";  ///< as errors name it
+  /// In case order.
   static constexpr std::array<std::string_view, 3> values{"request", "open", "mutual_basic"};
 };
 

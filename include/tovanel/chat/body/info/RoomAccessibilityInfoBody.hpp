@@ -12,10 +12,12 @@
 
 namespace tovanel::chat {
 
+/// The event "room_accessibility".
 struct RoomAccessibilityInfoBody : coding::Record<RoomAccessibilityInfoBody> {
-  std::optional<InfoType> type;
-  std::optional<std::string> accessibility;
+  std::optional<InfoType> type;              ///< the event's "type"
+  std::optional<std::string> accessibility;  ///< the new setting, as sent
 
+  /// An event with every field.
   RoomAccessibilityInfoBody(std::optional<InfoType> type, std::optional<std::string> accessibility)
       : type(type), accessibility(std::move(accessibility)) {}
 

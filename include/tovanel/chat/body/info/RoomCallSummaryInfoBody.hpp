@@ -13,12 +13,14 @@
 
 namespace tovanel::chat {
 
+/// The event "room_call_summary".
 struct RoomCallSummaryInfoBody : coding::Record<RoomCallSummaryInfoBody> {
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;       ///< the event's "type"
   std::optional<std::string> status;  ///< as received; no set of words is enforced
-  std::optional<ChatMessageUser> caller;
-  std::optional<std::vector<ChatMessageUser>> participants;
+  std::optional<ChatMessageUser> caller;                     ///< who called
+  std::optional<std::vector<ChatMessageUser>> participants;  ///< who took part
 
+  /// An event with every field.
   RoomCallSummaryInfoBody(std::optional<InfoType> type, std::optional<std::string> status,
                           std::optional<ChatMessageUser> caller,
                           std::optional<std::vector<ChatMessageUser>> participants)

@@ -15,14 +15,16 @@
 
 namespace tovanel::chat {
 
+/// The event "room_created".
 struct RoomCreatedInfoBody : coding::Record<RoomCreatedInfoBody> {
-  std::optional<InfoType> type;
-  std::optional<std::vector<ChatMessageUser>> added;
-  std::optional<std::vector<ChatMessageUser>> invited;
-  std::optional<RoomVisibility> visibility;
-  std::optional<RoomAccessibility> accessibility;
-  std::optional<std::string> title;
+  std::optional<InfoType> type;                         ///< the event's "type"
+  std::optional<std::vector<ChatMessageUser>> added;    ///< the first members
+  std::optional<std::vector<ChatMessageUser>> invited;  ///< the users invited
+  std::optional<RoomVisibility> visibility;             ///< who may see the room
+  std::optional<RoomAccessibility> accessibility;       ///< who may enter it
+  std::optional<std::string> title;                     ///< the room's title
 
+  /// An event with every field.
   RoomCreatedInfoBody(std::optional<InfoType> type,
                       std::optional<std::vector<ChatMessageUser>> added,
                       std::optional<std::vector<ChatMessageUser>> invited,

@@ -10,11 +10,15 @@
 
 namespace tovanel::chat {
 
+/// The event "room_history_cleared": every one equals every other.
 struct RoomHistoryClearedInfoBody {
   RoomHistoryClearedInfoBody() noexcept = default;
 
+  /// Reads nothing and never fails.
   static RoomHistoryClearedInfoBody decode(const Decoder&) noexcept { return {}; }
+  /// The checking form: reads nothing, never fails.
   static bool decodeInto(const Decoder&, RoomHistoryClearedInfoBody&) noexcept { return true; }
+  /// Writes an empty object.
   void encode(Encoder& encoder) const { auto container = encoder.container(); }
 
   friend bool operator==(const RoomHistoryClearedInfoBody&,
@@ -24,6 +28,7 @@ struct RoomHistoryClearedInfoBody {
   /// Feeds nothing.
   template <class H>
   void hashInto(H&) const noexcept {}
+  /// The hash with the process's seed.
   std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
 };
 

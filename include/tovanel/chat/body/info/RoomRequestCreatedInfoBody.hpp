@@ -16,6 +16,7 @@
 
 namespace tovanel::chat {
 
+/// The event "room_request_created": a request to go live.
 struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
   /// The request. Its fields are set by the constructor or by decoding and never change after.
   /// Dates travel in whatever form the decoder's and encoder's date strategies give them.
@@ -24,9 +25,11 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
     /// Extra facts about the request.
     class Metadata : public coding::Record<Metadata> {
      public:
+      /// Metadata with its count.
       explicit Metadata(std::optional<std::int64_t> previouslyAcceptedCount)
           : previouslyAcceptedCount_(previouslyAcceptedCount) {}
 
+      /// How many of the user's requests were accepted before.
       const std::optional<std::int64_t>& previouslyAcceptedCount() const noexcept {
         return previouslyAcceptedCount_;
       }
@@ -56,6 +59,7 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
       metadata,
     };
 
+    /// A request with every field, in declaration order.
     Request(std::optional<std::string> id, std::optional<std::string> room,
             std::optional<std::string> type, std::optional<std::string> user,
             std::optional<std::int64_t> version, std::optional<std::string> appID,
@@ -74,17 +78,27 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
           updatedAt_(updatedAt),
           metadata_(std::move(metadata)) {}
 
+    /// The request's identifier ("_id").
     const std::optional<std::string>& id() const noexcept { return id_; }
+    /// The room's identifier.
     const std::optional<std::string>& room() const noexcept { return room_; }
     /// The request's own type, free text; unrelated to the event's kind.
     const std::optional<std::string>& type() const noexcept { return type_; }
+    /// The requesting user's identifier.
     const std::optional<std::string>& user() const noexcept { return user_; }
+    /// The record's version ("__v").
     const std::optional<std::int64_t>& version() const noexcept { return version_; }
+    /// The application's identifier ("appId").
     const std::optional<std::string>& appID() const noexcept { return appID_; }
+    /// When the request was made.
     const std::optional<Date>& createdAt() const noexcept { return createdAt_; }
+    /// Whether the request is an invitation.
     const std::optional<bool>& isInvite() const noexcept { return isInvite_; }
+    /// The request's state, as the service words it.
     const std::optional<std::string>& state() const noexcept { return state_; }
+    /// When the request last changed.
     const std::optional<Date>& updatedAt() const noexcept { return updatedAt_; }
+    /// Extra facts.
     const std::optional<Metadata>& metadata() const noexcept { return metadata_; }
 
    private:
@@ -117,9 +131,10 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
     std::optional<Metadata> metadata_;
   };
 
-  std::optional<InfoType> type;
-  std::optional<Request> request;
+  std::optional<InfoType> type;    ///< the event's "type"
+  std::optional<Request> request;  ///< the request
 
+  /// An event with every field.
   RoomRequestCreatedInfoBody(std::optional<InfoType> type, std::optional<Request> request)
       : type(type), request(std::move(request)) {}
 
@@ -132,9 +147,12 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
   }
 };
 
+/// The JSON keys of the request, from its field table.
 template <>
 struct RawValues<RoomRequestCreatedInfoBody::Request::CodingKeys> {
+  /// As errors name it.
   static constexpr std::string_view typeName = "RoomRequestCreatedInfoBody.Request.CodingKeys";
+  /// In key order.
   static constexpr auto values = coding::keysOf<RoomRequestCreatedInfoBody::Request>();
 };
 

@@ -12,11 +12,13 @@
 
 namespace tovanel::chat {
 
+/// The event "room_tags".
 struct RoomTagsInfoBody : coding::Record<RoomTagsInfoBody> {
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;  ///< the event's "type"
   /// Absent and empty are different values.
   std::optional<std::vector<std::string>> tags;
 
+  /// An event with every field.
   RoomTagsInfoBody(std::optional<InfoType> type, std::optional<std::vector<std::string>> tags)
       : type(type), tags(std::move(tags)) {}
 

@@ -11,11 +11,13 @@
 
 namespace tovanel::chat {
 
+/// The event "room_title".
 struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
   /// The title before the change. A Previously without a title differs from no Previously.
   struct Previously : coding::Record<Previously> {
-    std::optional<std::string> title;
+    std::optional<std::string> title;  ///< the title before
 
+    /// The former title.
     explicit Previously(std::optional<std::string> title) : title(std::move(title)) {}
 
    private:
@@ -26,10 +28,11 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
     }
   };
 
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;      ///< the event's "type"
   std::optional<std::string> title;  ///< the new title
-  std::optional<Previously> previously;
+  std::optional<Previously> previously;  ///< the title before the change
 
+  /// An event with every field.
   RoomTitleInfoBody(std::optional<InfoType> type, std::optional<std::string> title,
                     std::optional<Previously> previously)
       : type(type), title(std::move(title)), previously(std::move(previously)) {}

@@ -11,10 +11,12 @@
 
 namespace tovanel::chat {
 
+/// The event "room_topic".
 struct RoomTopicInfoBody : coding::Record<RoomTopicInfoBody> {
-  std::optional<InfoType> type;
-  std::optional<std::string> topic;
+  std::optional<InfoType> type;      ///< the event's "type"
+  std::optional<std::string> topic;  ///< the new topic
 
+  /// An event with every field.
   RoomTopicInfoBody(std::optional<InfoType> type, std::optional<std::string> topic)
       : type(type), topic(std::move(topic)) {}
 

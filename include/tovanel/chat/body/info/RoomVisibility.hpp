@@ -10,15 +10,18 @@
 
 namespace tovanel::chat {
 
+/// Who may see a room.
 enum class RoomVisibility : std::uint8_t {
   everyone,
   secret,
   mutualBasic,
 };
 
+/// The raw values of RoomVisibility.
 template <>
 struct RawValues<RoomVisibility> {
-  static constexpr std::string_view typeName = "RoomVisibility";
+  static constexpr std::string_view typeName = "RoomVisibility";  ///< as errors name it
+  /// In case order.
   static constexpr std::array<std::string_view, 3> values{"everyone", "secret", "mutual_basic"};
 };
 

@@ -11,10 +11,12 @@
 
 namespace tovanel::chat {
 
+/// The event "room_visibility".
 struct RoomVisibilityInfoBody : coding::Record<RoomVisibilityInfoBody> {
-  std::optional<InfoType> type;
-  std::optional<RoomVisibility> visibility;
+  std::optional<InfoType> type;              ///< the event's "type"
+  std::optional<RoomVisibility> visibility;  ///< the new setting
 
+  /// An event with every field.
   RoomVisibilityInfoBody(std::optional<InfoType> type, std::optional<RoomVisibility> visibility)
       : type(type), visibility(visibility) {}
 

@@ -19,6 +19,7 @@
 
 namespace tovanel::chat {
 
+/// The event "user_present".
 struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
   /// An identifier, a body kind and a body of that kind. A part that cannot be read is left
   /// empty instead of failing the event; only a media value that is no object fails.
@@ -26,11 +27,12 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
     /// The public key set.
     enum class CodingKeys : std::uint8_t { id, type, body };
 
-    std::optional<std::string> id;
-    std::optional<BodyType> type;
+    std::optional<std::string> id;  ///< the item's identifier
+    std::optional<BodyType> type;   ///< the body's kind
     /// Written without its kind: the kind travels only in `type`.
     std::optional<Body> body;
 
+    /// A media item with every field.
     Media(std::optional<std::string> id, std::optional<BodyType> type, std::optional<Body> body)
         : id(std::move(id)), type(type), body(std::move(body)) {}
 
@@ -49,10 +51,11 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
     }
   };
 
-  std::optional<InfoType> type;
+  std::optional<InfoType> type;          ///< the event's "type"
   std::optional<std::string> mediaType;  ///< free text, not compared with the media's kind
-  std::optional<Media> media;
+  std::optional<Media> media;            ///< the media item
 
+  /// An event with every field.
   UserPresentInfoBody(std::optional<InfoType> type, std::optional<std::string> mediaType,
                       std::optional<Media> media)
       : type(type), mediaType(std::move(mediaType)), media(std::move(media)) {}
@@ -67,10 +70,12 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
   }
 };
 
+/// The JSON keys of the media item, from its field table.
 template <>
 struct RawValues<UserPresentInfoBody::Media::CodingKeys> {
+  /// As errors name it.
   static constexpr std::string_view typeName = "UserPresentInfoBody.Media.CodingKeys";
-  static constexpr auto values = coding::keysOf<UserPresentInfoBody::Media>();
+  static constexpr auto values = coding::keysOf<UserPresentInfoBody::Media>();  ///< in key order
 };
 
 }  // namespace tovanel::chat
