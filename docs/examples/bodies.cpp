@@ -35,12 +35,15 @@ std::string describe(const chat::Body& body) {
 }  // namespace
 
 int main() {
+  // [decodeAs]
   chat::JSONDecoder decoder;
   chat::prepareForBodyDecoding(decoder);
+  // The envelope's part of the hand-off, for a body on its own: the kind, then the body.
   const auto decodeAs = [&decoder](chat::BodyType kind, std::string_view json) {
     chat::bodyType(decoder.userInfo)->value = kind;
     return decoder.decode<chat::Body>(json);
   };
+  // [decodeAs]
 
   // [get]
   const chat::Body body = decodeAs(chat::BodyType::text, R"({"text": "see you at 9"})");

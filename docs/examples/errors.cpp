@@ -11,17 +11,6 @@
 
 namespace chat = tovanel::chat;
 
-namespace {
-
-struct Case {
-  std::string_view json;
-  chat::DecodingError::Kind kind;
-  std::string_view path;         // where it failed, as describe() writes it
-  std::string_view description;  // the error's debugDescription(), or how it starts
-};
-
-}  // namespace
-
 int main() {
   // [decoding-error]
   chat::JSONDecoder decoder;
@@ -36,6 +25,12 @@ int main() {
   // [decoding-error]
 
   // [kinds]
+  struct Case {
+    std::string_view json;
+    chat::DecodingError::Kind kind;
+    std::string_view path;         // where it failed, as describe() writes it
+    std::string_view description;  // the error's debugDescription(), or how it starts
+  };
   const Case cases[] = {
       {R"({"mentions": []})", chat::DecodingError::Kind::keyNotFound, "text",
        R"(no value for the key "text")"},

@@ -111,23 +111,24 @@ int main() {
   guide::expect(streamFailure == nullptr, "a stream that has not failed");
 
   // [future]
+  const chat::Future<Messages> newest =
+      messages.retrieveChatMessages("r1", std::nullopt, std::nullopt, 1);
   std::vector<std::string> page;
-  chat::Cancellable paging = messages.retrieveChatMessages("r1", std::nullopt, std::nullopt, 1)
-                                 .subscribe([&](const Messages& list) {
-                                   for (const auto& m : list) page.push_back(m.messageID);
-                                 });
+  chat::Cancellable paging = newest.subscribe([&](const Messages& list) {
+    for (const chat::ChatMessage& message : list) page.push_back(message.messageID);
+  });
   // page is {"m2"}: the future was already resolved, so the callback ran before subscribe returned
 
   std::string failure;
-  chat::Cancellable deleting = messages.deleteMessage("m9", "r1")
-                                   .subscribe([] { /* deleted */ },
-                                              [&](std::exception_ptr error) {
-                                                try {
-                                                  std::rethrow_exception(error);
-                                                } catch (const std::out_of_range& e) {
-                                                  failure = e.what();  // "no message m9"
-                                                }
-                                              });
+  const auto onDeleted = [] { /* the message is gone */ };
+  const auto onFailure = [&](std::exception_ptr error) {
+    try {
+      std::rethrow_exception(error);
+    } catch (const std::out_of_range& notThere) {
+      failure = notThere.what();  // "no message m9"
+    }
+  };
+  chat::Cancellable deleting = messages.deleteMessage("m9", "r1").subscribe(onDeleted, onFailure);
   // [future]
   guide::expect(page == std::vector<std::string>{"m2"}, "the newest message's page");
   guide::expectEqual(failure, std::string("no message m9"), "the failed deletion");
