@@ -57,5 +57,6 @@ install(FILES ${PROJECT_BINARY_DIR}/tovanel-chat-data.pc
 if(TARGET tovanel-chat AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   file(RELATIVE_PATH TOVANEL_CHAT_TOOL_TO_LIB "/prefix/${CMAKE_INSTALL_BINDIR}"
     "/prefix/${CMAKE_INSTALL_LIBDIR}")
-  set_target_properties(tovanel-chat PROPERTIES INSTALL_RPATH "\$ORIGIN/${TOVANEL_CHAT_TOOL_TO_LIB}")
+  set_target_properties(tovanel-chat PROPERTIES
+    INSTALL_RPATH "\$ORIGIN/${TOVANEL_CHAT_TOOL_TO_LIB}")
 endif()

@@ -92,7 +92,8 @@ struct TOVANEL_CHAT_API Codec<Date> {
 };
 
 /// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).
-TOVANEL_CHAT_API bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName, std::string_view text);
+TOVANEL_CHAT_API bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName,
+                                          std::string_view text);
 
 /// Raw-value enumerations: their raw string.
 template <RawValueEnum E>
