@@ -16,6 +16,11 @@ void writeLine(FILE* stream, const std::string& text) {
 }
 }  // namespace
 
+std::string envelopeFailureLine(const EnvelopeResult& result) {
+  return "message " + std::to_string(result.number) + " (" + result.messageId +
+         "): error: " + describeFailure(result.failure);
+}
+
 int runCheck(const std::string& file) {
   InputStream input(file);
   const bool showProgress = isatty(STDERR_FILENO) != 0;
@@ -26,8 +31,7 @@ int runCheck(const std::string& file) {
       ++total;
       if (result.failure) {
         ++failed;
-        writeLine(stdout, "message " + std::to_string(result.number) + " (" + result.messageId +
-                              "): error: " + describeFailure(result.failure));
+        writeLine(stdout, envelopeFailureLine(result));
       }
       if (showProgress && total % 50000 == 0) {
         std::fprintf(stderr, "\rchecked %zu messages...", total);
@@ -38,9 +42,9 @@ int runCheck(const std::string& file) {
     return reportFailure(std::current_exception());  // an array that is not JSON at all
   }
   if (showProgress && total >= 50000) std::fputs("\r\033[K", stderr);
-  writeLine(stdout, "checked " + std::to_string(total) + " messages: " +
-                        std::to_string(total - failed) + " ok, " + std::to_string(failed) +
-                        " failed");
+  writeLine(stdout, "checked " + std::to_string(total) +
+                        " messages: " + std::to_string(total - failed) + " ok, " +
+                        std::to_string(failed) + " failed");
   return failed == 0 ? 0 : 1;
 }
 
