@@ -314,7 +314,9 @@ void Store::observe(const std::string& roomID, const Subscriber<Messages>& subsc
   if (subscriber.ended()) return;
   const Messages messages = readRoom(roomID);
   shielded([&] { subscriber.receive(messages); });
-  observers_[roomID].push_back(subscriber);
+  auto& subscribers = observers_[roomID];
+  dropEnded(subscribers);  // so that a room observed and left again and again does not pile up
+  subscribers.push_back(subscriber);
 }
 
 void Store::observeUnreadable(const Subscriber<std::vector<UnreadableRow>>& subscriber) {

@@ -42,9 +42,9 @@ int runCheck(const std::string& file) {
     return reportFailure(std::current_exception());  // an array that is not JSON at all
   }
   if (showProgress && total >= 50000) std::fputs("\r\033[K", stderr);
-  writeLine(stdout, "checked " + std::to_string(total) +
-                        " messages: " + std::to_string(total - failed) + " ok, " +
-                        std::to_string(failed) + " failed");
+  writeLine(stdout, "checked " + std::to_string(total) + " messages: " +
+                        std::to_string(total - failed) + " ok, " + std::to_string(failed) +
+                        " failed");
   return failed == 0 ? 0 : 1;
 }
 
