@@ -41,8 +41,8 @@ struct UnreadableRow {
   std::string messageID;
   std::string roomID;
   std::optional<Date> createdAt;
-  /// Why it does not decode: a DecodingError whose coding path starts at the column ("body",
-  /// "user", "type", "body_kind", "sent_status").
+  /// Why it does not decode: a DecodingError whose coding path starts at the message's field
+  /// ("body", "user", "type" or "sentStatus").
   std::exception_ptr error;
 };
 
