@@ -16,6 +16,11 @@ void writeLine(FILE* stream, const std::string& text) {
 }
 }  // namespace
 
+std::string envelopeFailureLine(const EnvelopeResult& result) {
+  return "message " + std::to_string(result.number) + " (" + result.messageId +
+         "): error: " + describeFailure(result.failure);
+}
+
 int runCheck(const std::string& file) {
   InputStream input(file);
   const bool showProgress = isatty(STDERR_FILENO) != 0;
@@ -26,8 +31,7 @@ int runCheck(const std::string& file) {
       ++total;
       if (result.failure) {
         ++failed;
-        writeLine(stdout, "message " + std::to_string(result.number) + " (" + result.messageId +
-                              "): error: " + describeFailure(result.failure));
+        writeLine(stdout, envelopeFailureLine(result));
       }
       if (showProgress && total % 50000 == 0) {
         std::fprintf(stderr, "\rchecked %zu messages...", total);

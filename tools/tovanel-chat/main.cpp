@@ -6,6 +6,8 @@
 //   tovanel-chat duration TEXT
 //   tovanel-chat check [FILE]
 //   tovanel-chat room [FILE]
+//   tovanel-chat room --db PATH --room ID
+//   tovanel-chat import [FILE] --db PATH
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -16,6 +18,7 @@
 
 #include "Check.hpp"
 #include "Input.hpp"
+#include "StoreCommands.hpp"
 #include "Subject.hpp"
 #include "Transcript.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -111,7 +114,21 @@ int main(int argc, char** argv) {
 
   std::string roomFile = "-";
   auto* room = app.add_subcommand("room", "render a room export as a transcript");
-  room->add_option("FILE", roomFile, "a JSON array or newline-delimited envelopes; - for stdin");
+  auto* roomInput = room->add_option("FILE", roomFile,
+                                     "a JSON array or newline-delimited envelopes; - for stdin");
+  std::string roomDatabase;
+  std::string roomID;
+  auto* roomStore = room->add_option("--db", roomDatabase, "render a room of this message store");
+  auto* roomName = room->add_option("--room", roomID, "the stored room's ID");
+  roomStore->excludes(roomInput)->needs(roomName);
+  roomName->needs(roomStore);
+
+  std::string importFile = "-";
+  std::string importDatabase;
+  auto* import = app.add_subcommand("import", "store the messages of a room export");
+  import->add_option("FILE", importFile,
+                     "a JSON array or newline-delimited envelopes; - for stdin");
+  import->add_option("--db", importDatabase, "the message store; created when absent")->required();
 
   std::string durationText;
   auto* duration = app.add_subcommand(
@@ -132,7 +149,11 @@ int main(int argc, char** argv) {
     if (info->parsed()) return runBody(tool::infoSubject(), infoFile);
     if (duration->parsed()) return runDuration(durationText);
     if (check->parsed()) return tool::runCheck(checkFile);
-    if (room->parsed()) return tool::runRoom(roomFile);
+    if (room->parsed()) {
+      return roomDatabase.empty() ? tool::runRoom(roomFile)
+                                  : tool::runStoredRoom(roomDatabase, roomID);
+    }
+    if (import->parsed()) return tool::runImport(importFile, importDatabase);
     const auto subject = equalUsers   ? tool::userSubject()
                          : equalInfos ? tool::infoSubject()
                                       : tool::bodySubject(equalKind);

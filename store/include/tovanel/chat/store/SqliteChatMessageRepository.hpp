@@ -1,0 +1,127 @@
+#pragma once
+// A ChatMessageRepository over one SQLite file: an application's offline message cache. It keeps
+// every room's messages, tracks the application's own sends through its transport, and delivers
+// each room's whole list to observers after every change.
+//
+// Threads: the repository owns one worker thread. Every database access and every delivery
+// (observed lists, futures, reports of unreadable rows) happens on it, in the order the calls
+// were made; the calls themselves only queue work and return at once, from any thread. The one
+// exception is Future's own rule: a future subscribed to after it settled delivers at once on
+// the subscribing thread. Callbacks must not block on the application's other threads while
+// those wait for the store, and must not destroy the repository.
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tovanel/chat/async/Future.hpp"
+#include "tovanel/chat/async/Publisher.hpp"
+#include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/message/ChatMessage.hpp"
+#include "tovanel/chat/message/ChatMessageRepository.hpp"
+#include "tovanel/chat/message/ChatMessageUser.hpp"
+#include "tovanel/chat/message/NewChatMessage.hpp"
+#include "tovanel/chat/store/StoreError.hpp"
+
+namespace tovanel::chat::store {
+
+/// The application's way to the service: delivers one outgoing message and settles the returned
+/// future with the service's identifier of the message, or fails it. Called on the store's
+/// worker thread, so it should hand the work to the network and return at once. The future may
+/// settle on any thread; a transport that throws counts as failing.
+using Transport = std::function<Future<std::string>(const ChatMessage& message)>;
+
+/// A stored message that no longer decodes (its body, its author, its kind or its status).
+struct UnreadableRow {
+  std::string messageID;
+  std::string roomID;
+  std::optional<Date> createdAt;
+  /// Why it does not decode: a DecodingError whose coding path starts at the message's field
+  /// ("body", "user", "type" or "sentStatus").
+  std::exception_ptr error;
+};
+
+class SqliteChatMessageRepository final : public ChatMessageRepository {
+ public:
+  using Messages = std::vector<ChatMessage>;
+
+  /// Opens the database at `path`, creating it when absent, and upgrades an older schema
+  /// (versioned with PRAGMA user_version; WAL journal; foreign keys on). Blocks until the file is
+  /// ready. Sends of an earlier session still `sending` become `failed`: their outcome can no
+  /// longer be learnt. `localUser` is the author of every send. Throws StoreError: schemaTooNew
+  /// for a file of a newer store, notAStore for another application's database, database when
+  /// SQLite cannot open or read the file; std::invalid_argument for an empty transport.
+  static std::unique_ptr<SqliteChatMessageRepository> open(const std::filesystem::path& path,
+                                                           ChatMessageUser localUser,
+                                                           Transport transport);
+
+  /// Runs the work already queued, ends every observation (with completion), stops listening to
+  /// the transport and closes the file. Sends still waiting for the transport keep `sending`
+  /// until the next open marks them `failed`.
+  ~SqliteChatMessageRepository() override;
+
+  SqliteChatMessageRepository(const SqliteChatMessageRepository&) = delete;
+  SqliteChatMessageRepository& operator=(const SqliteChatMessageRepository&) = delete;
+
+  /// Stores the message at once as `sending`, with a fresh random clientID (a version 4 UUID,
+  /// unique among the sends the service has not confirmed), the local user as author, the time
+  /// of the call as createdAt, and the clientID standing in for the messageID. Then hands it to
+  /// the transport: success replaces the messageID with the service's and sets `sent`; failure
+  /// sets `failed`. Each step is a change that observers see. Should the file refuse the write,
+  /// the message still goes to the transport and shows when the service's copy is received.
+  void send(NewChatMessage message) override;
+
+  /// Stores messages from the service, all in one transaction: each replaces the stored message
+  /// with its messageID (in whatever room), and a message whose clientID is that of one of our
+  /// sends that the service has not confirmed replaces that send (sending or failed), so it is
+  /// never shown twice. Completes once committed; fails with StoreError and stores none of them
+  /// when a message cannot be encoded or written.
+  Future<void> receive(std::vector<ChatMessage> messages);
+  Future<void> receive(ChatMessage message);
+
+  /// On subscription the room's whole list, then the whole list again after every committed
+  /// change to the room; a change to several messages at once (one receive) is one list. Ordered
+  /// by createdAt, then by messageID (byte order); messages without createdAt come first.
+  /// Cancelling stops the deliveries; closing the repository finishes the stream. A database
+  /// failure fails the stream with StoreError.
+  Publisher<Messages> observeChatMessages(std::string roomID) override;
+
+  /// A page of history going back: up to `limit` messages created strictly before `from` (the
+  /// newest messages when `from` is empty; messages without createdAt count as older than any
+  /// date), oldest first. A page never splits the messages that share its oldest createdAt: when
+  /// it would, it grows to take them all, so the next page, asked with `from` set to the page's
+  /// first createdAt, misses nothing. History ends with an empty page, or with a page whose first
+  /// message has no createdAt. Unreadable rows count towards `limit` but are left out of the page
+  /// (see observeUnreadableRows). `lurkerToken` grants nothing here: it is kept for the room (see
+  /// lurkerToken()), reserved for a transport that fetches older history from the service.
+  Future<Messages> retrieveChatMessages(std::string roomID, std::optional<Date> from,
+                                        std::optional<std::string> lurkerToken,
+                                        std::uint64_t limit) override;
+
+  /// Completes once the deletion is committed (observers of the room have their new list by
+  /// then). Fails with StoreError unknownMessage, naming the message and the room, when the room
+  /// holds no such message.
+  Future<void> deleteMessage(std::string messageID, std::string roomID) override;
+
+  /// The last lurker token that retrieveChatMessages was given for the room, if any.
+  Future<std::optional<std::string>> lurkerToken(std::string roomID);
+
+  /// Reports stored messages that no longer decode. A read (an observed list, a page) leaves such
+  /// a row out, delivers the rows beside it, and first sends this stream the rows it left out:
+  /// one value per read that met any. Until the row is replaced or deleted, every read that
+  /// meets it reports it again.
+  Publisher<std::vector<UnreadableRow>> observeUnreadableRows();
+
+ private:
+  struct Shared;
+  explicit SqliteChatMessageRepository(std::shared_ptr<Shared> shared);
+
+  std::shared_ptr<Shared> shared_;
+};
+
+}  // namespace tovanel::chat::store

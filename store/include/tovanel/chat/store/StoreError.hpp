@@ -1,0 +1,30 @@
+#pragma once
+// The error of a message store operation that failed: what went wrong, as a code, and a
+// description that names the file, the message or the room concerned.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace tovanel::chat::store {
+
+class StoreError : public std::runtime_error {
+ public:
+  enum class Code : std::uint8_t {
+    unknownMessage,  ///< deleteMessage named a message that the room does not hold
+    schemaTooNew,    ///< the file was written by a newer version of the store
+    notAStore,       ///< the file is a database, but not a message store
+    database,        ///< SQLite failed: the file cannot be opened, read or written
+    closed,          ///< the repository was closed before the operation could run
+  };
+
+  StoreError(Code code, const std::string& description)
+      : std::runtime_error(description), code_(code) {}
+
+  Code code() const noexcept { return code_; }
+
+ private:
+  Code code_;
+};
+
+}  // namespace tovanel::chat::store

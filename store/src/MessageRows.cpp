@@ -1,0 +1,117 @@
+#include "MessageRows.hpp"
+
+#include <array>
+#include <cstddef>
+#include <utility>
+#include <variant>
+
+#include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/info/InfoBody.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+
+namespace tovanel::chat::store::detail {
+
+namespace {
+
+std::optional<Date> dateOf(const std::optional<double>& seconds) {
+  if (!seconds) return std::nullopt;
+  return Date::sinceReferenceDate(*seconds);
+}
+
+std::optional<double> secondsOf(const std::optional<Date>& date) {
+  if (!date) return std::nullopt;
+  return date->timeIntervalSinceReferenceDate();
+}
+
+// Runs `decode`, putting `field` in front of the coding path of its error.
+template <class F>
+auto atField(const char* field, F&& decode) {
+  try {
+    return decode();
+  } catch (const DecodingError& error) {
+    CodingPath path{CodingKey::key(field)};
+    path.insert(path.end(), error.codingPath().begin(), error.codingPath().end());
+    throw DecodingError(error.kind(), std::move(path), error.debugDescription());
+  }
+}
+
+DecodingError invalidRawValue(const char* field, std::string_view typeName,
+                              const std::string& text) {
+  return DecodingError(
+      DecodingError::Kind::dataCorrupted, {CodingKey::key(field)},
+      "cannot initialize " + std::string(typeName) + " from invalid raw value " + text);
+}
+
+template <class E>
+E kindOf(const char* field, const Statement& row, int column) {
+  const auto kind = row.isNull(column) ? std::nullopt : fromRawValue<E>(row.text(column));
+  if (!kind) {
+    throw invalidRawValue(field, RawValues<E>::typeName,
+                          row.isNull(column) ? "null" : '"' + std::string(row.text(column)) + '"');
+  }
+  return *kind;
+}
+
+// Decoding the event record of one case, by the case's position.
+template <std::size_t I>
+Body decodeEvent(const Decoder& decoder) {
+  return Body(InfoBody(decoder.decode<std::variant_alternative_t<I, InfoBody::Records>>()));
+}
+template <std::size_t... I>
+constexpr auto eventDecoders(std::index_sequence<I...>) {
+  return std::array<Body (*)(const Decoder&), sizeof...(I)>{&decodeEvent<I>...};
+}
+constexpr auto kEventDecoders =
+    eventDecoders(std::make_index_sequence<std::variant_size_v<InfoBody::Records>>());
+
+std::optional<std::string_view> eventKindOf(const Body& body) {
+  const auto* event = body.get<InfoBody>();
+  if (event == nullptr) return std::nullopt;
+  return rawValue(static_cast<InfoType>(event->infoCase()));
+}
+
+}  // namespace
+
+MessageRows::MessageRows() { prepareForBodyDecoding(decoder_); }
+
+ChatMessage MessageRows::read(const Statement& row) {
+  const auto type = kindOf<BodyType>("type", row, kType);
+  const auto kind = kindOf<BodyType>("body", row, kBodyKind);
+  const auto event = kind == BodyType::info
+                         ? std::optional(kindOf<InfoType>("body", row, kEventKind))
+                         : std::nullopt;
+  Body body = atField("body", [&] {
+    return decoder_.decode(row.text(kBody), [&](const Decoder& root) {
+      if (event) return kEventDecoders[position(*event)](root);
+      if (BodyTypeBox* box = bodyType(root.userInfo())) box->value = kind;
+      return Body::decode(root);
+    });
+  });
+  ChatMessageUser user =
+      atField("user", [&] { return decoder_.decode<ChatMessageUser>(row.text(kAuthor)); });
+  const auto status = row.isInteger(kSentStatus)
+                          ? fromRawValue<MessageSentStatus>(row.integer(kSentStatus))
+                          : std::nullopt;
+  if (!status) {
+    throw invalidRawValue("sentStatus", "MessageSentStatus",
+                          row.isNull(kSentStatus) ? "null" : std::string(row.text(kSentStatus)));
+  }
+  return ChatMessage(std::move(body), dateOf(row.optionalReal(kCreatedAt)),
+                     row.optionalText(kClientID), std::string(row.text(kMessageID)),
+                     std::string(row.text(kRoomID)), type, dateOf(row.optionalReal(kUpdatedAt)),
+                     std::move(user), row.optionalInteger(kViewCount), *status);
+}
+
+void MessageRows::bind(Statement& upsert, const ChatMessage& message, bool unconfirmed) {
+  body_.clear();
+  encoder_.encode(message.body, body_);
+  author_.clear();
+  encoder_.encode(message.user, author_);
+  upsert.bind(message.messageID, message.roomID, message.clientID, rawValue(message.type),
+              rawValue(message.body.bodyType()), eventKindOf(message.body), body_,
+              secondsOf(message.createdAt), secondsOf(message.updatedAt), author_,
+              message.viewCount, static_cast<std::int64_t>(rawValue(message.sentStatus)),
+              static_cast<std::int64_t>(unconfirmed ? 1 : 0));
+}
+
+}  // namespace tovanel::chat::store::detail

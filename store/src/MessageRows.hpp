@@ -1,0 +1,70 @@
+#pragma once
+// A ChatMessage as a row of the messages table and back: the body and the author as the
+// library's JSON, the kinds as their raw strings, dates as REAL seconds since 2001. A system
+// event is read back by the case kept beside it, since its JSON need not name it (a cleared
+// history writes `{}`).
+
+#include <string>
+
+#include "Database.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+#include "tovanel/chat/message/ChatMessage.hpp"
+
+namespace tovanel::chat::store::detail {
+
+/// What a read selects, in the order of MessageColumn.
+inline constexpr const char* kMessageColumns =
+    "message_id, room_id, client_id, type, body_kind, event_kind, body, created_at, updated_at, "
+    "author, view_count, sent_status";
+
+/// The columns of a selected row, by position.
+enum MessageColumn : int {
+  kMessageID,
+  kRoomID,
+  kClientID,
+  kType,
+  kBodyKind,
+  kEventKind,
+  kBody,
+  kCreatedAt,
+  kUpdatedAt,
+  kAuthor,
+  kViewCount,
+  kSentStatus,
+};
+
+/// Stores a message, replacing the one with its messageID; MessageRows::bind binds it.
+inline constexpr const char* kUpsertMessage =
+    "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, event_kind, body, "
+    "created_at, updated_at, author, view_count, sent_status, unconfirmed) "
+    "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13) "
+    "ON CONFLICT (message_id) DO UPDATE SET room_id = excluded.room_id, "
+    "client_id = excluded.client_id, type = excluded.type, body_kind = excluded.body_kind, "
+    "event_kind = excluded.event_kind, body = excluded.body, created_at = excluded.created_at, "
+    "updated_at = excluded.updated_at, author = excluded.author, "
+    "view_count = excluded.view_count, sent_status = excluded.sent_status, "
+    "unconfirmed = excluded.unconfirmed";
+
+class MessageRows {
+ public:
+  /// With a decoder prepared for body decoding; the date strategies are the coders' defaults,
+  /// the same both ways, so dates inside bodies come back as they were.
+  MessageRows();
+
+  /// The message of the statement's current row. Throws DecodingError whose coding path starts
+  /// at the message's field (body, user, type, sentStatus).
+  ChatMessage read(const Statement& row);
+
+  /// Binds the message to kUpsertMessage's parameters. Throws EncodingError for a body or author
+  /// that has no JSON form (a NaN coordinate).
+  void bind(Statement& upsert, const ChatMessage& message, bool unconfirmed);
+
+ private:
+  JSONDecoder decoder_;
+  JSONEncoder encoder_;
+  std::string body_;
+  std::string author_;
+};
+
+}  // namespace tovanel::chat::store::detail

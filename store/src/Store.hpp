@@ -1,0 +1,88 @@
+#pragma once
+// The repository's work, as it runs on the worker thread: the database, the observers of each
+// room, and the sends waiting for the transport. Used by the worker thread only, so it has no
+// locks; its operations throw, and the caller routes the error to the operation's future.
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Database.hpp"
+#include "MessageRows.hpp"
+#include "Worker.hpp"
+#include "tovanel/chat/async/Cancellable.hpp"
+#include "tovanel/chat/async/Publisher.hpp"
+#include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
+
+namespace tovanel::chat::store::detail {
+
+class Store {
+ public:
+  using Messages = std::vector<ChatMessage>;
+  using Rooms = std::set<std::string>;
+
+  /// `worker` receives the outcomes that the transport reports from other threads.
+  Store(Worker& worker, ChatMessageUser localUser, Transport transport);
+  ~Store();
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  void open(const std::filesystem::path& path);
+  /// Finishes every observation, stops listening to the transport, closes the file.
+  void close();
+  bool isOpen() const noexcept { return database_ != nullptr; }
+
+  void send(NewChatMessage message, Date createdAt);
+  void receive(const std::vector<ChatMessage>& messages);
+  void observe(const std::string& roomID, const Subscriber<Messages>& subscriber);
+  Messages retrieve(const std::string& roomID, const std::optional<Date>& from,
+                    const std::optional<std::string>& lurkerToken, std::uint64_t limit);
+  void remove(const std::string& messageID, const std::string& roomID);
+  std::optional<std::string> lurkerToken(const std::string& roomID);
+  void observeUnreadable(const Subscriber<std::vector<UnreadableRow>>& subscriber);
+
+ private:
+  struct Statements;
+
+  /// The rows a read went through: the messages that decoded, the rows that did not, and the
+  /// position of the last row (oldest or newest, as the read goes).
+  struct Scan {
+    Messages messages;
+    std::vector<UnreadableRow> unreadable;
+    std::int64_t rows = 0;
+    std::optional<double> lastCreatedAt;
+    std::string lastMessageID;
+  };
+  void scan(Statement& statement, Scan& into);
+
+  /// Runs `change` in a write transaction, then delivers the rooms it changed to their observers.
+  template <class Change>
+  void write(Change&& change);
+  void publish(const Rooms& rooms);
+  Messages readRoom(const std::string& roomID);
+  void report(std::vector<UnreadableRow> rows);
+
+  void store(const ChatMessage& message, bool unconfirmed, Rooms& changed);
+  std::string freshClientID();
+  void settle(const std::string& clientID, const std::optional<std::string>& serviceID);
+
+  Worker& worker_;
+  ChatMessageUser localUser_;
+  Transport transport_;
+  std::unique_ptr<Database> database_;
+  std::unique_ptr<Statements> statements_;
+  MessageRows rows_;
+  std::mt19937_64 random_;
+  std::map<std::string, std::vector<Subscriber<Messages>>> observers_;
+  std::vector<Subscriber<std::vector<UnreadableRow>>> unreadableObservers_;
+  /// The transport's pending outcomes, by clientID.
+  std::map<std::string, Cancellable> inFlight_;
+};
+
+}  // namespace tovanel::chat::store::detail

@@ -1,0 +1,112 @@
+// Opening a file: a new one is laid out at the current schema version, an older one is upgraded
+// with its messages kept, and files the store cannot use are refused with an error that says why.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "Schema.hpp"
+#include "StoreTesting.hpp"
+
+namespace tovanel::chat::store::test {
+namespace {
+
+using OpeningTest = StoreTest;
+
+TEST_F(OpeningTest, aNewFileIsAWriteAheadLoggedStoreAtTheCurrentVersion) {
+  open().reset();
+  RawDatabase raw(file());
+  EXPECT_EQ(raw.integer("PRAGMA user_version"), detail::currentSchemaVersion());
+  EXPECT_EQ(raw.integer("PRAGMA application_id"), detail::kApplicationID);
+  EXPECT_EQ(raw.integer("SELECT count(*) FROM pragma_journal_mode WHERE journal_mode = 'wal'"), 1);
+}
+
+// A file as the first version of the store left it, with one message in it.
+void writeFirstVersion(const fs::path& path) {
+  RawDatabase raw(path);
+  raw.execute(detail::schemaSteps()[0]);
+  raw.execute("PRAGMA user_version = 1");
+  raw.execute(
+      "INSERT INTO rooms (id) VALUES ('r1');"
+      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
+      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
+      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
+      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
+      "\"followingCount\":2}', NULL, 0, 0)");
+}
+
+TEST_F(OpeningTest, aFileOfTheFirstVersionIsUpgradedWithItsMessagesKept) {
+  writeFirstVersion(file());
+  auto repository = open();
+  const Messages room = waitFor(repository->retrieveChatMessages("r1", std::nullopt, "token", 10));
+  ASSERT_EQ(room.size(), 1u);
+  EXPECT_EQ(room[0].body.get<TextBody>()->text, "from version one");
+  // The upgrade's column works.
+  EXPECT_EQ(waitFor(repository->lurkerToken("r1")), std::optional<std::string>("token"));
+  repository.reset();
+  EXPECT_EQ(RawDatabase(file()).integer("PRAGMA user_version"), detail::currentSchemaVersion());
+}
+
+struct RefusalCase {
+  const char* name;
+  void (*prepare)(const fs::path& path);
+  StoreError::Code code;
+  const char* says;  // the description names the file, then says this
+};
+
+class RefusalTest : public StoreTest, public ::testing::WithParamInterface<RefusalCase> {};
+
+TEST_P(RefusalTest, isAStoreErrorNamingTheFile) {
+  const RefusalCase& row = GetParam();
+  row.prepare(file());
+  try {
+    open();
+    FAIL() << "opened";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), row.code);
+    EXPECT_EQ(std::string(error.what()), file().string() + ": " + row.says);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, RefusalTest,
+    ::testing::Values(
+        RefusalCase{"newerSchema",
+                    [](const fs::path& path) {
+                      writeFirstVersion(path);
+                      RawDatabase(path).execute("PRAGMA user_version = 99");
+                    },
+                    StoreError::Code::schemaTooNew,
+                    "the message store has schema version 99, newer than this build reads (2); "
+                    "open it with a newer build"},
+        RefusalCase{"anotherApplicationsTables",
+                    [](const fs::path& path) {
+                      RawDatabase(path).execute("CREATE TABLE notes (text TEXT)");
+                    },
+                    StoreError::Code::notAStore,
+                    "not a message store (a database of something else)"},
+        RefusalCase{
+            "anotherApplicationsVersionedFile",
+            [](const fs::path& path) {
+              RawDatabase(path).execute("CREATE TABLE notes (text TEXT); PRAGMA user_version = 1");
+            },
+            StoreError::Code::notAStore, "not a message store (another application's database)"},
+        RefusalCase{"notADatabase",
+                    [](const fs::path& path) { std::ofstream(path) << std::string(4096, 'x'); },
+                    StoreError::Code::database, "file is not a database (while opening)"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(OpeningTest, aRefusedFileIsLeftAsItWas) {
+  writeFirstVersion(file());
+  RawDatabase(file()).execute("PRAGMA user_version = 99");
+  EXPECT_THROW(open(), StoreError);
+  EXPECT_EQ(RawDatabase(file()).integer("SELECT count(*) FROM messages"), 1);
+  EXPECT_EQ(RawDatabase(file()).integer("PRAGMA user_version"), 99);
+}
+
+TEST_F(OpeningTest, aTransportIsRequired) {
+  EXPECT_THROW(SqliteChatMessageRepository::open(file(), kMe, Transport()), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace tovanel::chat::store::test

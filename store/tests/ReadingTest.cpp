@@ -1,0 +1,227 @@
+// What the store gives back: messages as they were stored, across sessions; observed lists
+// after each change and none after cancelling; deletions; and rows that no longer decode.
+
+#include <gtest/gtest.h>
+
+#include "StoreTesting.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+
+namespace tovanel::chat::store::test {
+namespace {
+
+using ReadingTest = StoreTest;
+
+Messages wholeRoom(SqliteChatMessageRepository& repository, const std::string& roomID) {
+  return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 100000));
+}
+
+// ---- persistence ----
+
+TEST_F(ReadingTest, messagesOfEveryKindComeBackEqualAfterClosingAndOpeningAgain) {
+  const Messages stored = corpusMessages(600);
+  waitFor(open()->receive(stored));
+  auto repository = open();
+  const Messages read = wholeRoom(*repository, stored.front().roomID);
+  // The corpus is in the room's order already: each message one minute after the last.
+  ASSERT_EQ(read.size(), stored.size());
+  for (std::size_t i = 0; i < stored.size(); ++i) {
+    EXPECT_EQ(read[i], stored[i]) << stored[i].messageID;
+  }
+}
+
+TEST_F(ReadingTest, emptyAndPresentOptionalFieldsComeBackAsTheyWere) {
+  ChatMessage full = textMessage("m1", "r1", 1795341600.25, "full", std::string("c1"));
+  full.updatedAt = Date::since1970(1795341660.5);
+  full.sentStatus = MessageSentStatus::failed;
+  ChatMessage bare = textMessage("m2", "r1", std::nullopt, "bare");
+  bare.viewCount = std::nullopt;
+  bare.user = ChatMessageUser("u-gone", std::nullopt, "", "", std::nullopt, std::nullopt, 0, 0);
+  // Stored as given: nothing ties the message's kind to its body's.
+  bare.type = BodyType::hint;
+  waitFor(open()->receive({full, bare}));
+  EXPECT_EQ(wholeRoom(*open(), "r1"), (Messages{bare, full}));
+}
+
+// ---- replacing by messageID ----
+
+TEST_F(ReadingTest, aReceivedMessageReplacesTheOneWithItsMessageIDInWhateverRoom) {
+  auto repository = open();
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "first")));
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "edited")));
+  waitFor(repository->receive(textMessage("m2", "r1", 200, "moving")));
+  waitFor(repository->receive(textMessage("m2", "r2", 200, "moved")));
+  EXPECT_EQ(wholeRoom(*repository, "r1"), (Messages{textMessage("m1", "r1", 100, "edited")}));
+  EXPECT_EQ(wholeRoom(*repository, "r2"), (Messages{textMessage("m2", "r2", 200, "moved")}));
+}
+
+// ---- observing ----
+
+TEST_F(ReadingTest, anObserverGetsTheListOnSubscribingThenOneListPerChange) {
+  auto repository = open();
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "before")));
+  Recorder<Messages> recorder;
+  const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1"));
+  // One receive of two messages is one change.
+  waitFor(repository->receive(
+      {textMessage("m2", "r1", 200, "two"), textMessage("m3", "r1", 300, "three")}));
+  // Another room's change is not this room's.
+  waitFor(repository->receive(textMessage("m9", "r2", 150, "elsewhere")));
+  waitFor(repository->deleteMessage("m1", "r1"));
+  drain(*repository);
+
+  std::vector<std::vector<std::string>> lists;
+  for (const auto& list : recorder.values()) lists.push_back(idsOf(list));
+  EXPECT_EQ(lists,
+            (std::vector<std::vector<std::string>>{{"m1"}, {"m1", "m2", "m3"}, {"m2", "m3"}}));
+}
+
+TEST_F(ReadingTest, nothingArrivesAfterCancelling) {
+  auto repository = open();
+  Recorder<Messages> kept;
+  Recorder<Messages> cancelled;
+  const auto keptSubscription = kept.subscribeTo(repository->observeChatMessages("r1"));
+  auto subscription = cancelled.subscribeTo(repository->observeChatMessages("r1"));
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "one")));
+  subscription.cancel();
+  waitFor(repository->receive(textMessage("m2", "r1", 200, "two")));
+  drain(*repository);
+  EXPECT_EQ(cancelled.values().size(), 2u);  // the first list and one change
+  EXPECT_EQ(kept.values().size(), 3u);
+}
+
+TEST_F(ReadingTest, closingTheRepositoryFinishesObservations) {
+  auto repository = open();
+  Recorder<Messages> recorder;
+  const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1"));
+  auto publisher = repository->observeChatMessages("r1");
+  repository.reset();
+  EXPECT_TRUE(recorder.ended());
+  EXPECT_EQ(recorder.error(), nullptr);
+
+  // A publisher subscribed to after the repository is gone fails at once.
+  Recorder<Messages> late;
+  const auto lateSubscription = late.subscribeTo(publisher);
+  ASSERT_TRUE(late.ended());
+  try {
+    std::rethrow_exception(late.error());
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), StoreError::Code::closed);
+  }
+}
+
+// ---- deleting ----
+
+TEST_F(ReadingTest, aDeletionIsCommittedWhenItsFutureCompletes) {
+  {
+    auto repository = open();
+    waitFor(repository->receive(
+        {textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1", 200, "two")}));
+    waitFor(repository->deleteMessage("m1", "r1"));
+    // Another connection to the file sees it at once.
+    RawDatabase raw(file());
+    EXPECT_EQ(raw.integer("SELECT count(*) FROM messages WHERE message_id = 'm1'"), 0);
+  }
+  EXPECT_EQ(idsOf(wholeRoom(*open(), "r1")), std::vector<std::string>{"m2"});
+}
+
+struct UnknownCase {
+  const char* name;
+  const char* messageID;
+  const char* roomID;
+};
+
+class UnknownMessageTest : public StoreTest, public ::testing::WithParamInterface<UnknownCase> {};
+
+TEST_P(UnknownMessageTest, deletingFailsNamingTheMessageAndTheRoom) {
+  auto repository = open();
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "one")));
+  const auto& row = GetParam();
+  try {
+    waitFor(repository->deleteMessage(row.messageID, row.roomID));
+    FAIL() << "deleted";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), StoreError::Code::unknownMessage);
+    EXPECT_EQ(std::string(error.what()),
+              std::string("no message \"") + row.messageID + "\" in room \"" + row.roomID + "\"");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Unknown, UnknownMessageTest,
+                         ::testing::Values(UnknownCase{"neverStored", "m7", "r1"},
+                                           UnknownCase{"inAnotherRoom", "m1", "r2"}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// ---- rows that no longer decode ----
+
+struct CorruptCase {
+  const char* name;
+  const char* damage;  // SQL run on the middle message's row
+  const char* field;   // where the report's coding path starts
+  DecodingError::Kind kind;
+};
+
+class CorruptRowTest : public StoreTest, public ::testing::WithParamInterface<CorruptCase> {};
+
+TEST_P(CorruptRowTest, isReportedAndTheRowsBesideItAreStillRead) {
+  const CorruptCase& row = GetParam();
+  waitFor(open()->receive({textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1", 200, "two"),
+                           textMessage("m3", "r1", 300, "three")}));
+  RawDatabase(file()).execute(std::string(row.damage) + " WHERE message_id = 'm2'");
+
+  auto repository = open();
+  Recorder<std::vector<UnreadableRow>> reports;
+  const auto reportSubscription = reports.subscribeTo(repository->observeUnreadableRows());
+  Recorder<Messages> observed;
+  const auto subscription = observed.subscribeTo(repository->observeChatMessages("r1"));
+  const Messages page = wholeRoom(*repository, "r1");
+
+  // The observed list and the page each reported the row once.
+  ASSERT_TRUE(reports.waitForCount(2));
+  std::vector<std::string> described;
+  for (const auto& report : reports.values()) {
+    for (const auto& unreadable : report) {
+      try {
+        std::rethrow_exception(unreadable.error);
+      } catch (const DecodingError& error) {
+        described.push_back(unreadable.messageID + " " + unreadable.roomID + " " +
+                            error.codingPath().at(0).stringValue + " " +
+                            std::string(DecodingError::kindName(error.kind())));
+      }
+    }
+  }
+  const std::string expected =
+      std::string("m2 r1 ") + row.field + " " + std::string(DecodingError::kindName(row.kind));
+  EXPECT_EQ(described, (std::vector<std::string>{expected, expected}));
+  EXPECT_EQ(idsOf(page), (std::vector<std::string>{"m1", "m3"}));
+  EXPECT_EQ(idsOf(observed.values().at(0)), (std::vector<std::string>{"m1", "m3"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Damage, CorruptRowTest,
+    ::testing::Values(
+        CorruptCase{"bodyNotJSON", "UPDATE messages SET body = '{\"text\":'", "body",
+                    DecodingError::Kind::dataCorrupted},
+        CorruptCase{"bodyOfTheWrongShape", "UPDATE messages SET body = '{\"text\":5}'", "body",
+                    DecodingError::Kind::typeMismatch},
+        CorruptCase{"unknownBodyKind", "UPDATE messages SET body_kind = 'fax'", "body",
+                    DecodingError::Kind::dataCorrupted},
+        CorruptCase{"unknownMessageKind", "UPDATE messages SET type = 'fax'", "type",
+                    DecodingError::Kind::dataCorrupted},
+        CorruptCase{"authorWithoutID", "UPDATE messages SET author = '{\"firstName\":\"A\"}'",
+                    "user", DecodingError::Kind::keyNotFound},
+        CorruptCase{"sentStatusOutOfRange", "UPDATE messages SET sent_status = 7", "sentStatus",
+                    DecodingError::Kind::dataCorrupted},
+        CorruptCase{"sentStatusNotANumber", "UPDATE messages SET sent_status = 'sent'",
+                    "sentStatus", DecodingError::Kind::dataCorrupted}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(ReadingTest, aReplacedCorruptRowIsReadAgain) {
+  waitFor(open()->receive(textMessage("m1", "r1", 100, "one")));
+  RawDatabase(file()).execute("UPDATE messages SET body = 'garbage'");
+  auto repository = open();
+  waitFor(repository->receive(textMessage("m1", "r1", 100, "one again")));
+  EXPECT_EQ(wholeRoom(*repository, "r1"), (Messages{textMessage("m1", "r1", 100, "one again")}));
+}
+
+}  // namespace
+}  // namespace tovanel::chat::store::test

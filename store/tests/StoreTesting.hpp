@@ -1,0 +1,242 @@
+#pragma once
+// What the store's tests share: a temporary folder per test, a transport that the test settles
+// by hand, a recorder of what a publisher delivered, raw SQL on the file, and messages to store.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CorpusGenerator.hpp"
+#include "Envelope.hpp"
+#include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
+#include "tovanel/chat/store/Wait.hpp"
+
+namespace tovanel::chat::store::test {
+
+namespace fs = std::filesystem;
+using Messages = std::vector<ChatMessage>;
+using Repository = std::unique_ptr<SqliteChatMessageRepository>;
+
+inline const ChatMessageUser kMe("u-me", "me", "Mia", "Ek", std::nullopt, std::nullopt, 1, 2);
+inline const ChatMessageUser kAnna("u-anna", "anna", "Anna", "Berg", "Climbs.",
+                                   "https://cdn.example.chat/anna.jpg", 1284, 311);
+
+/// A folder of the test's own under the system's temporary folder, removed afterwards.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test->test_suite_name()) + "-" + test->name();
+    for (char& c : name) {
+      if (c == '/') c = '-';
+    }
+    path_ =
+        fs::temp_directory_path() / ("tovanel-store-" + std::to_string(::getpid()) + "-" + name);
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const fs::path& path() const noexcept { return path_; }
+  fs::path operator/(const std::string& name) const { return path_ / name; }
+
+ private:
+  fs::path path_;
+};
+
+/// The service's side of sends, settled by the test: each send waits until the test acknowledges
+/// or fails it. Copies share the sends.
+class ManualTransport {
+ public:
+  Transport transport() const {
+    return [state = state_](const ChatMessage& message) {
+      Promise<std::string> outcome;
+      std::lock_guard lock(state->mutex);
+      state->sent.push_back(message);
+      state->outcomes.push_back(outcome);
+      return outcome.future();
+    };
+  }
+
+  /// The messages handed to the transport, in order.
+  Messages sent() const {
+    std::lock_guard lock(state_->mutex);
+    return state_->sent;
+  }
+  void acknowledge(std::size_t index, const std::string& messageID) const {
+    outcome(index).resolve(messageID);
+  }
+  void fail(std::size_t index) const {
+    outcome(index).reject(std::make_exception_ptr(std::runtime_error("the network is down")));
+  }
+
+ private:
+  Promise<std::string> outcome(std::size_t index) const {
+    std::lock_guard lock(state_->mutex);
+    return state_->outcomes.at(index);
+  }
+  struct State {
+    std::mutex mutex;
+    Messages sent;
+    std::vector<Promise<std::string>> outcomes;
+  };
+  std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+/// Keeps everything a publisher delivers, for the test's thread to wait on and look at.
+template <class T>
+class Recorder {
+ public:
+  [[nodiscard]] Cancellable subscribeTo(const Publisher<T>& publisher) {
+    return publisher.subscribe(
+        [this](const T& value) {
+          std::lock_guard lock(mutex_);
+          values_.push_back(value);
+          changed_.notify_all();
+        },
+        [this](std::exception_ptr error) {
+          std::lock_guard lock(mutex_);
+          ended_ = true;
+          error_ = std::move(error);
+          changed_.notify_all();
+        });
+  }
+
+  /// Waits until `count` values have arrived; false when they do not come (a guard against a
+  /// hang, not a measure of speed).
+  bool waitForCount(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::minutes(1),
+                             [&] { return values_.size() >= count; });
+  }
+
+  std::vector<T> values() const {
+    std::lock_guard lock(mutex_);
+    return values_;
+  }
+  bool ended() const {
+    std::lock_guard lock(mutex_);
+    return ended_;
+  }
+  std::exception_ptr error() const {
+    std::lock_guard lock(mutex_);
+    return error_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<T> values_;
+  bool ended_ = false;
+  std::exception_ptr error_;
+};
+
+/// Returns once every piece of work queued on the store before the call has run, deliveries
+/// included: the store runs its work in order.
+inline void drain(SqliteChatMessageRepository& repository) {
+  waitFor(repository.lurkerToken("barrier"));
+}
+
+/// A text message from Anna; `since1970` empty for one without createdAt.
+inline ChatMessage textMessage(const std::string& messageID, const std::string& roomID,
+                               std::optional<double> since1970, const std::string& text,
+                               std::optional<std::string> clientID = std::nullopt) {
+  std::optional<Date> createdAt;
+  if (since1970) createdAt = Date::since1970(*since1970);
+  return ChatMessage(Body(TextBody(text, std::nullopt)), createdAt, std::move(clientID), messageID,
+                     roomID, BodyType::text, std::nullopt, kAnna, 7, MessageSentStatus::sent);
+}
+
+/// `count` messages of every kind (events, media, embeds, payload-less kinds), decoded from
+/// the benchmarks' generated export, all in one room.
+inline Messages corpusMessages(std::size_t count) {
+  std::istringstream input(bench::generateCorpus(count));
+  Messages messages;
+  tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    if (!result.message) std::rethrow_exception(result.failure);
+    messages.push_back(*result.message);
+  });
+  return messages;
+}
+
+inline std::vector<std::string> idsOf(const Messages& messages) {
+  std::vector<std::string> ids;
+  for (const auto& message : messages) ids.push_back(message.messageID);
+  return ids;
+}
+
+/// Raw SQL on a store's file while no repository has it open, as another program would.
+class RawDatabase {
+ public:
+  explicit RawDatabase(const fs::path& path) {
+    if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) throw std::runtime_error("cannot open");
+  }
+  ~RawDatabase() { sqlite3_close(db_); }
+  RawDatabase(const RawDatabase&) = delete;
+  RawDatabase& operator=(const RawDatabase&) = delete;
+
+  void execute(const std::string& sql) {
+    char* error = nullptr;
+    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
+      const std::string text = error != nullptr ? error : "?";
+      sqlite3_free(error);
+      throw std::runtime_error(sql + ": " + text);
+    }
+  }
+  std::int64_t integer(const std::string& sql) {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
+    const std::int64_t value =
+        sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : -1;
+    sqlite3_finalize(statement);
+    return value;
+  }
+
+ private:
+  sqlite3* db_ = nullptr;
+};
+
+/// The description of a failure, whatever was thrown.
+inline std::string describe(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& e) {
+    return e.what();
+  } catch (...) {
+    return "?";
+  }
+}
+
+/// A test with a store file of its own, opened with the local user kMe and a manual transport.
+class StoreTest : public ::testing::Test {
+ protected:
+  Repository open() {
+    return SqliteChatMessageRepository::open(file(), kMe, transport.transport());
+  }
+  fs::path file() const { return folder / "messages.db"; }
+
+  TemporaryFolder folder;
+  ManualTransport transport;
+};
+
+}  // namespace tovanel::chat::store::test
