@@ -113,7 +113,8 @@ int main(int argc, char** argv) {
   check->add_option("FILE", checkFile, "a JSON array or newline-delimited envelopes; - for stdin");
 
   std::string roomFile = "-";
-  auto* room = app.add_subcommand("room", "render a room export as a transcript");
+  auto* room =
+      app.add_subcommand("room", "render a room export, or a stored room, as a transcript");
   auto* roomInput = room->add_option("FILE", roomFile,
                                      "a JSON array or newline-delimited envelopes; - for stdin");
   std::string roomDatabase;
