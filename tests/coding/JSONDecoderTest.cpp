@@ -124,14 +124,6 @@ TEST_P(DecodingErrorTest, NamesTheKindAndThePathOfTheFailure) {
 INSTANTIATE_TEST_SUITE_P(Errors, DecodingErrorTest, ::testing::ValuesIn(kPathRows),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(JSONDecoder, TheLastOfDuplicateKeysWins) {
-  JSONDecoder decoder;
-  const auto value = decoder.decode(R"({"k":1,"other":2,"k":3})", [](const Decoder& root) {
-    return root.container().decode<std::int64_t>("k");
-  });
-  EXPECT_EQ(value, 3);
-}
-
 TEST(JSONDecoder, TheParserIsReusableAfterAFailure) {
   JSONDecoder decoder;
   const auto readInt = [](const Decoder& root) { return root.decode<std::int64_t>(); };

@@ -85,9 +85,11 @@ class TOVANEL_CHAT_API InfoBody {
     InfoType type = InfoType::added;
   };
 
-  /// The event of the record's case.
+  /// The event of the record's case. (InfoBody itself is ruled out first: asking whether the
+  /// variant could hold one would ask about InfoBody's own copy while it is being declared.)
   template <class T>
-  requires std::is_constructible_v<Records, std::in_place_type_t<T>, T>
+  requires(!std::is_same_v<T, InfoBody> &&
+           std::is_constructible_v<Records, std::in_place_type_t<T>, T>)
   explicit InfoBody(T record) : records_(std::in_place_type<T>, std::move(record)) {}
 
   /// The event's case.
