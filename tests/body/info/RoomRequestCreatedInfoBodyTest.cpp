@@ -11,13 +11,11 @@
 #include <string_view>
 
 #include "body/info/InfoTestSupport.hpp"
-#include "support/ValueCases.hpp"
 
 namespace tovanel::chat {
 namespace {
 
 using Request = RoomRequestCreatedInfoBody::Request;
-using Keys = Request::CodingKeys;
 
 struct Row {
   std::string_view name;
@@ -162,28 +160,6 @@ TEST(RequestDates, CompareByInstant) {
   EXPECT_EQ(a, b);
   EXPECT_EQ(a.hashValue(), b.hashValue());
 }
-
-// ---- the public key set ----
-
-using KeyRow = test::KeyFromText<Keys>;
-
-class RequestKeys : public testing::TestWithParam<KeyRow> {};
-
-TEST_P(RequestKeys, AreMadeOnlyFromTheirExactRawValue) { test::expectKeyFromText(GetParam()); }
-
-INSTANTIATE_TEST_SUITE_P(
-    Strings, RequestKeys,
-    testing::Values(KeyRow{"_id", Keys::id}, KeyRow{"room", Keys::room}, KeyRow{"type", Keys::type},
-                    KeyRow{"user", Keys::user}, KeyRow{"__v", Keys::version},
-                    KeyRow{"appId", Keys::appID}, KeyRow{"createdAt", Keys::createdAt},
-                    KeyRow{"isInvite", Keys::isInvite}, KeyRow{"state", Keys::state},
-                    KeyRow{"updatedAt", Keys::updatedAt}, KeyRow{"metadata", Keys::metadata},
-                    KeyRow{"id", std::nullopt}, KeyRow{"version", std::nullopt},
-                    KeyRow{"appID", std::nullopt}, KeyRow{"_v", std::nullopt},
-                    KeyRow{"Room", std::nullopt}, KeyRow{"", std::nullopt}),
-    [](const auto& info) {
-      return info.param.text.empty() ? std::string("empty") : std::string(info.param.text);
-    });
 
 }  // namespace
 }  // namespace tovanel::chat
