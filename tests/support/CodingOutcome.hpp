@@ -1,6 +1,9 @@
 #pragma once
 // Decoding and encoding JSON text in one call, for tables of cases: a decode reports what it gave
-// as one comparable text ("decodes", or the error kind and the path of the failing value).
+// as one comparable text ("decodes", or the error kind and the path of the failing value), and
+// the row checks the record tests share (edited objects, equality with the hash).
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <optional>
@@ -10,6 +13,7 @@
 #include <vector>
 
 #include "tovanel/chat/body/Body.hpp"
+#include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
@@ -30,10 +34,13 @@ T decodeJson(std::string_view json) {
   return JSONDecoder().decode<T>(json);
 }
 
-/// A body of `kind` decoded from the text, as an envelope would have it decoded.
+/// A body of `kind` decoded from the text as an envelope has it decoded: through a prepared
+/// decoder whose box holds the kind.
 inline Body decodeBody(BodyType kind, std::string_view json) {
-  return JSONDecoder().decode(json,
-                              [kind](const Decoder& root) { return Body::decode(root, kind); });
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  bodyType(decoder.userInfo)->value = kind;
+  return decoder.decode<Body>(json);
 }
 
 /// kDecodes when the text decodes as a T, otherwise the failure as describeFailure gives it.
@@ -94,6 +101,39 @@ inline std::string objectWith(Members members, const std::vector<MemberEdit>& ed
     text += json;
   }
   return text + "}";
+}
+
+/// A change to a valid object and what decoding the changed object gives.
+struct EditCase {
+  std::string_view name;
+  std::vector<MemberEdit> edits;
+  std::string_view outcome;
+};
+
+template <class T>
+void expectOutcome(const Members& valid, const EditCase& row) {
+  EXPECT_EQ(decodingOutcome<T>(objectWith(valid, row.edits)), row.outcome) << row.name;
+}
+
+/// Two JSON texts of one record and whether the values they decode to are equal.
+struct EqualityCase {
+  std::string_view name;
+  std::string_view first;
+  std::string_view second;
+  bool equal;
+};
+
+/// The values compare as the row says, both ways round, and equal values hash alike.
+template <class T>
+void expectEquality(const EqualityCase& row) {
+  SCOPED_TRACE(std::string(row.name));
+  const T first = decodeJson<T>(row.first);
+  const T second = decodeJson<T>(row.second);
+  EXPECT_EQ(first == second, row.equal);
+  EXPECT_EQ(second == first, row.equal);
+  if (row.equal) {
+    EXPECT_EQ(first.hashValue(), second.hashValue());
+  }
 }
 
 }  // namespace tovanel::chat::test

@@ -50,12 +50,4 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(DurationCommand, WithoutTextIsAUsageError) { EXPECT_EQ(runTool("duration").status, 2); }
 
-TEST(BodyCommand, ReencodesAYoutubeBodyWithItsDurationInSeconds) {
-  const ToolRun run =
-      runTool("body --type youtube", R"({"duration":"PT4M13S","title":5,"id":"x"})");
-  EXPECT_EQ(std::make_pair(run.status, run.out),
-            std::make_pair(0, std::string(R"({"id":"x","duration":253})"
-                                          "\n")));
-}
-
 }  // namespace

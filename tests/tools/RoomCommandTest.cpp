@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Transcript.hpp"
+#include "support/CodingOutcome.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"
 
@@ -31,8 +32,8 @@ std::string envelope(const std::string& id, const std::string& type, const std::
                      const std::string& extra = "") {
   return R"({"messageId":")" + id + R"(","roomId":"r1","type":")" + type + R"(","body":)" + body +
          R"(,"user":{"id":"u1","username":"anna","firstName":"Anna","lastName":"L",)"
-         R"("followerCount":1,"followingCount":2},"createdAt":"2026-11-22T10:00:00Z")" + extra +
-         "}";
+         R"("followerCount":1,"followingCount":2},"createdAt":"2026-11-22T10:00:00Z")" +
+         extra + "}";
 }
 
 class RoomCommand : public ::testing::Test {
@@ -40,7 +41,7 @@ class RoomCommand : public ::testing::Test {
   void SetUp() override { setenv("TZ", "UTC", 1); }
 };
 
-TEST_F(RoomCommand, TheExampleRoomRendersEveryMessageWithoutErrorLines) {
+TEST_F(RoomCommand, TheExampleRoomRendersEveryMessageAsItsOwnKindWithoutErrorLines) {
   const auto run = runTool("room " + quoted(kExampleRoom));
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
@@ -55,15 +56,12 @@ TEST_F(RoomCommand, TheExampleRoomRendersEveryMessageWithoutErrorLines) {
   }
   EXPECT_EQ(messages, 38u);
   EXPECT_EQ(days, 5u);
-}
-
-TEST_F(RoomCommand, EveryKindReadsAsItsOwnKind) {
-  const auto out = runTool("room " + quoted(kExampleRoom)).out;
+  const std::string& out = run.out;
   // One recognisable fragment per body kind and for the kinds of events people see most.
   const std::vector<std::string> fragments{
-      "@bob @anna amazing",                           // text
-      "🖼  2 images: 4032×3024, 3024×4032",            // images
-      "▶ video 0:43 (1920×1080)",                     // video, length rounded
+      "@bob @anna amazing",                                       // text
+      "🖼  2 images: 4032×3024, 3024×4032",                   // images
+      "▶ video 0:43 (1920×1080)",                                 // video, length rounded
       "▶ YouTube: What is fado? A 4-minute introduction (4:13)",  // ISO 8601 duration
       "♫ SoundCloud: Amália — Barco Negro (live) by fado-archive (3:42)",
       "🔗 Tasca do Chico — fado every night — example.com",
@@ -134,20 +132,30 @@ const std::string kBadStatus = envelope("m3", "text", R"({"text":"hi"})", R"(,"s
 INSTANTIATE_TEST_SUITE_P(
     Inputs, CheckCommand,
     ::testing::Values(
-        CheckCase{"NewlineDelimitedAllGood", kGood1 + "\n\n" + kGood2 + "\n", 0,
+        CheckCase{"NewlineDelimitedAllGood",
+                  kGood1 + "\n\n" + kGood2 + "\n",
+                  0,
                   {"checked 2 messages: 2 ok, 0 failed"}},
         CheckCase{"MalformedLineInTheMiddleFailsAloneWithoutAnId",
-                  kGood1 + "\n{\"messageId\": \"mx\", \n" + kGood2 + "\n", 1,
+                  kGood1 + "\n{\"messageId\": \"mx\", \n" + kGood2 + "\n",
+                  1,
                   {"message 2 (?): error: dataCorrupted:", "checked 3 messages: 2 ok, 1 failed"}},
-        CheckCase{"BlankLinesAreNotCounted", "\n" + kGood1 + "\n   \n" + kBadStatus + "\n", 1,
+        CheckCase{"BlankLinesAreNotCounted",
+                  "\n" + kGood1 + "\n   \n" + kBadStatus + "\n",
+                  1,
                   {"message 2 (m3): error: dataCorrupted: cannot initialize MessageSentStatus",
                    "checked 2 messages: 1 ok, 1 failed"}},
-        CheckCase{"ArrayInput", "  [" + kGood1 + "," + kBadStatus + "," + kGood2 + "]", 1,
+        CheckCase{"ArrayInput",
+                  "  [" + kGood1 + "," + kBadStatus + "," + kGood2 + "]",
+                  1,
                   {"message 2 (m3): error: dataCorrupted", "checked 3 messages: 2 ok, 1 failed"}},
-        CheckCase{"ArrayElementWithoutAnId", "[" + kGood1 + R"(,{"roomId":"r"}])", 1,
+        CheckCase{"ArrayElementWithoutAnId",
+                  "[" + kGood1 + R"(,{"roomId":"r"}])",
+                  1,
                   {"message 2 (?): error: keyNotFound", "checked 2 messages: 1 ok, 1 failed"}},
         CheckCase{"LibraryLinesComeBeforeTheMessageLine",
-                  envelope("m9", "text", R"({"text":5})") + "\n", 1,
+                  envelope("m9", "text", R"({"text":5})") + "\n",
+                  1,
                   {"[Body] Can't decode due to error: typeMismatch",
                    "message 1 (m9): error: typeMismatch", "checked 1 messages: 0 ok, 1 failed"}},
         CheckCase{"EmptyInput", "", 0, {"checked 0 messages: 0 ok, 0 failed"}}),
@@ -176,13 +184,6 @@ TEST(RoomCommandUsage, UsageErrorsExitTwo) {
 
 // ---- single bodies, with colours, to see what is highlighted ----
 
-Body decodeBody(BodyType kind, const std::string& json) {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  bodyType(decoder.userInfo)->value = kind;
-  return decoder.decode<Body>(json);
-}
-
 const ChatMessageUser kAuthor("u1", "anna", "Anna", "L", std::nullopt, std::nullopt, 0, 0);
 
 struct MentionCase {
@@ -196,7 +197,8 @@ class MentionHighlight : public ::testing::TestWithParam<MentionCase> {};
 TEST_P(MentionHighlight, SpansCountUtf16Units) {
   const auto& row = GetParam();
   const tool::Transcript transcript(stdout, true);
-  const std::string rendered = transcript.renderBody(decodeBody(BodyType::text, row.body), kAuthor);
+  const std::string rendered =
+      transcript.renderBody(test::decodeBody(BodyType::text, row.body), kAuthor);
   // A highlighted span is the text between the escape sequences that open it and the reset.
   std::string highlighted;
   if (auto textStart = rendered.find('\x1b'); textStart != std::string::npos) {

@@ -1,140 +1,88 @@
-// End-to-end runs of the tovanel-chat tool: exit statuses, what goes to stdout and stderr.
+// End-to-end runs of the tovanel-chat tool's body and equal commands: exit statuses, what goes to
+// standard output and what to standard error.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
-#include <vector>
 
-#include "support/Capture.hpp"
-#include "tovanel/chat.hpp"
+#include "support/ToolRun.hpp"
 
 namespace tovanel::chat {
 namespace {
 
-namespace fs = std::filesystem;
+using test::runTool;
 
-struct ToolRun {
-  int exit = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string readAll(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+/// The quoted path of a scratch file holding `content`.
+std::string file(const std::string& name, const std::string& content) {
+  const auto path = std::filesystem::path(::testing::TempDir()) / ("tool-test-" + name);
+  std::ofstream(path, std::ios::binary) << content;
+  return test::quoted(path.string());
 }
 
-std::size_t lineCount(const std::string& text) {
-  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-// A scratch directory holding the inputs; the tool runs inside it.
-class ToolTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = info->name();
-    std::replace(name.begin(), name.end(), '/', '-');
-    dir_ = fs::temp_directory_path() / ("tovanel-tool-" + std::to_string(::getpid()) + "-" + name);
-    fs::create_directories(dir_);
-    const std::vector<std::pair<const char*, const char*>> files{
-        {"text.json", R"({"mentions":[],"text":"hi"})"},
-        {"precomposed.json", "{\"text\":\"caf\xC3\xA9\"}"},
-        {"decomposed.json", "{\"text\":\"cafe\xCC\x81\"}"},
-        {"other.json", R"({"text":"bye"})"},
-        {"bad-text.json", R"({"text":5})"},
-        {"malformed.json", R"({"text":)"},
-        {"number.json", "42"},
-    };
-    for (const auto& [name, content] : files) std::ofstream(dir_ / name) << content;
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  ToolRun run(const std::string& args, const char* stdinFile = nullptr) const {
-    const std::string command = "cd '" + dir_.string() + "' && '" TOVANEL_CHAT_TOOL "' " + args +
-                                (stdinFile ? std::string(" <") + stdinFile : " </dev/null") +
-                                " >out.txt 2>err.txt";
-    const int status = std::system(command.c_str());
-    ToolRun result;
-    if (WIFEXITED(status)) result.exit = WEXITSTATUS(status);
-    result.out = readAll(dir_ / "out.txt");
-    result.err = readAll(dir_ / "err.txt");
-    return result;
-  }
-
-  fs::path dir_;
-};
+long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
 struct ToolRow {
   const char* name;
-  const char* args;
-  const char* stdinFile;
-  int exit;
-  const char* out;        // the exact standard output
-  const char* errPrefix;  // the one line on standard error starts with this ("" for no line)
+  std::string args;
+  std::string input;  // standard input
+  int status;
+  std::string out;        // the exact output, or (no newline) the start of its one line
+  std::string errPrefix;  // the one line on standard error starts with this ("" for no line)
 };
+void PrintTo(const ToolRow& row, std::ostream* out) { *out << row.args; }
 
-class ToolRunTest : public ToolTest, public ::testing::WithParamInterface<ToolRow> {};
+class ToolCommands : public ::testing::TestWithParam<ToolRow> {};
 
-TEST_P(ToolRunTest, ExitsWithItsStatusAndPrintsWhereItShould) {
+TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   const auto& row = GetParam();
-  const ToolRun result = run(row.args, row.stdinFile);
-  EXPECT_EQ(result.exit, row.exit) << result.err;
-  EXPECT_EQ(result.out, row.out);
-  EXPECT_EQ(result.err.rfind(row.errPrefix, 0), 0u) << result.err;
-  EXPECT_EQ(lineCount(result.err), *row.errPrefix ? 1u : 0u) << result.err;
+  const auto run = runTool(row.args, row.input);
+  EXPECT_EQ(run.status, row.status) << run.err;
+  if (row.out.empty() || row.out.ends_with('\n')) {
+    EXPECT_EQ(run.out, row.out);
+  } else {  // one line that starts with the row's text
+    EXPECT_EQ(run.out.rfind(row.out, 0), 0u) << run.out;
+    EXPECT_EQ(lineCount(run.out), 1) << run.out;
+  }
+  EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
+  EXPECT_EQ(lineCount(run.err), row.errPrefix.empty() ? 0 : 1) << run.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Commands, ToolRunTest,
-    ::testing::Values(
-        ToolRow{"BodyReencodesCompactly", "body --type text text.json", nullptr, 0,
-                "{\"text\":\"hi\",\"mentions\":[]}\n", ""},
-        ToolRow{"BodyReadsStdinForDash", "body --type text -", "other.json", 0,
-                "{\"text\":\"bye\"}\n", ""},
-        ToolRow{"BodyReadsStdinWithoutFile", "body --type text", "other.json", 0,
-                "{\"text\":\"bye\"}\n", ""},
-        ToolRow{"SilentKindPrintsAnEmptyObject", "body --type vimeo number.json", nullptr, 0,
-                "{}\n", ""},
-        ToolRow{"HintIgnoresBadText", "body --type hint bad-text.json", nullptr, 0, "{}\n", ""},
-        ToolRow{"MalformedJson", "body --type text malformed.json", nullptr, 1, "",
-                "error: dataCorrupted: "},
-        ToolRow{"UnknownKind", "body --type Text text.json", nullptr, 2, "", "error: "},
-        ToolRow{"MissingType", "body text.json", nullptr, 2, "", "error: "},
-        ToolRow{"UnreadableFile", "body --type text missing.json", nullptr, 2, "", "error: "},
-        ToolRow{"UnknownCommand", "reencode text.json", nullptr, 2, "", "error: "},
-        ToolRow{"CanonicallyEqualText", "equal --type text precomposed.json decomposed.json",
-                nullptr, 0, "equal\nhashes equal\n", ""},
-        ToolRow{"DifferentText", "equal --type text text.json other.json", nullptr, 0,
-                "different\nhashes differ\n", ""},
-        ToolRow{"EqualReadsStdinForDash", "equal --type text - other.json", "other.json", 0,
-                "equal\nhashes equal\n", ""},
-        ToolRow{"EqualFailsAsBodyDoes", "equal --type text text.json malformed.json", nullptr, 1,
-                "", "error: dataCorrupted: "},
-        ToolRow{"EqualNeedsTwoFiles", "equal --type text text.json", nullptr, 2, "", "error: "}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(ToolTest, AFailingBodyPrintsTheLibrarysLineAndItsErrorKind) {
-  const ToolRun result = run("body --type text bad-text.json");
-  const auto library = test::captureStdout([&] {
-    JSONDecoder decoder;
-    decoder.decode(readAll(dir_ / "bad-text.json"),
-                   [](const Decoder& root) { return Body::decode(root, BodyType::text); });
-  });
-  ASSERT_TRUE(library.error);
-  EXPECT_EQ(result.exit, 1);
-  EXPECT_EQ(result.out, library.out);  // the tool adds nothing to the library's line
-  EXPECT_EQ(result.out.rfind("[Body] Can't decode due to error: ", 0), 0u) << result.out;
-  EXPECT_EQ(result.err.rfind("error: typeMismatch: ", 0), 0u) << result.err;
-  EXPECT_EQ(lineCount(result.err), 1u) << result.err;
+std::vector<ToolRow> toolRows() {
+  const std::string hi = R"({"mentions":[],"text":"hi"})", bye = R"({"text":"bye"})";
+  const std::string text = file("text.json", hi), other = file("other.json", bye);
+  const std::string malformed = file("malformed.json", R"({"text":)");
+  const std::string pre = file("pre.json", "{\"text\":\"caf\xC3\xA9\"}");
+  const std::string dec = file("dec.json", "{\"text\":\"cafe\xCC\x81\"}");
+  const std::string hiOut = "{\"text\":\"hi\",\"mentions\":[]}\n";
+  return {
+      {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
+      {"BodyReadsStdinForDash", "body --type text -", hi, 0, hiOut, ""},
+      {"BodyReadsStdinWithoutFile", "body --type text", hi, 0, hiOut, ""},
+      {"BodyOfMalformedJson", "body --type text " + malformed, "", 1, "", "error: dataCorrupted: "},
+      // A failing body prints the library's own line and the error kind.
+      {"BodyThatFails", "body --type text", R"({"text":5})", 1,
+       "[Body] Can't decode due to error: typeMismatch", "error: typeMismatch: "},
+      {"UnknownKind", "body --type Text " + text, "", 2, "", "error: "},
+      {"MissingType", "body " + text, "", 2, "", "error: "},
+      {"UnreadableFile", "body --type text /nonexistent/x.json", "", 2, "", "error: "},
+      {"UnknownCommand", "reencode " + text, "", 2, "", "error: "},
+      {"CanonicallyEqualText", "equal --type text " + pre + " " + dec, "", 0,
+       "equal\nhashes equal\n", ""},
+      {"DifferentText", "equal --type text " + text + " " + other, "", 0,
+       "different\nhashes differ\n", ""},
+      {"EqualReadsStdinForDash", "equal --type text - " + other, bye, 0, "equal\nhashes equal\n",
+       ""},
+      {"EqualFailsAsBodyDoes", "equal --type text " + text + " " + malformed, "", 1, "",
+       "error: dataCorrupted: "},
+      {"EqualNeedsTwoFiles", "equal --type text " + text, "", 2, "", "error: "},
+  };
 }
+
+INSTANTIATE_TEST_SUITE_P(Commands, ToolCommands, ::testing::ValuesIn(toolRows()),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace tovanel::chat

@@ -10,14 +10,12 @@
 #include <vector>
 
 #include "support/CodingOutcome.hpp"
-#include "support/ValueCases.hpp"
 
 namespace tovanel::chat {
 namespace {
 
 using test::decodeJson;
 using test::decodingOutcome;
-using test::encodeJson;
 using test::kDecodes;
 using test::reencode;
 
@@ -39,13 +37,6 @@ TEST(TwitchBody, EachFieldIsWrittenOnlyWhenPresent) {
   for (const auto& [input, written] : rows) {
     EXPECT_EQ(reencode<TwitchBody>(input), written) << input;
   }
-}
-
-TEST(TwitchBody, ABodyBuiltFromItsFieldsEncodesThemInDeclarationOrder) {
-  const TwitchBody built("509658", "Just Chatting", "141981764",
-                         Image(320, 180, std::nullopt, std::nullopt), "live", 15000, "somechannel");
-  EXPECT_EQ(encodeJson(built), test::objectWith(kChannel));
-  EXPECT_EQ(built, decodeJson<TwitchBody>(test::objectWith(kChannel)));
 }
 
 TEST(TwitchBody, AnyPresentValueOfTheWrongTypeFailsTheBody) {

@@ -26,84 +26,6 @@ std::string wrap(std::string_view kind, std::string_view rest = {}) {
   return json;
 }
 
-// ---- one full event per case but the history-cleared one (below): the case it selects, and the
-// text it writes back ----
-
-struct EventRow {
-  std::string json;  // written back as it is
-  InfoBody::Case expectedCase;
-};
-
-void PrintTo(const EventRow& row, std::ostream* out) { *out << row.json; }
-
-std::vector<EventRow> fullEvents() {
-  using C = InfoBody::Case;
-  const std::string u1 = userJson("u1");
-  const std::string u2 = userJson("u2");
-  return {
-      EventRow{wrap("added", R"(,"recipients":[)" + u1 + "," + u2 + "]"), C::added},
-      EventRow{wrap("banned", R"(,"recipients":[)" + u1 + "]"), C::banned},
-      EventRow{wrap("invited", R"(,"recipients":[])"), C::invited},
-      EventRow{wrap("joined"), C::joined},
-      EventRow{wrap("message_delete"), C::messageDeleted},
-      EventRow{wrap("room_accessibility", R"(,"accessibility":"anyone with the link")"),
-               C::roomAccessibility},
-      EventRow{wrap("room_call_summary",
-                    R"(,"status":"missed","caller":)" + u1 + R"(,"participants":[)" + u2 + "]"),
-               C::roomCallSummary},
-      EventRow{wrap("room_created", R"(,"added":[)" + u1 +
-                                        R"(],"invited":[],"visibility":"mutual_basic",)"
-                                        R"("accessibility":"mutual_basic","title":"Lobby")"),
-               C::roomCreated},
-      EventRow{wrap("room_request"), C::roomRequestedToJoin},
-      EventRow{wrap("room_request_accepted", R"(,"recipients":[)" + u1 + "]"),
-               C::roomRequestToJoinAccepted},
-      EventRow{wrap("room_request_created",
-                    R"(,"request":{"_id":"r1","room":"room1","type":"room_request","user":"u1",)"
-                    R"("__v":0,"appId":"app","createdAt":700000123.25,"isInvite":false,)"
-                    R"("state":"pending","updatedAt":700000180.5,)"
-                    R"("metadata":{"previouslyAcceptedCount":2}})"),
-               C::roomRequestToGoLive},
-      EventRow{wrap("room_tags", R"(,"tags":["a","b"])"), C::roomTags},
-      EventRow{wrap("room_title", R"(,"title":"New","previously":{"title":"Old"})"), C::roomTitle},
-      EventRow{wrap("room_topic", R"(,"topic":"Talk")"), C::roomTopic},
-      EventRow{wrap("room_visibility", R"(,"visibility":"secret")"), C::roomVisibility},
-      EventRow{wrap("user_present", R"(,"mediaType":"video","media":{"id":"m1","type":"text",)"
-                                    R"("body":{"text":"hi","mentions":[]}})"),
-               C::userPresent},
-  };
-}
-
-class FullEvents : public testing::TestWithParam<EventRow> {};
-
-TEST_P(FullEvents, SelectTheirCase) {
-  const auto outcome = test::decodeCapturing<InfoBody>(GetParam().json);
-  ASSERT_TRUE(outcome.value) << outcome.summary();
-  EXPECT_EQ(outcome.value->infoCase(), GetParam().expectedCase);
-}
-
-TEST_P(FullEvents, WriteBackEveryKeyInOrder) {
-  EXPECT_EQ(test::writtenBack<InfoBody>(GetParam().json), GetParam().json);
-}
-
-TEST_P(FullEvents, DecodeWhatTheyWriteToAnEqualEvent) {
-  const auto first = test::decodeCapturing<InfoBody>(GetParam().json);
-  ASSERT_TRUE(first.value) << first.summary();
-  const auto second = test::decodeCapturing<InfoBody>(JSONEncoder().encode(*first.value));
-  ASSERT_TRUE(second.value) << second.summary();
-  EXPECT_EQ(*second.value, *first.value);
-}
-
-TEST_P(FullEvents, ThroughBodyHoldTheSameEvent) {
-  const auto direct = test::decodeCapturing<InfoBody>(GetParam().json);
-  const auto body = test::decodeInfoAsBody(GetParam().json);
-  ASSERT_TRUE(direct.value && body.value) << body.summary();
-  ASSERT_NE(body.value->get<InfoBody>(), nullptr);
-  EXPECT_EQ(*body.value->get<InfoBody>(), *direct.value);
-}
-
-INSTANTIATE_TEST_SUITE_P(OnePerCase, FullEvents, testing::ValuesIn(fullEvents()));
-
 // A record's "type" is read from the key that selected it, so it equals the kind.
 class KindOnlyEvents : public testing::TestWithParam<InfoType> {};
 
@@ -149,16 +71,12 @@ void PrintTo(const KindFailureRow& row, std::ostream* out) { *out << row.json; }
 
 class UnreadableKinds : public testing::TestWithParam<KindFailureRow> {};
 
-TEST_P(UnreadableKinds, FailWithoutALine) {
+TEST_P(UnreadableKinds, FailWithoutALineOfTheirOwnButBodysLineThroughBody) {
   const auto outcome = test::decodeCapturing<InfoBody>(GetParam().json);
   EXPECT_EQ(outcome.summary(), GetParam().expectedError);
   EXPECT_EQ(outcome.captured.out, "");
-}
-
-TEST_P(UnreadableKinds, ThroughBodyWriteOnlyBodysLine) {
-  const auto outcome = test::decodeInfoAsBody(GetParam().json);
-  ASSERT_TRUE(outcome.error());
-  EXPECT_EQ(outcome.captured.out, std::string(test::kBodyLine) + outcome.errorText() + "\n");
+  const auto body = test::decodeInfoAsBody(GetParam().json);
+  EXPECT_EQ(body.captured.out, std::string(test::kBodyLine) + body.errorText() + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -167,11 +85,8 @@ INSTANTIATE_TEST_SUITE_P(
                     KindFailureRow{R"({"type":null})", "valueNotFound at type"},
                     KindFailureRow{R"({"type":7})", "typeMismatch at type"},
                     KindFailureRow{R"({"type":"addedd"})", "dataCorrupted at type"},
-                    KindFailureRow{R"({"type":"Added"})", "dataCorrupted at type"},
-                    KindFailureRow{R"({"type":"room-title"})", "dataCorrupted at type"},
                     KindFailureRow{R"({"type":""})", "dataCorrupted at type"},
                     KindFailureRow{R"(["added"])", "typeMismatch"},
-                    KindFailureRow{R"("added")", "typeMismatch"},
                     KindFailureRow{R"(null)", "valueNotFound"}));
 
 // ---- a record fails: its line first, then its own error ----
@@ -185,17 +100,7 @@ void PrintTo(const RecordFailureRow& row, std::ostream* out) { *out << row.json;
 
 class FailingRecords : public testing::TestWithParam<RecordFailureRow> {};
 
-TEST_P(FailingRecords, FailWithTheRecordsError) {
-  EXPECT_EQ(test::writtenBack<InfoBody>(GetParam().json), GetParam().expectedError);
-}
-
-TEST_P(FailingRecords, WriteExactlyTheInfoLine) {
-  const auto outcome = test::decodeCapturing<InfoBody>(GetParam().json);
-  ASSERT_TRUE(outcome.error());
-  EXPECT_EQ(outcome.captured.out, std::string(test::kInfoLine) + outcome.errorText() + "\n");
-}
-
-TEST_P(FailingRecords, ThroughBodyWriteTheInfoLineThenBodysLine) {
+TEST_P(FailingRecords, FailWithTheRecordsErrorAfterTheInfoLineThenBodysLine) {
   const auto outcome = test::decodeInfoAsBody(GetParam().json);
   ASSERT_TRUE(outcome.error());
   EXPECT_EQ(outcome.summary(), GetParam().expectedError);
@@ -284,60 +189,32 @@ TEST(WrittenEvents, ReadBackByTheirWrittenTypeNotTheirCase) {
 
 // ---- equality and the hash ----
 
-struct EqualityRow {
-  std::string_view name;
-  InfoBody a;
-  InfoBody b;
-  bool equal;
-};
-
-void PrintTo(const EqualityRow& row, std::ostream* out) { *out << row.name; }
-
-std::vector<EqualityRow> equalityRows() {
-  const auto user = [](std::string id) {
-    return ChatMessageUser(std::move(id), "ada", "Ada", "Lovelace", std::nullopt, std::nullopt, 1,
-                           2);
+TEST(EventEquality, FollowsCaseRecordPresenceAndCanonicalTextAndHashesAgree) {
+  const std::string u1 = userJson("u1"), u2 = userJson("u2");
+  struct Row {
+    std::string_view name;
+    std::string first, second;  // owned: the shared check reads views of them
+    bool equal;
   };
-  const std::vector<ChatMessageUser> forward{user("u1"), user("u2")};
-  const std::vector<ChatMessageUser> backward{user("u2"), user("u1")};
-  return {
-      {"membership events of different cases", InfoBody(AddedInfoBody(std::nullopt, forward)),
-       InfoBody(BannedInfoBody(std::nullopt, forward)), false},
-      {"kind-only events of different cases", InfoBody(MessageDeletedInfoBody(std::nullopt)),
-       InfoBody(RoomRequestInfoBody(std::nullopt)), false},
-      {"recipients in another order", InfoBody(JoinedInfoBody(std::nullopt, forward)),
-       InfoBody(JoinedInfoBody(std::nullopt, backward)), false},
-      {"absent and empty recipients", InfoBody(JoinedInfoBody(InfoType::joined, std::nullopt)),
-       InfoBody(JoinedInfoBody(InfoType::joined, std::vector<ChatMessageUser>{})), false},
-      {"records whose type differs", InfoBody(JoinedInfoBody(InfoType::joined, std::nullopt)),
-       InfoBody(JoinedInfoBody(InfoType::added, std::nullopt)), false},
-      {"absent and empty previous title",
-       InfoBody(RoomTitleInfoBody(std::nullopt, "New", std::nullopt)),
-       InfoBody(
-           RoomTitleInfoBody(std::nullopt, "New", RoomTitleInfoBody::Previously(std::nullopt))),
-       false},
-      {"two history-cleared events", InfoBody(RoomHistoryClearedInfoBody()),
-       InfoBody(RoomHistoryClearedInfoBody()), true},
-      {"canonically equivalent titles",
-       InfoBody(RoomTitleInfoBody(InfoType::roomTitle, "Caf\u00e9", std::nullopt)),
-       InfoBody(RoomTitleInfoBody(InfoType::roomTitle, "Cafe\u0301", std::nullopt)), true},
-      {"equivalent topics beside an equal kind",
-       InfoBody(RoomTopicInfoBody(InfoType::roomTopic, "\u00c5")),
-       InfoBody(RoomTopicInfoBody(InfoType::roomTopic, "A\u030a")), true},
+  const std::vector<Row> rows{
+      {"membership events of different cases", wrap("added"), wrap("banned"), false},
+      {"kind-only events of different cases", wrap("message_delete"), wrap("room_request"), false},
+      {"recipients in another order", wrap("joined", R"(,"recipients":[)" + u1 + "," + u2 + "]"),
+       wrap("joined", R"(,"recipients":[)" + u2 + "," + u1 + "]"), false},
+      {"absent and empty recipients", wrap("joined"), wrap("joined", R"(,"recipients":[])"), false},
+      {"absent and empty previous title", wrap("room_title", R"(,"title":"New")"),
+       wrap("room_title", R"(,"title":"New","previously":{})"), false},
+      {"canonically equivalent titles", wrap("room_title", R"(,"title":"Caf\u00e9")"),
+       wrap("room_title", R"(,"title":"Cafe\u0301")"), true},
   };
-}
-
-class EventEquality : public testing::TestWithParam<EqualityRow> {};
-
-TEST_P(EventEquality, FollowsCaseAndRecord) {
-  const EqualityRow& row = GetParam();
-  EXPECT_EQ(row.a == row.b, row.equal) << row.name;
-  if (row.equal) {
-    EXPECT_EQ(row.a.hashValue(), row.b.hashValue()) << row.name;
+  for (const auto& row : rows) {
+    test::expectEquality<InfoBody>({row.name, row.first, row.second, row.equal});
   }
+  // Records whose own type differs, and two history-cleared events (no fields at all).
+  EXPECT_NE(InfoBody(JoinedInfoBody(InfoType::joined, std::nullopt)),
+            InfoBody(JoinedInfoBody(InfoType::added, std::nullopt)));
+  EXPECT_EQ(InfoBody(RoomHistoryClearedInfoBody()), InfoBody(RoomHistoryClearedInfoBody()));
 }
-
-INSTANTIATE_TEST_SUITE_P(Pairs, EventEquality, testing::ValuesIn(equalityRows()));
 
 using test::byte;
 using test::HashCall;
@@ -392,14 +269,10 @@ std::vector<HashRow> hashRows() {
 
 class EventHashInput : public testing::TestWithParam<HashRow> {};
 
-TEST_P(EventHashInput, IsThePositionThenTheRecord) {
+TEST_P(EventHashInput, IsThePositionThenTheRecordAndThroughBodyFollowsBodysPosition) {
   EXPECT_EQ(hashInputOf(GetParam().event), GetParam().expected) << GetParam().name;
-}
-
-TEST_P(EventHashInput, IsTheSameThroughBodyAfterBodysPosition) {
   std::vector<HashCall> expected{word64(position(BodyType::info))};
-  const auto event = hashInputOf(GetParam().event);
-  expected.insert(expected.end(), event.begin(), event.end());
+  expected.insert(expected.end(), GetParam().expected.begin(), GetParam().expected.end());
   EXPECT_EQ(hashInputOf(Body(GetParam().event)), expected) << GetParam().name;
 }
 

@@ -67,20 +67,13 @@ TEST_P(RejectedKindWords, FailWithTheirErrorKind) {
   EXPECT_EQ(test::writtenBack<InfoType>(GetParam().json), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(NearMissesAndOtherValues, RejectedKindWords,
-                         testing::Values(RejectedRow{R"("addedd")", "dataCorrupted"},
-                                         RejectedRow{R"("Added")", "dataCorrupted"},
-                                         RejectedRow{R"("room-title")", "dataCorrupted"},
-                                         RejectedRow{R"("room_titlE")", "dataCorrupted"},
-                                         RejectedRow{R"(" added")", "dataCorrupted"},
-                                         RejectedRow{R"("")", "dataCorrupted"},
-                                         RejectedRow{R"("message_deleted")", "dataCorrupted"},
+// Misspellings of the other kinds are covered with the event union; these are near misses of
+// the renamed kinds.
+INSTANTIATE_TEST_SUITE_P(NearMisses, RejectedKindWords,
+                         testing::Values(RejectedRow{R"("message_deleted")", "dataCorrupted"},
                                          RejectedRow{R"("messageDeleted")", "dataCorrupted"},
                                          RejectedRow{R"("room_request_to_go_live")",
-                                                     "dataCorrupted"},
-                                         RejectedRow{R"(5)", "typeMismatch"},
-                                         RejectedRow{R"(["added"])", "typeMismatch"},
-                                         RejectedRow{R"(null)", "valueNotFound"}));
+                                                     "dataCorrupted"}));
 
 // Each setting word and how it decodes as an accessibility and as a visibility.
 struct SettingRow {
@@ -117,9 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SettingRow{"everyone", std::nullopt, RoomVisibility::everyone},
                     SettingRow{"secret", std::nullopt, RoomVisibility::secret},
                     SettingRow{"Mutual_basic", std::nullopt, std::nullopt},
-                    SettingRow{"mutual-basic", std::nullopt, std::nullopt},
                     SettingRow{"mutualBasic", std::nullopt, std::nullopt},
-                    SettingRow{"Open", std::nullopt, std::nullopt},
                     SettingRow{"", std::nullopt, std::nullopt}));
 
 TEST(RoomSettingWords, RejectNullAndNonStringsWithTheirOwnKinds) {

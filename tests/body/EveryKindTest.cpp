@@ -1,0 +1,227 @@
+// Every body kind and every event kind through Body, as an envelope decodes it: what is written
+// back (every key, in key order), that the written text decodes to an equal body with an equal
+// hash, how a failing payload fails (kind, path and Body's one diagnostic line), and the tool.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "body/info/InfoTestSupport.hpp"
+#include "support/Capture.hpp"
+#include "support/CodingOutcome.hpp"
+#include "support/ToolRun.hpp"
+#include "tovanel/chat.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+using test::decodeBody;
+using test::encodeJson;
+
+struct KindRow {
+  BodyType kind;
+  std::string sent;
+  std::string written;  // empty: written back exactly as sent
+  const std::string& expected() const { return written.empty() ? sent : written; }
+};
+void PrintTo(const KindRow& row, std::ostream* out) {
+  *out << rawValue(row.kind) << " " << row.sent;
+}
+
+std::string event(std::string_view kind, std::string_view rest = {}) {
+  return R"({"type":")" + std::string(kind) + "\"" + std::string(rest) + "}";
+}
+
+std::vector<KindRow> kindRows() {
+  using B = BodyType;
+  const std::string u1 = test::userJson("u1"), u2 = test::userJson("u2");
+  return {
+      {B::action, R"({"x":1})", "{}"},
+      {B::vimeo, "{}", ""},
+      {B::text, R"({"mentions":[{"rangeEnd":3,"rangeStart":0,"userId":"u1"}],"text":"caf\u00e9"})",
+       "{\"text\":\"caf\xC3\xA9\",\"mentions\":[{\"userId\":\"u1\",\"rangeStart\":0,\"rangeEnd\":3}"
+       "]}"},
+      {B::images, R"({"images":[{"width":2,"height":1,"url":"w"},{}],"caption":"x"})",
+       R"({"images":[{"width":2,"height":1,"url":"w"},{}]})"},
+      {B::video, R"({"thumbnail":{},"video":{"duration":30,"width":1280}})",
+       R"({"video":{"width":1280,"duration":30},"thumbnail":{}})"},
+      {B::video, R"({"video":null})", "{}"},
+      {B::youtube, R"({"viewCount":"7","duration":"PT4M13S","title":5,"id":"x"})",
+       R"({"id":"x","duration":253,"viewCount":"7"})"},
+      {B::location,
+       R"({"text":"here","originalUrl":"https://maps.example/1","name":"Square",)"
+       R"("description":"A square","location":{"long":-0.1,"lat":51.5},)"
+       R"("image":{"width":2,"height":1,"url":"i","optimizedUrl":"o"}})",
+       ""},
+      {B::url,
+       R"({"text":"see","originalUrl":"http://ex.am/ple","url":"https://example.com/ple",)"
+       R"("title":"Example","description":"Page","image":{"width":640},"favicon":{}})",
+       ""},
+      {B::soundcloud,
+       R"({"favorites":5000000000,"title":"Track","image":{"url":"c"},"duration":215.5,)"
+       R"("streamUrl":"s","username":"dj","plays":9007199254740993,"type":"track","url":"u",)"
+       R"("originalUrl":"o"})",
+       ""},
+      {B::twitch,
+       R"({"gameId":"509658","game":"Chess","channelId":"1","image":{},"type":"live",)"
+       R"("views":4294967296,"name":"chan"})",
+       ""},
+      {B::hls,
+       R"({"description":"About","type":"movie","provider":"p","originalUrl":"o","url":"u",)"
+       R"("image":{"height":9},"title":"T","duration":5400,"tags":["a","b"],)"
+       R"("meta":{"imdbId":"tt1","imdbRating":"7.9","ratings":[{"source":"s","value":"v"}],)"
+       R"("audience":"PG","year":"1999"},"trailers":[{"duration":90}],)"
+       R"("streamUrls":[{"type":"hls","url":"h"}],"geoRestricted":{"allowed":["DE"],"disallowed":[]}})",
+       ""},
+      // One event of every kind but the history-cleared one (it writes no type).
+      {B::info, event("added", R"(,"recipients":[)" + u1 + "," + u2 + "]"), ""},
+      {B::info, event("banned", R"(,"recipients":[)" + u1 + "]"), ""},
+      {B::info, event("invited", R"(,"recipients":[])"), ""},
+      {B::info, event("joined"), ""},
+      {B::info, event("message_delete"), ""},
+      {B::info, event("room_accessibility", R"(,"accessibility":"anyone with the link")"), ""},
+      {B::info,
+       event("room_call_summary",
+             R"(,"status":"missed","caller":)" + u1 + R"(,"participants":[)" + u2 + "]"),
+       ""},
+      {B::info,
+       event("room_created", R"(,"added":[)" + u1 +
+                                 R"(],"invited":[],"visibility":"mutual_basic",)"
+                                 R"("accessibility":"mutual_basic","title":"Lobby")"),
+       ""},
+      {B::info, event("room_request"), ""},
+      {B::info, event("room_request_accepted", R"(,"recipients":[)" + u1 + "]"), ""},
+      {B::info,
+       event("room_request_created",
+             R"(,"request":{"_id":"r1","room":"room1","type":"room_request","user":"u1",)"
+             R"("__v":0,"appId":"app","createdAt":700000123.25,"isInvite":false,)"
+             R"("state":"pending","updatedAt":700000180.5,)"
+             R"("metadata":{"previouslyAcceptedCount":2}})"),
+       ""},
+      {B::info, event("room_tags", R"(,"tags":["a","b"])"), ""},
+      {B::info, event("room_title", R"(,"title":"New","previously":{"title":"Old"})"), ""},
+      {B::info, event("room_topic", R"(,"topic":"Talk")"), ""},
+      {B::info, event("room_visibility", R"(,"visibility":"secret")"), ""},
+      {B::info,
+       event("user_present", R"(,"mediaType":"video","media":{"id":"m1","type":"text",)"
+                             R"("body":{"text":"hi","mentions":[]}})"),
+       ""},
+  };
+}
+
+class EveryKind : public testing::TestWithParam<KindRow> {};
+
+TEST_P(EveryKind, WritesBackEveryKeyInKeyOrder) {
+  const Body body = decodeBody(GetParam().kind, GetParam().sent);
+  EXPECT_EQ(body.bodyType(), GetParam().kind);
+  EXPECT_EQ(encodeJson(body), GetParam().expected());
+}
+
+TEST_P(EveryKind, DecodesWhatItWritesToAnEqualBodyWithAnEqualHash) {
+  const Body body = decodeBody(GetParam().kind, GetParam().sent);
+  const Body again = decodeBody(GetParam().kind, encodeJson(body));
+  EXPECT_EQ(again, body);
+  EXPECT_EQ(again.hashValue(), body.hashValue());
+}
+
+TEST_P(EveryKind, TheToolWritesItBack) {
+  const auto run =
+      test::runTool("body --type " + std::string(rawValue(GetParam().kind)), GetParam().sent);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, GetParam().expected() + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Bodies, EveryKind, testing::ValuesIn(kindRows()));
+
+// A payload that fails: the error of the payload, and Body's line written once before it passes.
+struct FailureRow {
+  BodyType kind;
+  std::string_view json;
+  std::string_view outcome;
+};
+void PrintTo(const FailureRow& row, std::ostream* out) {
+  *out << rawValue(row.kind) << " " << row.json;
+}
+
+class FailingPayload : public testing::TestWithParam<FailureRow> {};
+
+TEST_P(FailingPayload, FailsWithItsKindAndPathAfterBodysLine) {
+  const auto captured = test::captureStdout([&] { decodeBody(GetParam().kind, GetParam().json); });
+  const auto error = test::errorAs<DecodingError>(captured.error);
+  ASSERT_TRUE(error) << captured.out;
+  EXPECT_EQ(test::describeFailure(*error), GetParam().outcome);
+  EXPECT_EQ(captured.out, std::string(test::kBodyLine) + error->what() + "\n");
+}
+
+using B = BodyType;
+INSTANTIATE_TEST_SUITE_P(
+    Payloads, FailingPayload,
+    testing::Values(FailureRow{B::text, R"({"mentions":[]})", "keyNotFound at text"},
+                    FailureRow{B::text, R"({"text":"a","mentions":[{},{"rangeStart":"3"}]})",
+                               "typeMismatch at mentions[1].rangeStart"},
+                    FailureRow{B::images, "{}", "keyNotFound at images"},
+                    FailureRow{B::images, R"({"Images":[]})", "keyNotFound at images"},
+                    FailureRow{B::images, R"({"images":null})", "valueNotFound at images"},
+                    FailureRow{B::images, R"({"images":{"width":1}})", "typeMismatch at images"},
+                    FailureRow{B::images, R"({"images":[{},{"width":"2"}]})",
+                               "typeMismatch at images[1].width"},
+                    FailureRow{B::images, R"({"images":[{},null]})", "valueNotFound at images[1]"},
+                    FailureRow{B::images, "[]", "typeMismatch"},
+                    FailureRow{B::video, R"({"video":{"duration":"PT30S"}})",
+                               "typeMismatch at video.duration"},
+                    FailureRow{B::video, R"({"video":{"duration":"30"},"thumbnail":[]})",
+                               "typeMismatch at video.duration"},
+                    FailureRow{B::video, R"({"video":"v.mp4"})", "typeMismatch at video"},
+                    FailureRow{B::video, R"({"video":{},"thumbnail":{"width":"1"}})",
+                               "typeMismatch at thumbnail.width"},
+                    FailureRow{B::video, "null", "valueNotFound"},
+                    FailureRow{B::youtube, "[]", "typeMismatch"},
+                    FailureRow{B::youtube, "null", "valueNotFound"}));
+
+// Equal payloads make equal bodies only under the same kind; presence and order take part.
+struct PairRow {
+  std::string_view name;
+  BodyType firstKind;
+  std::string_view first;
+  BodyType secondKind;
+  std::string_view second;
+  bool equal;
+};
+void PrintTo(const PairRow& row, std::ostream* out) { *out << row.name; }
+
+class BodyPairs : public testing::TestWithParam<PairRow> {};
+
+TEST_P(BodyPairs, CompareAsTheRowSaysAndEqualOnesHashAlike) {
+  const auto& row = GetParam();
+  const Body a = decodeBody(row.firstKind, row.first), b = decodeBody(row.secondKind, row.second);
+  EXPECT_EQ(a == b, row.equal);
+  if (row.equal) {
+    EXPECT_EQ(a.hashValue(), b.hashValue());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pairs, BodyPairs,
+    testing::Values(
+        PairRow{"EmptyTwitchIsNotEmptyHls", B::twitch, "{}", B::hls, "{}", false},
+        PairRow{"ActionIsNotApp", B::action, "{}", B::app, "{}", false},
+        PairRow{"TextIsNotVimeo", B::text, R"({"text":""})", B::vimeo, "{}", false},
+        PairRow{"TextComparesItsPayload", B::text, R"({"text":"a"})", B::text, R"({"text":"b"})",
+                false},
+        PairRow{"ImagesInOtherOrder", B::images, R"({"images":[{"width":1},{}]})", B::images,
+                R"({"images":[{},{"width":1}]})", false},
+        PairRow{"NoImagesIsNotOneEmptyImage", B::images, R"({"images":[]})", B::images,
+                R"({"images":[{}]})", false},
+        PairRow{"EmptyClipIsNotNoClip", B::video, R"({"video":{}})", B::video, "{}", false},
+        PairRow{"EmptyThumbnailIsNotNoThumbnail", B::video, R"({"thumbnail":{}})", B::video, "{}",
+                false},
+        PairRow{"DurationsOfBothZeros", B::video, R"({"video":{"duration":0}})", B::video,
+                R"({"video":{"duration":-0.0}})", true},
+        PairRow{"EquivalentImageLinks", B::images, R"({"images":[{"url":"caf\u00e9"}]})", B::images,
+                R"({"images":[{"url":"cafe\u0301"}]})", true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tovanel::chat
