@@ -74,7 +74,8 @@ std::uint32_t load32(const char* p) noexcept {
 
 // Equal bytes, compared inline: keys are short, and a call to memcmp costs more than they do.
 // Reads only inside both ranges (overlapping words cover the tails).
-bool sameBytes(const char* a, const char* b, std::size_t size) noexcept {
+[[gnu::always_inline]] inline bool sameBytes(const char* a, const char* b,
+                                             std::size_t size) noexcept {
   if (size >= 8) {
     for (std::size_t i = 0; i + 8 < size; i += 8) {
       if (load64(a + i) != load64(b + i)) return false;
@@ -437,10 +438,18 @@ std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const 
     }
     return scan(key);  // a key the table does not list
   }
-  // A key whose filter bit is clear is none of the object's: absent keys cost no comparison.
+  if (entries_ == 0) return std::nullopt;
+  // Keys are usually read in member order: the entry past the last one found comes first.
+  if (i >= entries_) i = 0;
+  if (keyIs(keys_[i], key)) {
+    hint_ = i + 1;
+    return member(keys_[i], key);
+  }
+  // A key whose filter bit is clear is none of the object's: absent keys cost no more comparison.
   const unsigned bit = filterBit(key);
   if ((filter_[bit >> 6] & (std::uint64_t{1} << (bit & 63))) == 0) return std::nullopt;
-  for (std::uint32_t step = 0; step < entries_; ++step, ++i) {
+  ++i;
+  for (std::uint32_t step = 1; step < entries_; ++step, ++i) {
     if (i >= entries_) i = 0;
     if (keyIs(keys_[i], key)) {
       hint_ = i + 1;
