@@ -17,6 +17,7 @@
 #include "tovanel/chat/body/content/URLBody.hpp"
 #include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/body/content/YoutubeBody.hpp"
+#include "tovanel/chat/body/info/InfoBody.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -83,7 +84,7 @@ constexpr std::array<PayloadOps, 15> kPayloadOps{
     kNoPayload,                // hint
     opsFor<HLSBody>(),         // hls
     opsFor<ImagesBody>(),      // images
-    kUnavailable,              // info
+    opsFor<InfoBody>(),        // info
     opsFor<LocationBody>(),    // location
     opsFor<SoundCloudBody>(),  // soundcloud
     opsFor<TextBody>(),        // text

@@ -1,53 +1,19 @@
 // The tool's duration command and its youtube bodies, run as a user would run them.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <string>
 #include <tuple>
 #include <utility>
 
+#include "support/ToolRun.hpp"
+
 namespace {
 
-struct ToolRun {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string quoted(const std::string& argument) {
-  std::string text = "'";
-  for (const char c : argument) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return text + "'";
-}
-
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-/// Runs the tool with `arguments` (each quoted for the shell) and `input` on standard input.
-ToolRun runTool(const std::string& arguments, const std::string& input = "") {
-  static int runs = 0;
-  const auto base = std::filesystem::temp_directory_path() /
-                    ("tovanel-duration-" + std::to_string(getpid()) + "-" + std::to_string(++runs));
-  const auto in = base.string() + ".in";
-  const auto out = base.string() + ".out";
-  const auto err = base.string() + ".err";
-  std::ofstream(in, std::ios::binary) << input;
-  const std::string command = quoted(TOVANEL_CHAT_TOOL) + " " + arguments + " <" + quoted(in) +
-                              " >" + quoted(out) + " 2>" + quoted(err);
-  const int status = std::system(command.c_str());
-  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-  std::filesystem::remove(in), std::filesystem::remove(out), std::filesystem::remove(err);
-  return run;
-}
+using tovanel::chat::test::quoted;
+using tovanel::chat::test::runTool;
+using tovanel::chat::test::ToolRun;
 
 struct DurationCommandCase {
   std::string text;

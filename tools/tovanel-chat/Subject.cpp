@@ -22,4 +22,12 @@ Subject userSubject() {
   };
 }
 
+Subject infoSubject() {
+  return [](std::string_view json) {
+    JSONDecoder decoder;
+    prepareForBodyDecoding(decoder);  // a presence event's media body is decoded through the box
+    return DecodedValue(decoder.decode<InfoBody>(json));
+  };
+}
+
 }  // namespace tovanel::chat::tool

@@ -53,4 +53,8 @@ Subject bodySubject(const std::string& kindWord);
 /// The subject of `user` and `equal --user`: a ChatMessageUser.
 Subject userSubject();
 
+/// The subject of `info` and `equal --info`: one system event, decoded directly with a decoder
+/// prepared for body decoding whose box is empty.
+Subject infoSubject();
+
 }  // namespace tovanel::chat::tool

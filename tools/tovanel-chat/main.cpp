@@ -1,9 +1,11 @@
 // tovanel-chat: decodes and re-encodes chat values from the command line.
 //   tovanel-chat body --type KIND [FILE]
 //   tovanel-chat user [FILE]
-//   tovanel-chat equal (--type KIND | --user) FILE1 FILE2
+//   tovanel-chat info [FILE]
+//   tovanel-chat equal (--type KIND | --user | --info) FILE1 FILE2
 //   tovanel-chat duration TEXT
 //   tovanel-chat check [FILE]
+//   tovanel-chat room [FILE]
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode, 2 usage error.
 
@@ -15,6 +17,7 @@
 #include "Check.hpp"
 #include "Input.hpp"
 #include "Subject.hpp"
+#include "Transcript.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/duration/DurationConversion.hpp"
@@ -84,14 +87,20 @@ int main(int argc, char** argv) {
   auto* user = app.add_subcommand("user", "decode one user and print it re-encoded");
   user->add_option("FILE", userFile, "the JSON input; standard input when absent or -");
 
+  std::string infoFile = "-";
+  auto* info = app.add_subcommand("info", "decode one system event and print it re-encoded");
+  info->add_option("FILE", infoFile, "the JSON input; standard input when absent or -");
+
   std::string equalKind;
   bool equalUsers = false;
+  bool equalInfos = false;
   std::string first;
   std::string second;
   auto* equal = app.add_subcommand("equal", "compare two values and their hashes");
   auto* subjects = equal->add_option_group("subject", "what both files hold");
   subjects->add_option("--type", equalKind, "bodies of KIND");
   subjects->add_flag("--user", equalUsers, "users");
+  subjects->add_flag("--info", equalInfos, "system events");
   subjects->require_option(1);
   equal->add_option("FILE1", first, "the first JSON input")->required();
   equal->add_option("FILE2", second, "the second JSON input")->required();
@@ -99,6 +108,10 @@ int main(int argc, char** argv) {
   std::string checkFile = "-";
   auto* check = app.add_subcommand("check", "decode every message of a room export");
   check->add_option("FILE", checkFile, "a JSON array or newline-delimited envelopes; - for stdin");
+
+  std::string roomFile = "-";
+  auto* room = app.add_subcommand("room", "render a room export as a transcript");
+  room->add_option("FILE", roomFile, "a JSON array or newline-delimited envelopes; - for stdin");
 
   std::string durationText;
   auto* duration = app.add_subcommand(
@@ -116,9 +129,13 @@ int main(int argc, char** argv) {
   try {
     if (body->parsed()) return runBody(tool::bodySubject(kind), file);
     if (user->parsed()) return runBody(tool::userSubject(), userFile);
+    if (info->parsed()) return runBody(tool::infoSubject(), infoFile);
     if (duration->parsed()) return runDuration(durationText);
     if (check->parsed()) return tool::runCheck(checkFile);
-    const auto subject = equalUsers ? tool::userSubject() : tool::bodySubject(equalKind);
+    if (room->parsed()) return tool::runRoom(roomFile);
+    const auto subject = equalUsers   ? tool::userSubject()
+                         : equalInfos ? tool::infoSubject()
+                                      : tool::bodySubject(equalKind);
     return runEqual(subject, first, second);
   } catch (const tool::UsageError& error) {
     std::fprintf(stderr, "error: %s\n", error.what());

@@ -1,0 +1,41 @@
+#pragma once
+// A call in a room ended: its status as the service words it, who called and who took part.
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+#include "tovanel/chat/message/ChatMessageUser.hpp"
+
+namespace tovanel::chat {
+
+struct RoomCallSummaryInfoBody : coding::Record<RoomCallSummaryInfoBody> {
+  std::optional<InfoType> type;
+  std::optional<std::string> status;  ///< as received; no set of words is enforced
+  std::optional<ChatMessageUser> caller;
+  std::optional<std::vector<ChatMessageUser>> participants;
+
+  RoomCallSummaryInfoBody(std::optional<InfoType> type, std::optional<std::string> status,
+                          std::optional<ChatMessageUser> caller,
+                          std::optional<std::vector<ChatMessageUser>> participants)
+      : type(type),
+        status(std::move(status)),
+        caller(std::move(caller)),
+        participants(std::move(participants)) {}
+
+ private:
+  friend struct coding::Access;
+  RoomCallSummaryInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomCallSummaryInfoBody::type),
+                      coding::optionalKey("status", &RoomCallSummaryInfoBody::status),
+                      coding::optionalKey("caller", &RoomCallSummaryInfoBody::caller),
+                      coding::optionalKey("participants", &RoomCallSummaryInfoBody::participants)};
+  }
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,52 @@
+#pragma once
+// A room was created: its first members, the users invited to it and its initial settings.
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/body/info/RoomAccessibility.hpp"
+#include "tovanel/chat/body/info/RoomVisibility.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+#include "tovanel/chat/message/ChatMessageUser.hpp"
+
+namespace tovanel::chat {
+
+struct RoomCreatedInfoBody : coding::Record<RoomCreatedInfoBody> {
+  std::optional<InfoType> type;
+  std::optional<std::vector<ChatMessageUser>> added;
+  std::optional<std::vector<ChatMessageUser>> invited;
+  std::optional<RoomVisibility> visibility;
+  std::optional<RoomAccessibility> accessibility;
+  std::optional<std::string> title;
+
+  RoomCreatedInfoBody(std::optional<InfoType> type,
+                      std::optional<std::vector<ChatMessageUser>> added,
+                      std::optional<std::vector<ChatMessageUser>> invited,
+                      std::optional<RoomVisibility> visibility,
+                      std::optional<RoomAccessibility> accessibility,
+                      std::optional<std::string> title)
+      : type(type),
+        added(std::move(added)),
+        invited(std::move(invited)),
+        visibility(visibility),
+        accessibility(accessibility),
+        title(std::move(title)) {}
+
+ private:
+  friend struct coding::Access;
+  RoomCreatedInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomCreatedInfoBody::type),
+                      coding::optionalKey("added", &RoomCreatedInfoBody::added),
+                      coding::optionalKey("invited", &RoomCreatedInfoBody::invited),
+                      coding::optionalKey("visibility", &RoomCreatedInfoBody::visibility),
+                      coding::optionalKey("accessibility", &RoomCreatedInfoBody::accessibility),
+                      coding::optionalKey("title", &RoomCreatedInfoBody::title)};
+  }
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,32 @@
+#pragma once
+// A room's tags changed: the new list of tags.
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct RoomTagsInfoBody : coding::Record<RoomTagsInfoBody> {
+  std::optional<InfoType> type;
+  /// Absent and empty are different values.
+  std::optional<std::vector<std::string>> tags;
+
+  RoomTagsInfoBody(std::optional<InfoType> type, std::optional<std::vector<std::string>> tags)
+      : type(type), tags(std::move(tags)) {}
+
+ private:
+  friend struct coding::Access;
+  RoomTagsInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomTagsInfoBody::type),
+                      coding::optionalKey("tags", &RoomTagsInfoBody::tags)};
+  }
+};
+
+}  // namespace tovanel::chat

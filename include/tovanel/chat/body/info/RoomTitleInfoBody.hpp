@@ -1,0 +1,47 @@
+#pragma once
+// A room's title changed: the new title and, nested, the title before the change.
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
+  /// The title before the change. A Previously without a title differs from no Previously.
+  struct Previously : coding::Record<Previously> {
+    std::optional<std::string> title;
+
+    explicit Previously(std::optional<std::string> title) : title(std::move(title)) {}
+
+   private:
+    friend struct coding::Access;
+    Previously() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::optionalKey("title", &Previously::title)};
+    }
+  };
+
+  std::optional<InfoType> type;
+  std::optional<std::string> title;  ///< the new title
+  std::optional<Previously> previously;
+
+  RoomTitleInfoBody(std::optional<InfoType> type, std::optional<std::string> title,
+                    std::optional<Previously> previously)
+      : type(type), title(std::move(title)), previously(std::move(previously)) {}
+
+ private:
+  friend struct coding::Access;
+  RoomTitleInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomTitleInfoBody::type),
+                      coding::optionalKey("title", &RoomTitleInfoBody::title),
+                      coding::optionalKey("previously", &RoomTitleInfoBody::previously)};
+  }
+};
+
+}  // namespace tovanel::chat

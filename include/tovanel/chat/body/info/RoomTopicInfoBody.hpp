@@ -1,0 +1,30 @@
+#pragma once
+// A room's topic changed: the new topic.
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct RoomTopicInfoBody : coding::Record<RoomTopicInfoBody> {
+  std::optional<InfoType> type;
+  std::optional<std::string> topic;
+
+  RoomTopicInfoBody(std::optional<InfoType> type, std::optional<std::string> topic)
+      : type(type), topic(std::move(topic)) {}
+
+ private:
+  friend struct coding::Access;
+  RoomTopicInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomTopicInfoBody::type),
+                      coding::optionalKey("topic", &RoomTopicInfoBody::topic)};
+  }
+};
+
+}  // namespace tovanel::chat

@@ -1,0 +1,30 @@
+#pragma once
+// A room's visibility changed. Unlike the accessibility change, the new setting must be a
+// RoomVisibility word; any other word fails the event.
+
+#include <optional>
+#include <tuple>
+
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/body/info/RoomVisibility.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct RoomVisibilityInfoBody : coding::Record<RoomVisibilityInfoBody> {
+  std::optional<InfoType> type;
+  std::optional<RoomVisibility> visibility;
+
+  RoomVisibilityInfoBody(std::optional<InfoType> type, std::optional<RoomVisibility> visibility)
+      : type(type), visibility(visibility) {}
+
+ private:
+  friend struct coding::Access;
+  RoomVisibilityInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &RoomVisibilityInfoBody::type),
+                      coding::optionalKey("visibility", &RoomVisibilityInfoBody::visibility)};
+  }
+};
+
+}  // namespace tovanel::chat

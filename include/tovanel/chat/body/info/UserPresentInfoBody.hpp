@@ -1,0 +1,75 @@
+#pragma once
+// A user is present with a piece of media: the media's type as text and a media item holding a
+// complete message body. The media item is the one record inside the library that hands a body's
+// kind to Body's decoding through the body-type box, and it reads its parts tolerantly.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+#include "tovanel/chat/body/Body.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
+#include "tovanel/chat/body/info/InfoType.hpp"
+#include "tovanel/chat/coding/CodingKeys.hpp"
+#include "tovanel/chat/coding/Record.hpp"
+
+namespace tovanel::chat {
+
+struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
+  /// An identifier, a body kind and a body of that kind. A part that cannot be read is left
+  /// empty instead of failing the event; only a media value that is no object fails.
+  struct Media : coding::Record<Media> {
+    /// The public key set.
+    enum class CodingKeys : std::uint8_t { id, type, body };
+
+    std::optional<std::string> id;
+    std::optional<BodyType> type;
+    /// Written without its kind: the kind travels only in `type`.
+    std::optional<Body> body;
+
+    Media(std::optional<std::string> id, std::optional<BodyType> type, std::optional<Body> body)
+        : id(std::move(id)), type(type), body(std::move(body)) {}
+
+    /// Reads "id" and "type", writes the kind read (or its absence) into the decoder's body-type
+    /// box, then reads "body" by that kind. The box keeps that kind afterwards. Without a box the
+    /// body cannot be decoded and is left empty.
+    static bool decodeInto(const Decoder& decoder, Media& out);
+
+   private:
+    friend struct coding::Access;
+    Media() = default;
+    static constexpr auto codingFields() {
+      return std::tuple{coding::tolerantKey("id", &Media::id),
+                        coding::tolerantKey("type", &Media::type),
+                        coding::tolerantKey("body", &Media::body)};
+    }
+  };
+
+  std::optional<InfoType> type;
+  std::optional<std::string> mediaType;  ///< free text, not compared with the media's kind
+  std::optional<Media> media;
+
+  UserPresentInfoBody(std::optional<InfoType> type, std::optional<std::string> mediaType,
+                      std::optional<Media> media)
+      : type(type), mediaType(std::move(mediaType)), media(std::move(media)) {}
+
+ private:
+  friend struct coding::Access;
+  UserPresentInfoBody() = default;
+  static constexpr auto codingFields() {
+    return std::tuple{coding::optionalKey("type", &UserPresentInfoBody::type),
+                      coding::optionalKey("mediaType", &UserPresentInfoBody::mediaType),
+                      coding::optionalKey("media", &UserPresentInfoBody::media)};
+  }
+};
+
+template <>
+struct RawValues<UserPresentInfoBody::Media::CodingKeys> {
+  static constexpr std::string_view typeName = "UserPresentInfoBody.Media.CodingKeys";
+  static constexpr auto values = coding::keysOf<UserPresentInfoBody::Media>();
+};
+
+}  // namespace tovanel::chat
