@@ -30,7 +30,6 @@ const Corpus& corpus(Mix mix) {
   return *slot;
 }
 
-// System events are not decoded by this build yet: their share of the room is text.
-Mix roomMix() { return Mix::roomWithoutEvents; }
+Mix roomMix() { return Mix::room; }
 
 }  // namespace tovanel::chat::bench

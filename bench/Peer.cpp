@@ -1,8 +1,10 @@
 #include "Peer.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -326,9 +328,127 @@ void to_json(json& j, const HLSBody& value) {
   putOptional(j, "geoRestricted", value.geoRestricted);
 }
 
+constexpr const char* kInfoKinds[] = {"added",
+                                      "banned",
+                                      "invited",
+                                      "joined",
+                                      "message_delete",
+                                      "room_accessibility",
+                                      "room_call_summary",
+                                      "room_created",
+                                      "room_history_cleared",
+                                      "room_request",
+                                      "room_request_accepted",
+                                      "room_request_created",
+                                      "room_tags",
+                                      "room_title",
+                                      "room_topic",
+                                      "room_visibility",
+                                      "user_present"};
+
+void from_json(const json& j, InfoBody& out) {
+  j.at("type").get_to(out.type);
+  if (std::find(std::begin(kInfoKinds), std::end(kInfoKinds), out.type) == std::end(kInfoKinds)) {
+    throw std::invalid_argument("unknown event " + out.type);
+  }
+  getOptional(j, "recipients", out.recipients);
+  getOptional(j, "added", out.added);
+  getOptional(j, "invited", out.invited);
+  getOptional(j, "participants", out.participants);
+  getOptional(j, "accessibility", out.accessibility);
+  getOptional(j, "visibility", out.visibility);
+  getOptional(j, "title", out.title);
+  getOptional(j, "topic", out.topic);
+  getOptional(j, "status", out.status);
+  getOptional(j, "mediaType", out.mediaType);
+  getOptional(j, "tags", out.tags);
+  getOptional(j, "caller", out.caller);
+  if (const auto it = j.find("previously"); it != j.end() && !it->is_null()) {
+    std::optional<std::string> title;
+    getOptional(*it, "title", title);
+    out.previousTitle = title;
+  }
+  if (const auto it = j.find("request"); it != j.end() && !it->is_null()) {
+    RoomRequest& request = out.request.emplace();
+    getOptional(*it, "_id", request.id);
+    getOptional(*it, "room", request.room);
+    getOptional(*it, "type", request.type);
+    getOptional(*it, "user", request.user);
+    getOptional(*it, "__v", request.version);
+    getOptional(*it, "appId", request.appId);
+    if (const auto at = it->find("createdAt"); at != it->end() && !at->is_null()) {
+      request.createdAt = parseDate(at->get_ref<const std::string&>());
+    }
+    getOptional(*it, "isInvite", request.isInvite);
+    getOptional(*it, "state", request.state);
+    if (const auto at = it->find("updatedAt"); at != it->end() && !at->is_null()) {
+      request.updatedAt = parseDate(at->get_ref<const std::string&>());
+    }
+    if (const auto at = it->find("metadata"); at != it->end() && !at->is_null()) {
+      request.hasMetadata = true;
+      getOptional(*at, "previouslyAcceptedCount", request.previouslyAcceptedCount);
+    }
+  }
+  if (const auto it = j.find("media"); it != j.end() && !it->is_null()) {
+    PresentMedia& media = out.media.emplace();
+    getTolerant(*it, "id", media.id);
+    getTolerant(*it, "type", media.type);
+    if (media.type == "text") getTolerant(*it, "body", media.body);
+  }
+}
+
+void to_json(json& j, const InfoBody& value) {
+  if (value.type == "room_history_cleared") {  // an event with nothing to tell writes nothing
+    j = json::object();
+    return;
+  }
+  j = json{{"type", value.type}};
+  putOptional(j, "recipients", value.recipients);
+  putOptional(j, "added", value.added);
+  putOptional(j, "invited", value.invited);
+  putOptional(j, "participants", value.participants);
+  putOptional(j, "accessibility", value.accessibility);
+  putOptional(j, "visibility", value.visibility);
+  putOptional(j, "title", value.title);
+  putOptional(j, "topic", value.topic);
+  putOptional(j, "status", value.status);
+  putOptional(j, "mediaType", value.mediaType);
+  putOptional(j, "tags", value.tags);
+  putOptional(j, "caller", value.caller);
+  if (value.previousTitle) {
+    j["previously"] = json::object();
+    putOptional(j["previously"], "title", *value.previousTitle);
+  }
+  if (value.request) {
+    const RoomRequest& request = *value.request;
+    json& out = j["request"] = json::object();
+    putOptional(out, "_id", request.id);
+    putOptional(out, "room", request.room);
+    putOptional(out, "type", request.type);
+    putOptional(out, "user", request.user);
+    putOptional(out, "__v", request.version);
+    putOptional(out, "appId", request.appId);
+    if (request.createdAt) out["createdAt"] = formatDate(*request.createdAt);
+    putOptional(out, "isInvite", request.isInvite);
+    putOptional(out, "state", request.state);
+    if (request.updatedAt) out["updatedAt"] = formatDate(*request.updatedAt);
+    if (request.hasMetadata) {
+      out["metadata"] = json::object();
+      putOptional(out["metadata"], "previouslyAcceptedCount", request.previouslyAcceptedCount);
+    }
+  }
+  if (value.media) {
+    json& out = j["media"] = json::object();
+    putOptional(out, "id", value.media->id);
+    putOptional(out, "type", value.media->type);
+    putOptional(out, "body", value.media->body);
+  }
+}
+
 namespace {
 
 Body bodyOf(const std::string& type, const json& j) {
+  if (type == "info") return j.get<InfoBody>();
   if (type == "text") return j.get<TextBody>();
   if (type == "images") return j.get<ImagesBody>();
   if (type == "video") return j.get<VideoBody>();

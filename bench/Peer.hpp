@@ -117,9 +117,36 @@ struct HLSBody {
   std::optional<GeoRestriction> geoRestricted;
 };
 
+/// A system event as a client keeps one: its kind and the fields of every kind, present or not.
+struct RoomRequest {
+  std::optional<std::string> id, room, type, user;
+  std::optional<std::int64_t> version;
+  std::optional<std::string> appId;
+  std::optional<double> createdAt;
+  std::optional<bool> isInvite;
+  std::optional<std::string> state;
+  std::optional<double> updatedAt;
+  std::optional<std::int64_t> previouslyAcceptedCount;
+  bool hasMetadata = false;
+};
+struct PresentMedia {
+  std::optional<std::string> id, type;
+  std::optional<TextBody> body;
+};
+struct InfoBody {
+  std::string type;
+  std::optional<std::vector<User>> recipients, added, invited, participants;
+  std::optional<std::string> accessibility, visibility, title, topic, status, mediaType;
+  std::optional<std::vector<std::string>> tags;
+  std::optional<std::optional<std::string>> previousTitle;  // "previously", and its title
+  std::optional<User> caller;
+  std::optional<RoomRequest> request;
+  std::optional<PresentMedia> media;
+};
+
 /// The payload-less kinds and vimeo hold nothing.
 using Body = std::variant<std::monostate, TextBody, ImagesBody, VideoBody, YoutubeBody, URLBody,
-                          LocationBody, SoundCloudBody, TwitchBody, HLSBody>;
+                          LocationBody, SoundCloudBody, TwitchBody, HLSBody, InfoBody>;
 
 struct Envelope {
   std::string messageId, roomId;
@@ -151,6 +178,7 @@ void from_json(const json& j, LocationBody& out);
 void from_json(const json& j, SoundCloudBody& out);
 void from_json(const json& j, TwitchBody& out);
 void from_json(const json& j, HLSBody& out);
+void from_json(const json& j, InfoBody& out);
 
 void to_json(json& j, const Image& value);
 void to_json(json& j, const Video& value);
@@ -170,5 +198,6 @@ void to_json(json& j, const LocationBody& value);
 void to_json(json& j, const SoundCloudBody& value);
 void to_json(json& j, const TwitchBody& value);
 void to_json(json& j, const HLSBody& value);
+void to_json(json& j, const InfoBody& value);
 
 }  // namespace tovanel::chat::bench::peer

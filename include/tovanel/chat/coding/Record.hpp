@@ -98,6 +98,12 @@ bool readField(const KeyedDecodingContainer& container, R& record, const Field<R
   }
 }
 
+/// Reads a field by its key: for hand-written decoders that read the fields of a table one by one.
+template <class R, class M, Presence P>
+bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+  return readField<false, 0>(container, record, field);
+}
+
 template <class R, class M, Presence P>
 void writeField(KeyedEncodingContainer& container, const R& record, const Field<R, M, P>& field) {
   if constexpr (P == Presence::required) {
