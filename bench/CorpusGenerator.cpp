@@ -2,15 +2,18 @@
 
 #include <array>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 namespace tovanel::chat::bench {
 namespace {
 
-// splitmix64: tiny, portable and deterministic (the standard distributions are not).
+// splitmix64: tiny, portable and deterministic (the standard distributions are not). It also
+// carries the words that texts are made of, which the mix chooses.
 class Random {
  public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
+  Random(std::uint64_t seed, std::span<const std::string_view> words, bool asciiOnly)
+      : words(words), asciiOnly(asciiOnly), state_(seed) {}
   std::uint64_t next() {
     std::uint64_t z = (state_ += 0x9e3779b97f4a7c15ULL);
     z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ULL;
@@ -24,20 +27,42 @@ class Random {
     return items[below(N)];
   }
 
+  std::span<const std::string_view> words;
+  bool asciiOnly;
+
  private:
   std::uint64_t state_;
 };
 
 constexpr std::array<std::string_view, 24> kWords{
-    "the",   "train", "was",    "late",  "again", "but",   "coffee", "helps",
-    "café",  "naïve", "résumé", "über",  "smørbrød", "jalapeño", "😀",    "🎉",
-    "👍🏽", "Olá",   "こんにちは", "привет", "e\u0301te\u0301", "cafe\u0301", "ok", "tomorrow"};
+    "the",        "train", "was",      "late",   "again",      "but",      "coffee",
+    "helps",      "café",  "naïve",    "résumé", "über",       "smørbrød", "jalapeño",
+    "😀",          "🎉",     "👍🏽", "Olá",    "こんにちは", "привет",   "e\u0301te\u0301",
+    "cafe\u0301", "ok",    "tomorrow"};
+constexpr std::array<std::string_view, 16> kAsciiWords{
+    "the",  "train", "was",    "late", "again",    "but", "coffee", "helps",
+    "cafe", "naive", "resume", "ok",   "tomorrow", "see", "you",    "there"};
+constexpr std::array<std::string_view, 12> kNonAsciiWords{
+    "café", "naïve", "résumé",   "über",       "smørbrød", "jalapeño",
+    "😀",    "🎉",     "👍🏽", "こんにちは", "привет",   "e\u0301te\u0301"};
 
-constexpr std::array<std::string_view, 17> kInfoKinds{
-    "added",  "banned",  "invited", "joined", "message_delete", "room_accessibility",
-    "room_call_summary", "room_created", "room_history_cleared", "room_request",
-    "room_request_accepted", "room_request_created", "room_tags", "room_title", "room_topic",
-    "room_visibility", "user_present"};
+constexpr std::array<std::string_view, 17> kInfoKinds{"added",
+                                                      "banned",
+                                                      "invited",
+                                                      "joined",
+                                                      "message_delete",
+                                                      "room_accessibility",
+                                                      "room_call_summary",
+                                                      "room_created",
+                                                      "room_history_cleared",
+                                                      "room_request",
+                                                      "room_request_accepted",
+                                                      "room_request_created",
+                                                      "room_tags",
+                                                      "room_title",
+                                                      "room_topic",
+                                                      "room_visibility",
+                                                      "user_present"};
 
 class Writer {
  public:
@@ -83,7 +108,7 @@ std::string sentence(Random& random, std::size_t words) {
   std::string text;
   for (std::size_t i = 0; i < words; ++i) {
     if (i > 0) text += ' ';
-    text += random.pick(kWords);
+    text += random.words[random.below(random.words.size())];
   }
   return text;
 }
@@ -92,7 +117,10 @@ void user(Writer& w, Random& random) {
   const std::size_t id = random.below(500);
   w.open().key("id").str("u" + std::to_string(id));
   if (!random.chance(3)) w.key("username").str("user" + std::to_string(id));
-  w.key("firstName").str(random.chance(30) ? "Zoë" : "Anna").key("lastName").str("Lindqvist");
+  w.key("firstName")
+      .str(random.chance(30) ? (random.asciiOnly ? "Zoe" : "Zoë") : "Anna")
+      .key("lastName")
+      .str("Lindqvist");
   if (random.chance(40)) w.key("bio").str(sentence(random, 6));
   if (random.chance(70)) {
     w.key("avatarUrl").str("https://cdn.example.chat/u/" + std::to_string(id) + ".jpg");
@@ -247,12 +275,18 @@ void hlsBody(Writer& w, Random& random) {
 
 }  // namespace
 
-std::string generateEnvelope(std::uint64_t seed, std::size_t index) {
-  Random random(seed * 0x100000001b3ULL + index);
+std::string generateEnvelope(std::uint64_t seed, std::size_t index, Mix mix) {
+  const bool ascii = mix == Mix::asciiText;
+  std::span<const std::string_view> words = kWords;
+  if (mix == Mix::asciiText) words = kAsciiWords;
+  if (mix == Mix::nonAsciiText) words = kNonAsciiWords;
+  Random random(seed * 0x100000001b3ULL + index, words, ascii);
   std::string out;
   out.reserve(1024);
   Writer w(out);
-  const std::size_t roll = random.below(1000);
+  std::size_t roll = random.below(1000);
+  if (mix == Mix::asciiText || mix == Mix::nonAsciiText) roll = 0;
+  if (mix == Mix::roomWithoutEvents && roll >= 680 && roll < 780) roll = 0;
   // The mix of a busy room, in thousandths.
   std::string_view type = roll < 600   ? "text"
                           : roll < 680 ? "images"
@@ -318,11 +352,11 @@ std::string generateEnvelope(std::uint64_t seed, std::size_t index) {
   return out;
 }
 
-std::string generateCorpus(std::size_t count, std::uint64_t seed) {
+std::string generateCorpus(std::size_t count, std::uint64_t seed, Mix mix) {
   std::string corpus;
   corpus.reserve(count * 700);
   for (std::size_t i = 0; i < count; ++i) {
-    corpus += generateEnvelope(seed, i);
+    corpus += generateEnvelope(seed, i, mix);
     corpus += '\n';
   }
   return corpus;

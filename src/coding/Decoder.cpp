@@ -5,6 +5,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -16,12 +17,88 @@ namespace tovanel::chat {
 
 namespace {
 using simdjson::dom::element;
-using simdjson::dom::element_type;
 
 static_assert(sizeof(element) == sizeof(coding::JsonRef));
 static_assert(std::is_trivially_copyable_v<element>);
 
 element toElement(coding::JsonRef ref) noexcept { return std::bit_cast<element>(ref); }
+
+// The tape, read directly where the element API would only add checks: one 64-bit word per
+// value (two for numbers), its type in the top byte; a string word holds the offset of the
+// string's 32-bit length, which its bytes follow; an object's or array's opening word holds the
+// position just past its closing word.
+const simdjson::dom::document& documentOf(coding::JsonRef ref) noexcept {
+  return *static_cast<const simdjson::dom::document*>(ref.document);
+}
+constexpr int kTypeShift = 56;
+char typeOf(std::uint64_t word) noexcept { return static_cast<char>(word >> kTypeShift); }
+std::uint64_t wordAt(coding::JsonRef ref) noexcept { return documentOf(ref).tape[ref.index]; }
+
+std::string_view stringAt(const std::uint8_t* strings, std::uint64_t word) noexcept {
+  const std::uint8_t* at = strings + (word & simdjson::internal::JSON_VALUE_MASK);
+  std::uint32_t size;
+  std::memcpy(&size, at, sizeof size);
+  return {reinterpret_cast<const char*>(at + sizeof size), size};
+}
+
+// The position just past the value at `position`.
+std::uint32_t after(const std::uint64_t* tape, std::uint32_t position) noexcept {
+  const std::uint64_t word = tape[position];
+  switch (typeOf(word)) {
+    case '{':
+    case '[':
+      return static_cast<std::uint32_t>(word);
+    case 'l':
+    case 'u':
+    case 'd':
+      return position + 2;
+    default:
+      return position + 1;
+  }
+}
+
+std::uint64_t load64(const char* p) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+std::uint64_t littleEndian(std::uint64_t word) noexcept {
+  if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+  return word;
+}
+std::uint32_t load32(const char* p) noexcept {
+  std::uint32_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
+}
+
+// Equal bytes, compared inline: keys are short, and a call to memcmp costs more than they do.
+// Reads only inside both ranges (overlapping words cover the tails).
+[[gnu::always_inline]] inline bool sameBytes(const char* a, const char* b,
+                                             std::size_t size) noexcept {
+  if (size >= 8) {
+    for (std::size_t i = 0; i + 8 < size; i += 8) {
+      if (load64(a + i) != load64(b + i)) return false;
+    }
+    return load64(a + size - 8) == load64(b + size - 8);
+  }
+  if (size >= 4) {
+    return load32(a) == load32(b) && load32(a + size - 4) == load32(b + size - 4);
+  }
+  if (size == 0) return true;
+  // 1 to 3 bytes: the first, the middle and the last cover them all.
+  return a[0] == b[0] && a[size / 2] == b[size / 2] && a[size - 1] == b[size - 1];
+}
+
+// A bit of a 128-bit filter for a key: keys with different bits differ, so only a key whose bit
+// is already set can repeat one.
+unsigned filterBit(std::string_view key) noexcept {
+  // The size, the first byte and the middle one; an empty key counts its bytes as zero.
+  const auto first = key.empty() ? 0u : static_cast<unsigned char>(key[0]);
+  const auto middle = key.empty() ? 0u : static_cast<unsigned char>(key[key.size() / 2]);
+  const std::uint32_t mixed = static_cast<std::uint32_t>(key.size()) | first << 8 | middle << 16;
+  return (mixed * 0x9E3779B1u) >> 25;
+}
 
 std::string formatNumber(double number) {
   char buffer[64];
@@ -56,10 +133,8 @@ CodingPath coding::pathOf(const PathLink& link) {
   CodingPath path(depth);
   for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) {
     const auto& step = l->step;
-    path[--depth] =
-        step.key != nullptr
-            ? CodingKey::key(std::string(step.key, step.keySizeOrIndex))
-            : CodingKey::index(static_cast<int>(step.keySizeOrIndex));
+    path[--depth] = step.key != nullptr ? CodingKey::key(std::string(step.key, step.keySizeOrIndex))
+                                        : CodingKey::index(static_cast<int>(step.keySizeOrIndex));
   }
   return path;
 }
@@ -108,24 +183,24 @@ const UserInfo& Decoder::userInfo() const noexcept { return run_->owner().userIn
 CodingPath Decoder::codingPath() const { return coding::pathOf(link_); }
 
 JsonType Decoder::type() const noexcept {
-  switch (toElement(value_).type()) {
-    case element_type::NULL_VALUE:
-      return JsonType::null;
-    case element_type::BOOL:
+  switch (typeOf(wordAt(value_))) {
+    case 't':
+    case 'f':
       return JsonType::boolean;
-    case element_type::INT64:
-    case element_type::UINT64:
+    case 'l':
+    case 'u':
       return JsonType::integer;
-    case element_type::DOUBLE:
+    case 'd':
       return JsonType::number;
-    case element_type::STRING:
+    case '"':
       return JsonType::string;
-    case element_type::ARRAY:
+    case '[':
       return JsonType::array;
-    case element_type::OBJECT:
+    case '{':
       return JsonType::object;
+    default:
+      return JsonType::null;
   }
-  return JsonType::null;
 }
 
 bool Decoder::fail(DecodingError::Kind kind, std::string_view message) const {
@@ -152,31 +227,34 @@ bool Decoder::failExpecting(std::string_view what) const {
 }
 
 bool Decoder::read(std::string_view& out) const {
-  if (toElement(value_).get_string().get(out) != simdjson::SUCCESS) {
-    return failExpecting("a string");
-  }
+  const simdjson::dom::document& document = documentOf(value_);
+  const std::uint64_t word = document.tape[value_.index];
+  if (typeOf(word) != '"') return failExpecting("a string");
+  out = stringAt(document.string_buf.get(), word);
   return true;
 }
 
 bool Decoder::read(std::string& out) const {
-  std::string_view text;
-  if (!read(text)) return false;
-  out.assign(text);
+  const simdjson::dom::document& document = documentOf(value_);
+  const std::uint64_t word = document.tape[value_.index];
+  if (typeOf(word) != '"') return failExpecting("a string");
+  const std::string_view text = stringAt(document.string_buf.get(), word);
+  out.assign(text.data(), text.size());
   return true;
 }
 
 bool Decoder::read(std::int64_t& out) const {
-  const element value = toElement(value_);
-  switch (value.type()) {
-    case element_type::INT64:
-      out = value.get_int64().value_unsafe();
+  const std::uint64_t* tape = documentOf(value_).tape.get() + value_.index;
+  switch (typeOf(tape[0])) {
+    case 'l':
+      out = std::bit_cast<std::int64_t>(tape[1]);
       return true;
-    case element_type::UINT64:
-      return fail(DecodingError::Kind::dataCorrupted,
-                  "the number " + std::to_string(value.get_uint64().value_unsafe()) +
-                      " does not fit in a signed 64-bit integer");
-    case element_type::DOUBLE: {
-      const double number = value.get_double().value_unsafe();
+    case 'u':
+      return fail(
+          DecodingError::Kind::dataCorrupted,
+          "the number " + std::to_string(tape[1]) + " does not fit in a signed 64-bit integer");
+    case 'd': {
+      const auto number = std::bit_cast<double>(tape[1]);
       // Whole numbers written with a fraction or an exponent (5.0, 1e2) read as integers.
       if (std::trunc(number) == number && number >= -9223372036854775808.0 &&
           number < 9223372036854775808.0) {
@@ -184,10 +262,10 @@ bool Decoder::read(std::int64_t& out) const {
         return true;
       }
       const bool whole = std::trunc(number) == number;
-      return fail(DecodingError::Kind::dataCorrupted,
-                  "the number " + formatNumber(number) +
-                      (whole ? " does not fit in a signed 64-bit integer"
-                             : " is not a whole number"));
+      return fail(
+          DecodingError::Kind::dataCorrupted,
+          "the number " + formatNumber(number) +
+              (whole ? " does not fit in a signed 64-bit integer" : " is not a whole number"));
     }
     default:
       return failExpecting("an integer");
@@ -195,16 +273,16 @@ bool Decoder::read(std::int64_t& out) const {
 }
 
 bool Decoder::read(double& out) const {
-  const element value = toElement(value_);
-  switch (value.type()) {
-    case element_type::INT64:
-      out = static_cast<double>(value.get_int64().value_unsafe());
+  const std::uint64_t* tape = documentOf(value_).tape.get() + value_.index;
+  switch (typeOf(tape[0])) {
+    case 'l':
+      out = static_cast<double>(std::bit_cast<std::int64_t>(tape[1]));
       return true;
-    case element_type::UINT64:
-      out = static_cast<double>(value.get_uint64().value_unsafe());
+    case 'u':
+      out = static_cast<double>(tape[1]);
       return true;
-    case element_type::DOUBLE:
-      out = value.get_double().value_unsafe();
+    case 'd':
+      out = std::bit_cast<double>(tape[1]);
       return true;
     default:
       return failExpecting("a number");
@@ -212,18 +290,34 @@ bool Decoder::read(double& out) const {
 }
 
 bool Decoder::read(bool& out) const {
-  if (toElement(value_).get_bool().get(out) != simdjson::SUCCESS) {
-    return failExpecting("a boolean");
+  switch (typeOf(wordAt(value_))) {
+    case 't':
+      out = true;
+      return true;
+    case 'f':
+      out = false;
+      return true;
+    default:
+      return failExpecting("a boolean");
   }
-  return true;
 }
 
 std::optional<KeyedDecodingContainer> Decoder::keyedContainer() const {
-  if (toElement(value_).type() != element_type::OBJECT) {
+  if (typeOf(wordAt(value_)) != '{') {
     failExpecting("an object");
     return std::nullopt;
   }
-  return KeyedDecodingContainer(*this);
+  return std::optional<KeyedDecodingContainer>(std::in_place, *this,
+                                               KeyedDecodingContainer::Opening());
+}
+
+std::optional<KeyedDecodingContainer> Decoder::keyedContainer(coding::KeyTable keys) const {
+  if (typeOf(wordAt(value_)) != '{') {
+    failExpecting("an object");
+    return std::nullopt;
+  }
+  return std::optional<KeyedDecodingContainer>(std::in_place, *this,
+                                               KeyedDecodingContainer::Opening(), keys);
 }
 
 std::optional<UnkeyedDecodingContainer> Decoder::arrayContainer() const {
@@ -241,9 +335,11 @@ std::optional<UnkeyedDecodingContainer> Decoder::arrayContainer() const {
 }
 
 KeyedDecodingContainer Decoder::container() const {
-  auto container = keyedContainer();
-  if (!container) run_->rethrow();
-  return *container;
+  if (typeOf(wordAt(value_)) != '{') {
+    failExpecting("an object");
+    run_->rethrow();
+  }
+  return KeyedDecodingContainer(*this, KeyedDecodingContainer::Opening());
 }
 
 UnkeyedDecodingContainer Decoder::unkeyedContainer() const {
@@ -258,54 +354,116 @@ SingleValueDecodingContainer Decoder::singleValueContainer() const {
 
 // ---- KeyedDecodingContainer ----
 
-KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {
-  const simdjson::dom::object object = toElement(self_.value_).get_object().value_unsafe();
-  std::size_t count = 0;
-  for (const auto field : object) {
-    const std::size_t valueIndex = std::bit_cast<coding::JsonRef>(field.value).index;
-    bool repeated = false;
-    for (std::size_t i = 0; i < count; ++i) {
-      Member& known = members_[i];
-      if (known.keySize == field.key.size() &&
-          std::memcmp(known.key, field.key.data(), field.key.size()) == 0) {
-        known.valueIndex = valueIndex;  // the last duplicate wins
-        repeated = true;
-        break;
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening) noexcept
+    : self_(self) {
+  const simdjson::dom::document& document = documentOf(self_.value_);
+  const std::uint64_t* tape = tape_ = document.tape.get();
+  const std::uint8_t* strings = strings_ = document.string_buf.get();
+  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+  const std::uint32_t end = end_ = static_cast<std::uint32_t>(tape[start]) - 1;
+  std::uint32_t count = 0;
+  for (std::uint32_t position = start + 1; position < end; position = after(tape, position + 1)) {
+    const std::string_view key = stringAt(strings, tape[position]);
+    const unsigned bit = filterBit(key);
+    std::uint64_t& filter = filter_[bit >> 6];
+    const std::uint64_t mask = std::uint64_t{1} << (bit & 63);
+    if ((filter & mask) != 0) {
+      std::uint32_t i = 0;
+      while (i < count && !keyIs(keys_[i], key)) ++i;
+      if (i < count) {
+        keys_[i] = position;  // the last duplicate wins
+        continue;
       }
     }
-    if (repeated) continue;
-    if (count == kIndexedMembers) return;  // too many to index: lookups walk the object
-    members_[count++] = Member{field.key.data(), field.key.size(), valueIndex};
+    filter |= mask;
+    if (count == kMaxKeyTable) return;  // too many to index: lookups walk the object
+    keys_[count++] = position;
   }
-  memberCount_ = count;
+  entries_ = count;
   indexed_ = true;
 }
 
-Decoder KeyedDecodingContainer::member(std::size_t valueIndex, std::string_view key) const noexcept {
-  return Decoder(coding::JsonRef{self_.value_.document, valueIndex}, self_.run(), self_,
-                 coding::PathStep{key.data(), key.size()});
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening,
+                                               coding::KeyTable table) noexcept
+    : self_(self), table_(table.keys), entries_(static_cast<std::uint32_t>(table.size)) {
+  const simdjson::dom::document& document = documentOf(self_.value_);
+  const std::uint64_t* tape = tape_ = document.tape.get();
+  const std::uint8_t* strings = strings_ = document.string_buf.get();
+  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+  const std::uint32_t end = end_ = static_cast<std::uint32_t>(tape[start]) - 1;
+  const std::uint32_t entries = entries_;
+  std::fill_n(keys_, entries, 0);
+  // Members usually come in table order: each search starts past the entry matched last.
+  std::uint32_t next = 0;
+  for (std::uint32_t position = start + 1; position < end; position = after(tape, position + 1)) {
+    const std::string_view key = stringAt(strings, tape[position]);
+    // The string buffer is padded past its last string, so eight bytes are always readable.
+    const std::uint64_t mask =
+        key.size() >= 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * key.size())) - 1;
+    const std::uint64_t prefix = littleEndian(load64(key.data())) & mask;
+    std::uint32_t i = next;
+    for (std::uint32_t step = 0; step < entries; ++step, ++i) {
+      if (i == entries) i = 0;
+      if (table.prefixes[i] == prefix && table.keys[i].size() == key.size() &&
+          (key.size() <= 8 ||
+           sameBytes(table.keys[i].data() + 8, key.data() + 8, key.size() - 8))) {
+        keys_[i] = position;  // a later duplicate overwrites: the last one wins
+        next = i + 1;
+        break;
+      }
+    }
+  }
+  indexed_ = true;
+}
+
+bool KeyedDecodingContainer::keyIs(std::uint32_t position, std::string_view key) const noexcept {
+  const std::string_view candidate = stringAt(strings_, tape_[position]);
+  return candidate.size() == key.size() && sameBytes(candidate.data(), key.data(), key.size());
 }
 
 std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const noexcept {
   if (!indexed_) return scan(key);
-  std::size_t i = hint_;
-  for (std::size_t step = 0; step < memberCount_; ++step) {
-    if (i >= memberCount_) i = 0;
-    const Member& candidate = members_[i++];
-    if (candidate.keySize == key.size() &&
-        std::memcmp(candidate.key, key.data(), key.size()) == 0) {
-      hint_ = i;
-      return member(candidate.valueIndex, key);
+  std::uint32_t i = hint_;
+  if (table_ != nullptr) {
+    for (std::uint32_t step = 0; step < entries_; ++step, ++i) {
+      if (i >= entries_) i = 0;
+      const std::string_view entry = table_[i];
+      // The record's own key is usually the very string of its table.
+      if (entry.size() == key.size() &&
+          (entry.data() == key.data() || sameBytes(entry.data(), key.data(), key.size()))) {
+        hint_ = i + 1;
+        if (keys_[i] == 0) return std::nullopt;
+        return member(keys_[i], key);
+      }
+    }
+    return scan(key);  // a key the table does not list
+  }
+  if (entries_ == 0) return std::nullopt;
+  // Keys are usually read in member order: the entry past the last one found comes first.
+  if (i >= entries_) i = 0;
+  if (keyIs(keys_[i], key)) {
+    hint_ = i + 1;
+    return member(keys_[i], key);
+  }
+  // A key whose filter bit is clear is none of the object's: absent keys cost no more comparison.
+  const unsigned bit = filterBit(key);
+  if ((filter_[bit >> 6] & (std::uint64_t{1} << (bit & 63))) == 0) return std::nullopt;
+  ++i;
+  for (std::uint32_t step = 1; step < entries_; ++step, ++i) {
+    if (i >= entries_) i = 0;
+    if (keyIs(keys_[i], key)) {
+      hint_ = i + 1;
+      return member(keys_[i], key);
     }
   }
   return std::nullopt;
 }
 
 std::optional<Decoder> KeyedDecodingContainer::scan(std::string_view key) const noexcept {
-  const simdjson::dom::object object = toElement(self_.value_).get_object().value_unsafe();
-  std::optional<std::size_t> found;
-  for (const auto field : object) {
-    if (field.key == key) found = std::bit_cast<coding::JsonRef>(field.value).index;
+  std::optional<std::uint32_t> found;
+  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+  for (std::uint32_t position = start + 1; position < end_; position = after(tape_, position + 1)) {
+    if (keyIs(position, key)) found = position;
   }
   if (!found) return std::nullopt;
   return member(*found, key);
@@ -349,8 +507,8 @@ Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
 Decoder UnkeyedDecodingContainer::next() noexcept {
   const coding::JsonRef ref{self_.value_.document, cursor_};
   const Decoder element(ref, self_.run(), self_, coding::PathStep{nullptr, index_});
-  cursor_ = simdjson::internal::tape_ref(
-                static_cast<const simdjson::dom::document*>(ref.document), cursor_)
+  cursor_ = simdjson::internal::tape_ref(static_cast<const simdjson::dom::document*>(ref.document),
+                                         cursor_)
                 .after_element();
   ++index_;
   return element;

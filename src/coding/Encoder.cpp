@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
-#include "tovanel/chat/base/CanonicalString.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat {
@@ -16,13 +17,25 @@ constexpr char kHexDigits[] = "0123456789abcdef";
 
 bool needsEscape(unsigned char c) noexcept { return c == '"' || c == '\\' || c < 0x20; }
 
-void appendEscaped(std::string& out, std::string_view text) {
-  out += '"';
-  std::size_t runStart = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
+constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+
+// Whether any of the eight bytes needs escaping: a quote, a backslash or a control character.
+// Exact as a yes or no: a borrow can only mark bytes above a byte that matches.
+bool anyEscape(std::uint64_t word) noexcept {
+  const auto zeroByte = [](std::uint64_t v) { return (v - kOnes) & ~v & kHighBits; };
+  return (zeroByte(word ^ (kOnes * '"')) | zeroByte(word ^ (kOnes * '\\')) |
+          ((word - kOnes * 0x20) & ~word & kHighBits)) != 0;
+}
+
+// Escapes the bytes [from, to) of `data` into `out`, where `runStart` is the first byte not yet
+// written.
+void escapeBytes(std::string& out, const char* data, std::size_t from, std::size_t to,
+                 std::size_t& runStart) {
+  for (std::size_t i = from; i < to; ++i) {
+    const auto c = static_cast<unsigned char>(data[i]);
     if (!needsEscape(c)) continue;
-    out.append(text.data() + runStart, i - runStart);
+    out.append(data + runStart, i - runStart);
     runStart = i + 1;
     switch (c) {
       case '"':
@@ -52,8 +65,46 @@ void appendEscaped(std::string& out, std::string_view text) {
       }
     }
   }
-  out.append(text.data() + runStart, text.size() - runStart);
+}
+
+// A word holding every one of the `size` (1 to 7) bytes at `p`, some twice, and otherwise 'a':
+// it needs an escape or has a high bit exactly when one of the bytes does.
+std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
+  if (size >= 4) {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + size - 4, 4);
+    return first | std::uint64_t{last} << 32;
+  }
+  const auto byte = [p](std::size_t i) { return std::uint64_t{static_cast<unsigned char>(p[i])}; };
+  return (kOnes * 'a' & ~std::uint64_t{0xFFFFFF}) | byte(0) | byte(size / 2) << 8 |
+         byte(size - 1) << 16;
+}
+
+// Appends the text as a JSON string and tells whether it is all ASCII. Eight bytes at a time:
+// runs without a byte to escape are appended whole.
+bool appendEscaped(std::string& out, std::string_view text) {
   out += '"';
+  const char* const data = text.data();
+  const std::size_t size = text.size();
+  std::uint64_t seen = 0;  // every byte ORed in: its high bits tell non-ASCII text
+  std::size_t runStart = 0;
+  std::size_t i = 0;
+  for (; i + 8 <= size; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, data + i, sizeof word);
+    seen |= word;
+    if (anyEscape(word)) escapeBytes(out, data, i, i + 8, runStart);
+  }
+  if (i < size) {
+    const std::uint64_t word = tailWord(data + i, size - i);
+    seen |= word;
+    if (anyEscape(word)) escapeBytes(out, data, i, size, runStart);
+  }
+  out.append(data + runStart, size - runStart);
+  out += '"';
+  return (seen & kHighBits) == 0;
 }
 
 void appendIndent(std::string& out, int depth) {
@@ -78,13 +129,18 @@ const UserInfo& Encoder::userInfo() const noexcept { return run_->owner().userIn
 
 CodingPath Encoder::codingPath() const { return coding::pathOf(link_); }
 
-void Encoder::fail(std::string message) const { throw EncodingError(codingPath(), std::move(message)); }
+void Encoder::fail(std::string message) const {
+  throw EncodingError(codingPath(), std::move(message));
+}
 
 void Encoder::writeString(std::string_view text) {
-  if (!isAscii(text) && !simdjson::validate_utf8(text.data(), text.size())) {
+  std::string& out = run_->out();
+  const std::size_t start = out.size();
+  // The escaping pass also tells whether the text is ASCII, which is valid UTF-8 as it is.
+  if (!appendEscaped(out, text) && !simdjson::validate_utf8(text.data(), text.size())) {
+    out.resize(start);  // nothing of the text is written
     fail("the text is not valid UTF-8");
   }
-  appendEscaped(run_->out(), text);
 }
 
 void Encoder::writeInteger(std::int64_t number) {
@@ -128,14 +184,12 @@ KeyedEncodingContainer::~KeyedEncodingContainer() {
   --run.depth_;
   if (spans_.size() > 1) {
     // Sorted keys: reorder the member texts, keeping the separator between them.
-    const std::string separator =
-        out.substr(spans_[0].second, spans_[1].first - spans_[0].second);
+    const std::string separator = out.substr(spans_[0].second, spans_[1].first - spans_[0].second);
     std::vector<std::string> members;
     members.reserve(spans_.size());
     for (const auto& [begin, end] : spans_) members.push_back(out.substr(begin, end - begin));
-    std::stable_sort(members.begin(), members.end(), [](const auto& a, const auto& b) {
-      return memberKey(a) < memberKey(b);
-    });
+    std::stable_sort(members.begin(), members.end(),
+                     [](const auto& a, const auto& b) { return memberKey(a) < memberKey(b); });
     out.resize(spans_[0].first);
     for (std::size_t i = 0; i < members.size(); ++i) {
       if (i > 0) out += separator;

@@ -142,7 +142,9 @@ concept DecodableRecord = requires(const Decoder& decoder, T& out) {
 };
 /// A type that writes itself: `void encode(Encoder&) const`.
 template <class T>
-concept EncodableRecord = requires(const T& value, Encoder& encoder) { value.encode(encoder); };
+concept EncodableRecord = requires(const T& value, Encoder& encoder) {
+  value.encode(encoder);
+};
 
 /// Records: their own decodeInto and encode.
 template <class T>
@@ -163,20 +165,20 @@ struct Codec<T> {
 };
 
 // ---- keyed reads of the checking core ----
+// Each read takes the value found under the key (or nothing), so that a record that found it by
+// its key table and an application that looks it up by name share one reading.
 
 /// A required key: keyNotFound when absent, then the value's own errors.
 template <class T>
-bool decodeRequired(const KeyedDecodingContainer& container, std::string_view key, T& out) {
-  const auto value = container.find(key);
+bool readRequired(const KeyedDecodingContainer& container, std::string_view key,
+                  const std::optional<Decoder>& value, T& out) {
   if (!value) return container.failKeyNotFound(key);
   return Codec<T>::decode(*value, out);
 }
 
 /// An optional key: empty when absent or null; any other failure fails.
 template <class T>
-bool decodeOptional(const KeyedDecodingContainer& container, std::string_view key,
-                    std::optional<T>& out) {
-  const auto value = container.find(key);
+bool readOptional(const std::optional<Decoder>& value, std::optional<T>& out) {
   if (!value || value->isNull()) {
     out.reset();
     return true;
@@ -190,11 +192,26 @@ bool decodeOptional(const KeyedDecodingContainer& container, std::string_view ke
 /// An optional key whose failures leave the value empty. Never fails, throws nothing, and builds
 /// no error for what it discards.
 template <class T>
+void readTolerant(DecodingRun& run, const std::optional<Decoder>& value, std::optional<T>& out) {
+  DecodingRun::QuietScope quiet(run);
+  if (!readOptional(value, out)) run.clearError();
+}
+
+template <class T>
+bool decodeRequired(const KeyedDecodingContainer& container, std::string_view key, T& out) {
+  return readRequired(container, key, container.find(key), out);
+}
+
+template <class T>
+bool decodeOptional(const KeyedDecodingContainer& container, std::string_view key,
+                    std::optional<T>& out) {
+  return readOptional(container.find(key), out);
+}
+
+template <class T>
 void decodeTolerant(const KeyedDecodingContainer& container, std::string_view key,
                     std::optional<T>& out) {
-  DecodingRun& run = container.decoder().run();
-  DecodingRun::QuietScope quiet(run);
-  if (!decodeOptional(container, key, out)) run.clearError();
+  readTolerant(container.decoder().run(), container.find(key), out);
 }
 
 }  // namespace tovanel::chat::coding

@@ -9,6 +9,7 @@
 //    built on returns false or nothing after recording the failure in the run, so tolerant reads
 //    skip bad values without throwing anything.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -42,6 +43,35 @@ namespace coding {
 struct JsonRef {
   const void* document = nullptr;  ///< the parsed document
   std::size_t index = 0;           ///< the value's position in it
+};
+
+/// The first eight bytes of a key as a little-endian word, zero past its end: keys of eight bytes
+/// or fewer compare as one word.
+constexpr std::uint64_t keyPrefix(std::string_view key) noexcept {
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < key.size() && i < 8; ++i) {
+    word |= std::uint64_t{static_cast<unsigned char>(key[i])} << (8 * i);
+  }
+  return word;
+}
+
+/// The keys a record reads, in the order of its field table, with their prefixes (distinct, at
+/// most KeyedDecodingContainer::kMaxKeyTable of them). Made once per record by KeyTableOf.
+struct KeyTable {
+  const std::string_view* keys;
+  const std::uint64_t* prefixes;
+  std::size_t size;
+};
+
+template <std::size_t N>
+struct KeyTableOf {
+  constexpr explicit KeyTableOf(const std::array<std::string_view, N>& list) noexcept : keys(list) {
+    for (std::size_t i = 0; i < N; ++i) prefixes[i] = keyPrefix(list[i]);
+  }
+  constexpr KeyTable table() const noexcept { return {keys.data(), prefixes.data(), N}; }
+
+  std::array<std::string_view, N> keys;
+  std::array<std::uint64_t, N> prefixes{};
 };
 }  // namespace coding
 
@@ -164,6 +194,9 @@ class TOVANEL_CHAT_API Decoder {
   bool read(bool& out) const;
   /// The object at this value; nothing, with the failure recorded, for another type.
   std::optional<KeyedDecodingContainer> keyedContainer() const;
+  /// The same, with the object's members matched once against the keys a record reads, so that
+  /// `findField` costs no comparison (and `find` of those keys next to none).
+  std::optional<KeyedDecodingContainer> keyedContainer(coding::KeyTable keys) const;
   /// The array at this value; nothing, with the failure recorded, for another type.
   std::optional<UnkeyedDecodingContainer> arrayContainer() const;
 
@@ -212,6 +245,11 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   // ---- checking core ----
   /// The value under `key`, or nothing when the object has no such key. Records no failure.
   std::optional<Decoder> find(std::string_view key) const noexcept;
+  /// On a container opened with a key table: the value under the table's key at `index`.
+  std::optional<Decoder> findField(std::size_t index) const noexcept {
+    if (keys_[index] == 0) return std::nullopt;
+    return member(keys_[index], table_[index]);
+  }
   /// Records keyNotFound for `key` and returns false.
   bool failKeyNotFound(std::string_view key) const;
 
@@ -220,29 +258,44 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   /// A copy reads the same object.
   KeyedDecodingContainer(const KeyedDecodingContainer&) = default;
 
- private:
-  friend class Decoder;
-  // Opening the container indexes the object's members once, so that a lookup costs a few
-  // comparisons instead of a walk over the object: a repeated key keeps one entry holding its
-  // last value, and lookups start where the previous one ended, since records read their keys
-  // in the order the service usually writes them. Objects with more distinct keys than the
-  // index holds are walked on each lookup instead.
-  struct Member {
-    const char* key;
-    std::size_t keySize;
-    std::size_t valueIndex;
+  /// What only a Decoder can make: the key that opens a container in place.
+  class Opening {
+    friend class Decoder;
+    Opening() = default;
   };
-  static constexpr std::size_t kIndexedMembers = 16;
+  KeyedDecodingContainer(const Decoder& self, Opening) noexcept;
+  KeyedDecodingContainer(const Decoder& self, Opening, coding::KeyTable keys) noexcept;
 
-  explicit KeyedDecodingContainer(const Decoder& self) noexcept;
+  /// The most keys an index or a key table holds.
+  static constexpr std::size_t kMaxKeyTable = 16;
+
+ private:
+  // Opening the container walks the object's members once, so that a lookup costs a comparison
+  // or two instead of a walk. Without a key table, the distinct keys are indexed: a repeated key
+  // keeps one entry holding its last value, and lookups start where the previous one ended,
+  // since records read their keys in the order the service usually writes them; objects with more
+  // distinct keys than the index holds are walked on each lookup instead. With a key table, each
+  // member is matched to its entry in the table (the last duplicate overwriting the earlier), and
+  // the keys of no entry are found by a walk.
+  bool keyIs(std::uint32_t position, std::string_view key) const noexcept;
   std::optional<Decoder> scan(std::string_view key) const noexcept;
-  Decoder member(std::size_t valueIndex, std::string_view key) const noexcept;
+  Decoder member(std::uint32_t keyPosition, std::string_view key) const noexcept {
+    return Decoder(coding::JsonRef{self_.value_.document, keyPosition + std::size_t{1}},
+                   *self_.run_, self_, coding::PathStep{key.data(), key.size()});
+  }
 
   Decoder self_;
-  std::size_t memberCount_ = 0;
-  mutable std::size_t hint_ = 0;
+  const std::uint64_t* tape_;  // the parsed document's tape and strings (see Decoder.cpp)
+  const std::uint8_t* strings_;
+  const std::string_view* table_ = nullptr;  // the key table, when opened with one
+  std::uint32_t end_;                        // the tape position of the object's closing word
+  std::uint32_t entries_ = 0;                // entries of keys_ in use
+  mutable std::uint32_t hint_ = 0;
   bool indexed_ = false;
-  Member members_[kIndexedMembers]{};
+  // Tape positions of keys (each value follows its key): of the distinct keys in member order,
+  // or of each table entry's key in table order (0 for an absent one).
+  std::uint32_t keys_[kMaxKeyTable];
+  std::uint64_t filter_[2] = {0, 0};  // without a table: a bit per distinct key (see Decoder.cpp)
 };
 
 /// The elements of one JSON array, read front to back.

@@ -15,9 +15,9 @@
 
 #include <array>
 #include <concepts>
-#include <functional>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <tuple>
@@ -52,14 +52,14 @@ constexpr Field<R, M, Presence::required> requiredKey(std::string_view key, M R:
 }
 /// An optional field: empty when absent or null, other failures fail; written when present.
 template <class R, class M>
-constexpr Field<R, std::optional<M>, Presence::optional> optionalKey(
-    std::string_view key, std::optional<M> R::*member) {
+constexpr Field<R, std::optional<M>, Presence::optional> optionalKey(std::string_view key,
+                                                                     std::optional<M> R::*member) {
   return {key, member};
 }
 /// A tolerant field: empty when absent, null or unreadable, never failing; written when present.
 template <class R, class M>
-constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(
-    std::string_view key, std::optional<M> R::*member) {
+constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(std::string_view key,
+                                                                     std::optional<M> R::*member) {
   return {key, member};
 }
 
@@ -79,19 +79,33 @@ constexpr auto keysOf() {
   return std::apply([](const auto&... field) { return std::array{field.key...}; }, fields);
 }
 
-/// Reads one field by its presence; false after a failure is recorded.
-template <class R, class M, Presence P>
+/// Reads the field at position I of the table: by position from a container opened with the
+/// table's keys (`byPosition`), else by name.
+template <bool byPosition, std::size_t I, class R, class M, Presence P>
 bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+  const auto value = [&] {
+    if constexpr (byPosition) {
+      return container.findField(I);
+    } else {
+      return container.find(field.key);
+    }
+  };
   if constexpr (P == Presence::required) {
-    return decodeRequired(container, field.key, record.*field.member);
+    return readRequired(container, field.key, value(), record.*field.member);
   } else if constexpr (P == Presence::optional) {
-    return decodeOptional(container, field.key, record.*field.member);
+    return readOptional(value(), record.*field.member);
   } else if constexpr (P == Presence::tolerant) {
-    decodeTolerant(container, field.key, record.*field.member);
+    readTolerant(container.decoder().run(), value(), record.*field.member);
     return true;
   } else {
     return field.read(container, field.key, record.*field.member);
   }
+}
+
+/// Reads a field by its key: for hand-written decoders that read the fields of a table one by one.
+template <class R, class M, Presence P>
+bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+  return readField<false, 0>(container, record, field);
 }
 
 /// Writes one field by its presence.
@@ -104,13 +118,33 @@ void writeField(KeyedEncodingContainer& container, const R& record, const Field<
   }
 }
 
+/// True when no key occurs twice in the list.
+template <std::size_t N>
+constexpr bool distinctKeys(const std::array<std::string_view, N>& keys) {
+  for (std::size_t i = 0; i < N; ++i) {
+    for (std::size_t j = i + 1; j < N; ++j) {
+      if (keys[i] == keys[j]) return false;
+    }
+  }
+  return true;
+}
+
 /// The checking decode of a record: its fields in table order, stopping at the first failure.
 template <class T>
 bool decodeFields(const Decoder& decoder, T& out) {
-  const auto container = decoder.keyedContainer();
+  static constexpr KeyTableOf keys(keysOf<T>());
+  // The object's members are matched to the table once, when the table can hold them; each field
+  // then finds its value by position.
+  constexpr bool byPosition =
+      keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
+  const auto container =
+      byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
   if (!container) return false;
-  return std::apply([&](const auto&... field) { return (readField(*container, out, field) && ...); },
-                    Access::fields<T>());
+  return [&]<std::size_t... I>(std::index_sequence<I...>) {
+    constexpr auto fields = Access::fields<T>();
+    return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
+  }
+  (std::make_index_sequence<keys.keys.size()>{});
 }
 
 /// Writes a record's fields, in table order, as one object.
@@ -131,7 +165,9 @@ bool fieldsEqual(const T& a, const T& b) {
 
 /// A record that states its hash order.
 template <class T>
-concept HasHashOrder = requires { Access::hashOrder<T>(); };
+concept HasHashOrder = requires {
+  Access::hashOrder<T>();
+};
 
 /// Feeds a record's fields in declaration order (value::feed).
 template <class H, class T>
@@ -142,7 +178,8 @@ void hashFields(H& hasher, const T& value) {
     static_assert(order.size() == std::tuple_size_v<decltype(fields)>);
     [&]<std::size_t... I>(std::index_sequence<I...>) {
       (value::feed(hasher, value.*(std::get<order[I]>(fields).member)), ...);
-    }(std::make_index_sequence<order.size()>{});
+    }
+    (std::make_index_sequence<order.size()>{});
   } else {
     std::apply([&](const auto&... field) { (value::feed(hasher, value.*field.member), ...); },
                fields);
@@ -178,7 +215,9 @@ class Record {
 
 /// Records hash for unordered containers with the process's seed.
 template <class T>
-  requires std::derived_from<T, tovanel::chat::coding::Record<T>>
+requires std::derived_from<T, tovanel::chat::coding::Record<T>>
 struct std::hash<T> {
-  std::size_t operator()(const T& value) const { return static_cast<std::size_t>(value.hashValue()); }
+  std::size_t operator()(const T& value) const {
+    return static_cast<std::size_t>(value.hashValue());
+  }
 };

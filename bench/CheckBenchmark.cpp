@@ -1,0 +1,130 @@
+// `tovanel-chat check` over generated newline-delimited room exports of two sizes, run as its own
+// process: messages and bytes per second, and the process's peak resident memory, which must not
+// grow with the size of the file since the tool streams it.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Corpus.hpp"
+
+extern char** environ;
+
+namespace tovanel::chat::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A generated export on disk, removed when the process ends.
+class ExportFile {
+ public:
+  explicit ExportFile(std::size_t messages)
+      : path_(fs::temp_directory_path() / ("tovanel-bench-" + std::to_string(::getpid()) + "-" +
+                                           std::to_string(messages) + ".ndjson")) {
+    std::ofstream out(path_, std::ios::binary);
+    for (std::size_t i = 0; i < messages; ++i) {
+      const std::string line = generateEnvelope(2026, i, roomMix()) + '\n';
+      out.write(line.data(), static_cast<std::streamsize>(line.size()));
+    }
+    bytes_ = static_cast<std::size_t>(out.tellp());
+  }
+  ~ExportFile() {
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+  }
+  ExportFile(const ExportFile&) = delete;
+  ExportFile& operator=(const ExportFile&) = delete;
+
+  const fs::path& path() const noexcept { return path_; }
+  std::size_t bytes() const noexcept { return bytes_; }
+
+ private:
+  fs::path path_;
+  std::size_t bytes_ = 0;
+};
+
+const ExportFile& exportOf(std::size_t messages) {
+  static std::map<std::size_t, std::unique_ptr<ExportFile>> made;
+  auto& slot = made[messages];
+  if (!slot) slot = std::make_unique<ExportFile>(messages);
+  return *slot;
+}
+
+// The high-water mark of the process's resident memory, in bytes (0 once it has exited). Read from
+// /proc because the rusage of a child started from this large process counts this process's
+// memory too.
+long long residentPeak(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmHWM:", 0) == 0) return std::atoll(line.c_str() + 6) * 1024;  // in kB
+  }
+  return 0;
+}
+
+// Runs the tool on the file with its output discarded; returns its peak resident memory in
+// bytes, or -1 when it could not run or did not succeed. The peak is sampled while it runs.
+long long runCheck(const fs::path& file) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  const std::string tool = TOVANEL_CHAT_TOOL;
+  const std::string command = "check";
+  const std::string argument = file.string();
+  char* argv[] = {const_cast<char*>(tool.c_str()), const_cast<char*>(command.c_str()),
+                  const_cast<char*>(argument.c_str()), nullptr};
+  pid_t child = 0;
+  const int spawned = posix_spawn(&child, tool.c_str(), &actions, nullptr, argv, environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (spawned != 0) return -1;
+  long long peak = 0;
+  int status = 0;
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    peak = std::max(peak, residentPeak(child));
+    usleep(1000);
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+  return peak;
+}
+
+void BM_CheckTool(benchmark::State& state) {
+  const auto messages = static_cast<std::size_t>(state.range(0));
+  const ExportFile& file = exportOf(messages);
+  long long peak = 0;
+  for (auto _ : state) {
+    const long long used = runCheck(file.path());
+    if (used < 0) {
+      state.SkipWithError("tovanel-chat check did not succeed on the export");
+      return;
+    }
+    peak = std::max(peak, used);
+  }
+  const auto runs = static_cast<double>(state.iterations());
+  state.SetBytesProcessed(static_cast<std::int64_t>(runs * static_cast<double>(file.bytes())));
+  state.counters["msgs/s"] =
+      benchmark::Counter(runs * static_cast<double>(messages), benchmark::Counter::kIsRate);
+  state.counters["peak_MiB"] = benchmark::Counter(static_cast<double>(peak) / (1024.0 * 1024.0));
+  state.counters["file_MiB"] =
+      benchmark::Counter(static_cast<double>(file.bytes()) / (1024.0 * 1024.0));
+}
+
+// The corpus size and twice it: the peak must stay put.
+BENCHMARK(BM_CheckTool)
+    ->Arg(static_cast<std::int64_t>(benchMessageCount()))
+    ->Arg(static_cast<std::int64_t>(2 * benchMessageCount()))
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace tovanel::chat::bench

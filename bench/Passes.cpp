@@ -1,0 +1,67 @@
+#include "Passes.hpp"
+
+#include <stdexcept>
+
+#include "Envelope.hpp"
+#include "EnvelopeEncoding.hpp"
+
+namespace tovanel::chat::bench {
+
+void floorPass(simdjson::dom::parser& parser, const Corpus& corpus) {
+  for (const std::string_view line : corpus.lines) {
+    simdjson::dom::element root;
+    // Like the decoder, the parser copies the text into its padded buffer.
+    if (parser.parse(line.data(), line.size(), true).get(root) != simdjson::SUCCESS) {
+      throw std::runtime_error("the corpus is not JSON");
+    }
+  }
+}
+
+void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history) {
+  for (const std::string_view line : corpus.lines) {
+    history.push_back(decoder.decode(line, tool::decodeEnvelope));
+  }
+}
+
+void peerDecodePass(const Corpus& corpus, std::vector<peer::Envelope>& history) {
+  for (const std::string_view line : corpus.lines) {
+    history.push_back(nlohmann::json::parse(line).get<peer::Envelope>());
+  }
+}
+
+void encodePass(const JSONEncoder& encoder, const std::vector<ChatMessage>& history,
+                std::string& out) {
+  for (const ChatMessage& message : history) {
+    encoder.encode(EnvelopeOut{message}, out);
+    out += '\n';
+  }
+}
+
+void peerEncodePass(const std::vector<peer::Envelope>& history, std::string& out) {
+  for (const peer::Envelope& envelope : history) {
+    out += nlohmann::json(envelope).dump();
+    out += '\n';
+  }
+}
+
+std::size_t equalPass(const std::vector<ChatMessage>& a, const std::vector<ChatMessage>& b) {
+  std::size_t equal = 0;
+  for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) equal += a[i] == b[i] ? 1 : 0;
+  return equal;
+}
+
+std::uint64_t hashPass(const std::vector<ChatMessage>& history) {
+  std::uint64_t combined = 0;
+  for (const ChatMessage& message : history) combined ^= message.hashValue();
+  return combined;
+}
+
+JSONDecoder makeDecoder() { return tool::makeEnvelopeDecoder(); }
+
+JSONEncoder makeEncoder() {
+  JSONEncoder encoder;
+  encoder.dateEncodingStrategy = DateEncodingStrategy::iso8601();
+  return encoder;
+}
+
+}  // namespace tovanel::chat::bench

@@ -1,0 +1,48 @@
+#pragma once
+// The measured work, one pass over a whole corpus each, shared by the benchmarks and by the
+// profiling driver (so that callgrind counts exactly what the benchmarks time).
+
+#include <simdjson.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Corpus.hpp"
+#include "Peer.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+#include "tovanel/chat/message/ChatMessage.hpp"
+
+namespace tovanel::chat::bench {
+
+/// The floor: simdjson parses each envelope into its DOM, and nothing is built from it.
+void floorPass(simdjson::dom::parser& parser, const Corpus& corpus);
+
+/// Ours: each envelope decoded into a ChatMessage appended to the history, through the public API
+/// as an application calls it (the tool's decodeEnvelope on a decoder made by
+/// makeEnvelopeDecoder).
+void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history);
+
+/// The peer: nlohmann::json parses each envelope and from_json maps it into the peer's structs.
+void peerDecodePass(const Corpus& corpus, std::vector<peer::Envelope>& history);
+
+/// Ours: each message written back as its envelope, one per line, into `out`.
+void encodePass(const JSONEncoder& encoder, const std::vector<ChatMessage>& history,
+                std::string& out);
+
+/// The peer: each message built as a nlohmann::json and dumped, one per line, into `out`.
+void peerEncodePass(const std::vector<peer::Envelope>& history, std::string& out);
+
+/// How many messages of `a` equal the message at the same place in `b`.
+std::size_t equalPass(const std::vector<ChatMessage>& a, const std::vector<ChatMessage>& b);
+
+/// The hash values of every message, combined so that none can be skipped.
+std::uint64_t hashPass(const std::vector<ChatMessage>& history);
+
+/// A decoder for envelopes and an encoder that writes them the same way (ISO 8601 dates).
+JSONDecoder makeDecoder();
+JSONEncoder makeEncoder();
+
+}  // namespace tovanel::chat::bench

@@ -1,0 +1,65 @@
+// One pass of one benchmark's work, for profilers: the corpus is made and a first pass warms the
+// buffers before the measured pass, which runs inside `measuredPass` alone. Under callgrind:
+//   valgrind --tool=callgrind --toggle-collect='*measuredPass*' tovanel-chat-bench-profile ours
+// counts the instructions of that pass only.
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "Corpus.hpp"
+#include "Passes.hpp"
+
+namespace tovanel::chat::bench {
+namespace {
+
+template <class Pass>
+[[gnu::noinline]] void measuredPass(Pass& pass) {
+  pass();
+}
+// Runs `pass` once to warm up, `reset` (unmeasured, as the benchmarks pause for it), then `pass`
+// measured.
+template <class Pass, class Reset>
+void warmThenMeasure(Pass pass, Reset reset) {
+  pass();
+  reset();
+  measuredPass(pass);
+}
+void nothing() {}
+
+int run(const std::string& what) {
+  const Corpus& input = corpus(roomMix());
+  if (what == "floor") {
+    simdjson::dom::parser parser;
+    warmThenMeasure([&] { floorPass(parser, input); }, nothing);
+  } else if (what == "ours" || what == "encode") {
+    JSONDecoder decoder = makeDecoder();
+    std::vector<ChatMessage> history;
+    history.reserve(input.lines.size());
+    const auto decode = [&] { decodePass(decoder, input, history); };
+    if (what == "ours") {
+      warmThenMeasure(decode, [&] { history.clear(); });
+    } else {
+      decode();
+      const JSONEncoder encoder = makeEncoder();
+      std::string out;
+      warmThenMeasure([&] { encodePass(encoder, history, out); }, [&] { out.clear(); });
+    }
+  } else if (what == "peer") {
+    std::vector<peer::Envelope> history;
+    history.reserve(input.lines.size());
+    warmThenMeasure([&] { peerDecodePass(input, history); }, [&] { history.clear(); });
+  } else {
+    std::fprintf(stderr, "usage: tovanel-chat-bench-profile floor|ours|peer|encode\n");
+    return 2;
+  }
+  std::printf("%s: one measured pass over %zu messages (%zu bytes)\n", what.c_str(),
+              input.lines.size(), input.text.size());
+  return 0;
+}
+
+}  // namespace
+}  // namespace tovanel::chat::bench
+
+int main(int argc, char** argv) { return tovanel::chat::bench::run(argc == 2 ? argv[1] : ""); }

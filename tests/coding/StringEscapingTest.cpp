@@ -1,0 +1,74 @@
+// Strings are written eight bytes at a time: a byte to escape, a byte that is not ASCII or a
+// byte of broken UTF-8 must be seen wherever it falls, in a full word or in the short tail.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tovanel/chat/coding/EncodingError.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+struct SpecialByteRow {
+  const char* name;
+  std::string special;  // the bytes placed into plain text
+  std::string written;  // how they are written
+};
+
+const std::vector<SpecialByteRow> kSpecialByteRows{
+    {"Quote", "\"", "\\\""},
+    {"Backslash", "\\", "\\\\"},
+    {"Newline", "\n", "\\n"},
+    {"Nul", std::string(1, '\0'), "\\u0000"},
+    {"UnitSeparator", "\x1f", "\\u001f"},
+    {"SpaceIsPlain", " ", " "},
+    {"TwoByteLetter", "\xc3\xa9", "\xc3\xa9"},
+    {"Emoji", "\xf0\x9f\x98\x80", "\xf0\x9f\x98\x80"},
+};
+
+class SpecialBytePositionTest : public ::testing::TestWithParam<SpecialByteRow> {};
+
+// Every length from 0 to 19 plain bytes and every position of the special bytes among them.
+TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
+  const auto& row = GetParam();
+  std::vector<std::string> wrong;
+  for (std::size_t length = 0; length < 20; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      const std::string plain(length, 'x');
+      const std::string text = plain.substr(0, at) + row.special + plain.substr(at);
+      const std::string expected =
+          "\"" + plain.substr(0, at) + row.written + plain.substr(at) + "\"";
+      if (JSONEncoder().encode(text) != expected) wrong.push_back(text);
+    }
+  }
+  EXPECT_TRUE(wrong.empty()) << wrong.size() << " texts written wrongly, the first: " << wrong[0];
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, SpecialBytePositionTest, ::testing::ValuesIn(kSpecialByteRows),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A byte that cannot begin or continue UTF-8 fails the text wherever it falls, and nothing of the
+// text is left in the output.
+TEST(StringEscaping, BrokenUtf8FailsAtEveryPosition) {
+  std::vector<std::string> accepted;
+  for (std::size_t length = 0; length < 20; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      std::string text(length, 'x');
+      text.insert(at, "\xff");
+      std::string out = "[";
+      try {
+        JSONEncoder().encode(text, out);
+        accepted.push_back(text);
+      } catch (const EncodingError&) {
+        if (out != "[") accepted.push_back(text);
+      }
+    }
+  }
+  EXPECT_TRUE(accepted.empty()) << accepted.size() << " broken texts were written";
+}
+
+}  // namespace
+}  // namespace tovanel::chat
