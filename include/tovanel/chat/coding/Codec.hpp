@@ -197,17 +197,20 @@ void readTolerant(DecodingRun& run, const std::optional<Decoder>& value, std::op
   if (!readOptional(value, out)) run.clearError();
 }
 
+/// A required key: keyNotFound when absent, then the value's own errors.
 template <class T>
 bool decodeRequired(const KeyedDecodingContainer& container, std::string_view key, T& out) {
   return readRequired(container, key, container.find(key), out);
 }
 
+/// An optional key: empty when absent or null; any other failure fails.
 template <class T>
 bool decodeOptional(const KeyedDecodingContainer& container, std::string_view key,
                     std::optional<T>& out) {
   return readOptional(container.find(key), out);
 }
 
+/// An optional key whose failures leave the value empty; never fails, builds no error.
 template <class T>
 void decodeTolerant(const KeyedDecodingContainer& container, std::string_view key,
                     std::optional<T>& out) {

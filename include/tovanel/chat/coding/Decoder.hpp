@@ -58,20 +58,23 @@ constexpr std::uint64_t keyPrefix(std::string_view key) noexcept {
 /// The keys a record reads, in the order of its field table, with their prefixes (distinct, at
 /// most KeyedDecodingContainer::kMaxKeyTable of them). Made once per record by KeyTableOf.
 struct KeyTable {
-  const std::string_view* keys;
-  const std::uint64_t* prefixes;
-  std::size_t size;
+  const std::string_view* keys;    ///< the keys, in table order
+  const std::uint64_t* prefixes;  ///< keyPrefix of each key
+  std::size_t size;               ///< how many keys
 };
 
+/// The storage of a KeyTable of N keys, built at compile time from a record's keys.
 template <std::size_t N>
 struct KeyTableOf {
+  /// Takes the keys and computes their prefixes.
   constexpr explicit KeyTableOf(const std::array<std::string_view, N>& list) noexcept : keys(list) {
     for (std::size_t i = 0; i < N; ++i) prefixes[i] = keyPrefix(list[i]);
   }
+  /// The table view of this storage.
   constexpr KeyTable table() const noexcept { return {keys.data(), prefixes.data(), N}; }
 
-  std::array<std::string_view, N> keys;
-  std::array<std::uint64_t, N> prefixes{};
+  std::array<std::string_view, N> keys;        ///< the keys, in table order
+  std::array<std::uint64_t, N> prefixes{};     ///< keyPrefix of each key
 };
 }  // namespace coding
 
@@ -263,7 +266,9 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
     friend class Decoder;
     Opening() = default;
   };
+  /// The object at `self`, its members indexed by key.
   KeyedDecodingContainer(const Decoder& self, Opening) noexcept;
+  /// The object at `self`, its members matched once against a record's keys.
   KeyedDecodingContainer(const Decoder& self, Opening, coding::KeyTable keys) noexcept;
 
   /// The most keys an index or a key table holds.
