@@ -69,13 +69,7 @@ constexpr PayloadOps opsFor() {
   return {&Ops::decode, &Ops::encode, &Ops::equal, &Ops::hash, &Ops::hashRef, &Ops::destroy};
 }
 
-bool decodeUnavailable(const Decoder& decoder, Body&) {
-  return decoder.fail(DecodingError::Kind::dataCorrupted,
-                      "this build of the library cannot decode bodies of this kind yet");
-}
-
 constexpr PayloadOps kNoPayload{};
-constexpr PayloadOps kUnavailable{&decodeUnavailable};
 
 constexpr std::array<PayloadOps, 15> kPayloadOps{
     kNoPayload,                // action
