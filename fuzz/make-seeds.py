@@ -6,13 +6,13 @@ Each target gets a few dozen small files: the JSON literals of the tests that be
 and invalid ones alike, since both paths are worth exploring) and the bodies, events, users and
 envelopes of examples/room.json. The dictionary holds JSON's own tokens, every key of the records'
 field tables and every raw value of their enumerations, so that the fuzzer need not guess them.
-Run from anywhere; it replaces the corpus folders and the dictionary.
+Run from anywhere; it replaces the seeds and the dictionary, and keeps the inputs that once
+found a fault (fuzz/corpus/TARGET/regression-*).
 """
 
 import json
 import pathlib
 import re
-import shutil
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 CORPUS = ROOT / "fuzz" / "corpus"
@@ -64,9 +64,11 @@ def smallest_distinct(items, limit=PER_TARGET):
 
 
 def write(target, items):
+    """Replaces the target's seed-* files; inputs that once found a fault (regression-*) stay."""
     folder = CORPUS / target
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir(parents=True)
+    folder.mkdir(parents=True, exist_ok=True)
+    for old in folder.glob("seed-*"):
+        old.unlink()
     for number, item in enumerate(items):
         (folder / f"seed-{number:03}").write_bytes(item)
 

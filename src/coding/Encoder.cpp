@@ -155,7 +155,14 @@ void Encoder::writeNumber(double number) {
                             : "an infinite number cannot be written as JSON");
   }
   char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
+  // Written out in full, a whole number from 2^63 on would read back as an integer that the
+  // decoder may not hold in 64 bits: with an exponent it reads back as this double.
+  if (std::fabs(number) >= 0x1p63 && std::none_of(buffer, result.ptr, [](char c) {
+        return c == '.' || c == 'e';
+      })) {
+    result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
+  }
   run_->out().append(buffer, result.ptr);
 }
 
