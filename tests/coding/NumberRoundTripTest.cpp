@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "support/BodyDecoding.hpp"
+#include "support/CodingOutcome.hpp"
 #include "tovanel/chat/body/content/SoundCloudBody.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
@@ -43,9 +43,9 @@ INSTANTIATE_TEST_SUITE_P(Numbers, DoubleRoundTripTest, ::testing::ValuesIn(kDoub
 // Found by the round-trip fuzz target: the duration was written as 1184467440737095516160.
 TEST(NumberRoundTrip, ABodyWithAHugeWholeDurationDecodesFromItsOwnText) {
   const Body body =
-      testing::decodeBody(BodyType::soundcloud, R"({"duration":1184467440737095516150.5})");
+      test::decodeBody(BodyType::soundcloud, R"({"duration":1184467440737095516150.5})");
   const std::string json = JSONEncoder().encode(*body.get<SoundCloudBody>());
-  EXPECT_EQ(testing::decodeBody(BodyType::soundcloud, json), body) << json;
+  EXPECT_EQ(test::decodeBody(BodyType::soundcloud, json), body) << json;
 }
 
 }  // namespace
