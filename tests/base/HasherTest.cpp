@@ -1,5 +1,7 @@
 #include "tovanel/chat/base/Hasher.hpp"
 
+#include "tovanel/chat/body/content/TextBody.hpp"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -85,6 +87,20 @@ TEST(Hasher, StringsAreDelimitedSoSplitsDiffer) {
   b.combineString("a");
   b.combineString("bc");
   EXPECT_NE(a.finalize(), b.finalize());
+}
+
+// Against hash flooding: what a record feeds is only half of its hash; the other half is the seed,
+// so a crafted set of colliding records for one seed is no such set for another.
+TEST(Hasher, TheSameRecordHashesDifferentlyUnderDifferentSeeds) {
+  const TextBody body("the same text", std::vector<TextBody::Mention>{});
+  Hasher first(Hasher::Seed{1, 2});
+  body.hashInto(first);
+  Hasher second(Hasher::Seed{3, 4});
+  body.hashInto(second);
+  Hasher again(Hasher::Seed{1, 2});
+  body.hashInto(again);
+  EXPECT_NE(first.finalize(), second.finalize());
+  EXPECT_EQ(first.finalize(), again.finalize());
 }
 
 TEST(Hasher, TheProcessSeedIsStableWithinTheProcess) {
