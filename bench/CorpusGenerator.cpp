@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "tovanel/chat/body/info/InfoType.hpp"
+
 namespace tovanel::chat::bench {
 namespace {
 
@@ -46,23 +48,8 @@ constexpr std::array<std::string_view, 12> kNonAsciiWords{
     "café", "naïve", "résumé",   "über",       "smørbrød", "jalapeño",
     "😀",    "🎉",     "👍🏽", "こんにちは", "привет",   "e\u0301te\u0301"};
 
-constexpr std::array<std::string_view, 17> kInfoKinds{"added",
-                                                      "banned",
-                                                      "invited",
-                                                      "joined",
-                                                      "message_delete",
-                                                      "room_accessibility",
-                                                      "room_call_summary",
-                                                      "room_created",
-                                                      "room_history_cleared",
-                                                      "room_request",
-                                                      "room_request_accepted",
-                                                      "room_request_created",
-                                                      "room_tags",
-                                                      "room_title",
-                                                      "room_topic",
-                                                      "room_visibility",
-                                                      "user_present"};
+// Every event kind, as the library spells them.
+constexpr const auto& kInfoKinds = RawValues<InfoType>::values;
 
 class Writer {
  public:
