@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 
 namespace tovanel::chat::test {
 
@@ -30,6 +31,37 @@ inline std::string slurp(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
+
+/// Scratch files for one test process, in a directory of its own that goes away when the process
+/// ends. Test processes run in parallel, so a shared name would let one truncate what another reads.
+class ScratchFiles {
+ public:
+  static ScratchFiles& instance() {
+    static ScratchFiles files;
+    return files;
+  }
+  ScratchFiles(const ScratchFiles&) = delete;
+  ScratchFiles& operator=(const ScratchFiles&) = delete;
+  ~ScratchFiles() {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+  }
+
+  /// The path of a file named `name` that holds `content`.
+  std::string write(const std::string& name, const std::string& content) {
+    const auto path = directory_ / name;
+    std::ofstream(path, std::ios::binary) << content;
+    return path.string();
+  }
+
+ private:
+  ScratchFiles()
+      : directory_(std::filesystem::temp_directory_path() /
+                   ("tovanel-test-" + std::to_string(getpid()))) {
+    std::filesystem::create_directories(directory_);
+  }
+  std::filesystem::path directory_;
+};
 
 /// Runs the tool with `arguments` (as the shell reads them: quote what needs it) and `input` on
 /// standard input.

@@ -2,10 +2,7 @@
 // user runs them.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -77,10 +74,7 @@ struct EqualRow {
 void PrintTo(const EqualRow& row, std::ostream* out) { *out << row.name; }
 
 std::string inputFile(const std::string& name, std::string_view json) {
-  const auto path = std::filesystem::temp_directory_path() /
-                    ("tovanel-info-" + std::to_string(getpid()) + "-" + name + ".json");
-  std::ofstream(path, std::ios::binary) << json;
-  return path.string();
+  return test::ScratchFiles::instance().write(name + ".json", std::string(json));
 }
 
 class EqualInfo : public testing::TestWithParam<EqualRow> {};
@@ -89,7 +83,6 @@ TEST_P(EqualInfo, ComparesEventsAndTheirHashes) {
   const std::string first = inputFile("first", GetParam().first);
   const std::string second = inputFile("second", GetParam().second);
   const test::ToolRun run = runTool("equal --info " + quoted(first) + " " + quoted(second));
-  std::filesystem::remove(first), std::filesystem::remove(second);
   EXPECT_EQ(run.out, GetParam().out) << run.err;
 }
 

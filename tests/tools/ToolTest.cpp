@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "support/ToolRun.hpp"
@@ -17,9 +15,7 @@ using test::runTool;
 
 /// The quoted path of a scratch file holding `content`.
 std::string file(const std::string& name, const std::string& content) {
-  const auto path = std::filesystem::path(::testing::TempDir()) / ("tool-test-" + name);
-  std::ofstream(path, std::ios::binary) << content;
-  return test::quoted(path.string());
+  return test::quoted(test::ScratchFiles::instance().write(name, content));
 }
 
 long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
