@@ -3,6 +3,7 @@
 //   valgrind --tool=callgrind --toggle-collect='*measuredPass*' tovanel-chat-bench-profile ours
 // counts the instructions of that pass only.
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -33,13 +34,18 @@ int run(const std::string& what) {
   if (what == "floor") {
     simdjson::dom::parser parser;
     warmThenMeasure([&] { floorPass(parser, input); }, nothing);
-  } else if (what == "ours" || what == "encode") {
+  } else if (what == "ours" || what == "encode" || what == "hash") {
     JSONDecoder decoder = makeDecoder();
     std::vector<ChatMessage> history;
     history.reserve(input.lines.size());
     const auto decode = [&] { decodePass(decoder, input, history); };
     if (what == "ours") {
       warmThenMeasure(decode, [&] { history.clear(); });
+    } else if (what == "hash") {
+      decode();
+      std::uint64_t sum = 0;
+      warmThenMeasure([&] { sum += hashPass(history); }, nothing);
+      std::printf("hash sum %llx\n", static_cast<unsigned long long>(sum));
     } else {
       decode();
       const JSONEncoder encoder = makeEncoder();
@@ -51,7 +57,7 @@ int run(const std::string& what) {
     history.reserve(input.lines.size());
     warmThenMeasure([&] { peerDecodePass(input, history); }, [&] { history.clear(); });
   } else {
-    std::fprintf(stderr, "usage: tovanel-chat-bench-profile floor|ours|peer|encode\n");
+    std::fprintf(stderr, "usage: tovanel-chat-bench-profile floor|ours|peer|encode|hash\n");
     return 2;
   }
   std::printf("%s: one measured pass over %zu messages (%zu bytes)\n", what.c_str(),

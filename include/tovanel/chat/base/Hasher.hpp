@@ -28,14 +28,9 @@ class TOVANEL_CHAT_API Hasher {
   explicit Hasher(Seed seed) noexcept : state_(seed.k0, seed.k1) {}
 
   /// Feeds one byte.
-  void combine(std::uint8_t byte) noexcept { state_.write(&byte, 1); }
+  void combine(std::uint8_t byte) noexcept { state_.writeLittleEndian(byte, 1); }
   /// Feeds a 32-bit word as four little-endian bytes.
-  void combine(std::uint32_t word) noexcept {
-    const unsigned char bytes[4] = {
-        static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8),
-        static_cast<unsigned char>(word >> 16), static_cast<unsigned char>(word >> 24)};
-    state_.write(bytes, 4);
-  }
+  void combine(std::uint32_t word) noexcept { state_.writeLittleEndian(word, 4); }
   /// Feeds a 64-bit word as eight little-endian bytes.
   void combine(std::uint64_t word) noexcept { state_.writeWord(word); }
   /// Feeds text already in its canonical form: its bytes, then 0xFF, a byte that UTF-8 never

@@ -22,26 +22,34 @@ class SipHash {
   /// Feeds `size` bytes.
   void write(const void* data, std::size_t size) noexcept {
     const auto* p = static_cast<const unsigned char*>(data);
-    length_ += size;
-    while (tailSize_ != 0 && size != 0) {
-      appendTailByte(*p++);
-      --size;
+    if (tailSize_ != 0 && size != 0) {  // first complete the pending word
+      const std::size_t n = size < 8 - tailSize_ ? size : 8 - tailSize_;
+      writeLittleEndian(loadLittleEndian(p, n), static_cast<unsigned>(n));
+      p += n;
+      size -= n;
     }
-    for (; size >= 8; size -= 8, p += 8) compress(loadLittleEndian(p));
-    while (size-- != 0) appendTailByte(*p++);
+    for (; size >= 8; size -= 8, p += 8) writeWord(loadLittleEndian(p, 8));
+    if (size != 0) writeLittleEndian(loadLittleEndian(p, size), static_cast<unsigned>(size));
   }
 
-  // A word is eight little-endian bytes; when the stream is aligned it skips the byte path.
   /// Feeds a 64-bit word as eight little-endian bytes.
-  void writeWord(std::uint64_t word) noexcept {
-    if (tailSize_ == 0) {
-      length_ += 8;
-      compress(word);
+  void writeWord(std::uint64_t word) noexcept { writeLittleEndian(word, 8); }
+
+  /// Feeds the low `count` bytes of `value` (1 to 8) as little-endian bytes. Whatever the
+  /// alignment of the stream, the bytes are merged into the pending word with shifts, never one
+  /// at a time.
+  void writeLittleEndian(std::uint64_t value, unsigned count) noexcept {
+    if (count < 8) value &= (std::uint64_t{1} << (8 * count)) - 1;
+    length_ += count;
+    const unsigned room = 8 - tailSize_;
+    tail_ |= value << (8 * tailSize_);
+    if (count < room) {
+      tailSize_ += count;
       return;
     }
-    unsigned char bytes[8];
-    for (int i = 0; i < 8; ++i) bytes[i] = static_cast<unsigned char>(word >> (8 * i));
-    write(bytes, 8);
+    compress(tail_);
+    tailSize_ = count - room;
+    tail_ = tailSize_ == 0 ? 0 : value >> (8 * room);
   }
 
   /// The hash of everything fed so far; the state is left as it was.
@@ -57,20 +65,13 @@ class SipHash {
   }
 
  private:
-  static std::uint64_t loadLittleEndian(const unsigned char* p) noexcept {
-    std::uint64_t word;
-    std::memcpy(&word, p, 8);
-    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
-    return word;
-  }
-
-  void appendTailByte(unsigned char byte) noexcept {
-    tail_ |= static_cast<std::uint64_t>(byte) << (8 * tailSize_);
-    if (++tailSize_ == 8) {
-      compress(tail_);
-      tail_ = 0;
-      tailSize_ = 0;
+  static std::uint64_t loadLittleEndian(const unsigned char* p, std::size_t count) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, p, count);
+    if constexpr (std::endian::native == std::endian::big) {
+      word = __builtin_bswap64(word) >> (8 * (8 - count));
     }
+    return word;
   }
 
   void compress(std::uint64_t m) noexcept {
