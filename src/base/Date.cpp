@@ -9,6 +9,12 @@ namespace tovanel::chat {
 
 namespace {
 
+/// Writes `value` as exactly `width` decimal digits, leading zeros included.
+char* putDigits(char* out, unsigned value, int width) noexcept {
+  for (int i = width - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
+  return out + width;
+}
+
 // Days since 1970-01-01 of a proleptic Gregorian date, and back (Howard Hinnant's algorithms).
 constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
   y -= m <= 2;
@@ -159,17 +165,29 @@ std::string Date::iso8601() const {
     days -= 1;
   }
   const Civil civil = civilFromDays(days);
-  char buffer[64];
-  int length = std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02uT%02lld:%02lld:%02lld",
-                             static_cast<long long>(civil.year), civil.month, civil.day,
-                             static_cast<long long>(secondOfDay / 3600),
-                             static_cast<long long>(secondOfDay / 60 % 60),
-                             static_cast<long long>(secondOfDay % 60));
-  if (milliseconds != 0) {
-    length += std::snprintf(buffer + length, sizeof buffer - static_cast<std::size_t>(length),
-                            ".%03lld", static_cast<long long>(milliseconds));
+  char buffer[48];
+  char* out = buffer;
+  if (civil.year >= 0 && civil.year <= 9999) {
+    out = putDigits(out, static_cast<unsigned>(civil.year), 4);
+  } else {  // not a date the text can hold; written in full all the same
+    out += std::snprintf(out, 24, "%04lld", static_cast<long long>(civil.year));
   }
-  return std::string(buffer, static_cast<std::size_t>(length)) + 'Z';
+  *out++ = '-';
+  out = putDigits(out, civil.month, 2);
+  *out++ = '-';
+  out = putDigits(out, civil.day, 2);
+  *out++ = 'T';
+  out = putDigits(out, static_cast<unsigned>(secondOfDay / 3600), 2);
+  *out++ = ':';
+  out = putDigits(out, static_cast<unsigned>(secondOfDay / 60 % 60), 2);
+  *out++ = ':';
+  out = putDigits(out, static_cast<unsigned>(secondOfDay % 60), 2);
+  if (milliseconds != 0) {
+    *out++ = '.';
+    out = putDigits(out, static_cast<unsigned>(milliseconds), 3);
+  }
+  *out++ = 'Z';
+  return std::string(buffer, out);
 }
 
 }  // namespace tovanel::chat
