@@ -207,16 +207,37 @@ KeyedEncodingContainer::~KeyedEncodingContainer() {
   out += '}';
 }
 
-Encoder KeyedEncodingContainer::beginMember(std::string_view key, std::size_t& mark) {
+Encoder KeyedEncodingContainer::beginMember(MemberKey key, std::size_t& mark) {
   EncodingRun& run = *self_.run_;
   std::string& out = run.out();
-  if (count_++ > 0) out += ',';
-  if (run.formatting().prettyPrinted) appendIndent(out, run.depth_);
-  memberStart_ = out.size();
-  self_.writeString(key);
-  out += run.formatting().prettyPrinted ? ": " : ":";
+  const bool pretty = run.formatting().prettyPrinted;
+  const bool first = count_++ == 0;
+  if (pretty) {
+    if (!first) out += ',';
+    appendIndent(out, run.depth_);
+  }
+  constexpr std::size_t kShortKey = 56;
+  if (key.plain && key.text.size() <= kShortKey) {
+    // Most keys: the separator, the quoted key and the colon in one append.
+    char prefix[kShortKey + 5];
+    char* p = prefix;
+    if (!first && !pretty) *p++ = ',';
+    memberStart_ = out.size() + static_cast<std::size_t>(p - prefix);
+    *p++ = '"';
+    std::memcpy(p, key.text.data(), key.text.size());
+    p += key.text.size();
+    *p++ = '"';
+    *p++ = ':';
+    if (pretty) *p++ = ' ';
+    out.append(prefix, p);
+  } else {
+    if (!first && !pretty) out += ',';
+    memberStart_ = out.size();
+    self_.writeString(key.text);
+    out += pretty ? ": " : ":";
+  }
   mark = out.size();
-  return Encoder(run, self_, coding::PathStep{key.data(), key.size()});
+  return Encoder(run, self_, coding::PathStep{key.text.data(), key.text.size()});
 }
 
 void KeyedEncodingContainer::endMember(std::size_t mark) {
@@ -225,7 +246,7 @@ void KeyedEncodingContainer::endMember(std::size_t mark) {
   if (self_.run_->formatting().sortedKeys) spans_.emplace_back(memberStart_, out.size());
 }
 
-void KeyedEncodingContainer::encodeNil(std::string_view key) {
+void KeyedEncodingContainer::encodeNil(MemberKey key) {
   std::size_t mark = 0;
   beginMember(key, mark).writeNull();
   endMember(mark);

@@ -266,7 +266,7 @@ void Encoder::encode(const T& value) {
 }
 
 template <class T>
-void KeyedEncodingContainer::encode(std::string_view key, const T& value) {
+void KeyedEncodingContainer::encode(MemberKey key, const T& value) {
   std::size_t mark = 0;
   Encoder member = beginMember(key, mark);
   coding::Codec<T>::encode(member, value);

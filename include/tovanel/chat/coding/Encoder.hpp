@@ -23,6 +23,29 @@ class KeyedEncodingContainer;
 class UnkeyedEncodingContainer;
 class SingleValueEncodingContainer;
 
+/// A member's key as the encoder takes it: its text, and whether the text goes out as it stands
+/// (printable ASCII with no quote or backslash). The check is a constant expression, so for the
+/// keys of field tables and for string literals it costs nothing when encoding.
+struct MemberKey {
+  std::string_view text;  ///< the key
+  bool plain;             ///< true when the text needs no escaping
+
+  /// A key, checked for what must be escaped.
+  constexpr MemberKey(std::string_view key) noexcept : text(key), plain(isPlain(key)) {}
+  /// A key from a NUL-terminated string (a literal, usually).
+  constexpr MemberKey(const char* key) noexcept : MemberKey(std::string_view(key)) {}
+  /// A key held in a string.
+  MemberKey(const std::string& key) noexcept : MemberKey(std::string_view(key)) {}
+
+ private:
+  static constexpr bool isPlain(std::string_view key) noexcept {
+    for (const char c : key) {
+      if (c < 0x20 || c > 0x7E || c == '"' || c == '\\') return false;
+    }
+    return true;
+  }
+};
+
 /// How the output is laid out.
 struct OutputFormatting {
   bool prettyPrinted = false;  ///< newlines and two-space indentation
@@ -110,18 +133,18 @@ class TOVANEL_CHAT_API KeyedEncodingContainer {
 
   /// Writes the key always.
   template <class T>
-  void encode(std::string_view key, const T& value);
+  void encode(MemberKey key, const T& value);
   /// Writes the key only for a present value; never a JSON null.
   template <class T>
-  void encodeIfPresent(std::string_view key, const std::optional<T>& value) {
+  void encodeIfPresent(MemberKey key, const std::optional<T>& value) {
     if (value) encode(key, *value);
   }
   /// Writes the key with null.
-  void encodeNil(std::string_view key);
+  void encodeNil(MemberKey key);
 
   /// Starts a member: separator and key. The value is then written through the returned
   /// encoder, and `endMember` closes it.
-  Encoder beginMember(std::string_view key, std::size_t& mark);
+  Encoder beginMember(MemberKey key, std::size_t& mark);
   /// Closes the member that beginMember started with `mark`.
   void endMember(std::size_t mark);
 

@@ -42,6 +42,8 @@ struct Field {
   M R::*member;          ///< the member
   /// The reader of a custom field: the checking decode of `key` into the member.
   bool (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
+  /// The key as the encoder takes it, checked for escapes once, when the table is built.
+  MemberKey encodingKey = MemberKey(key);
   static constexpr Presence presence = P;  ///< how the key is read and written
 };
 
@@ -112,9 +114,9 @@ bool readField(const KeyedDecodingContainer& container, R& record, const Field<R
 template <class R, class M, Presence P>
 void writeField(KeyedEncodingContainer& container, const R& record, const Field<R, M, P>& field) {
   if constexpr (P == Presence::required) {
-    container.encode(field.key, record.*field.member);
+    container.encode(field.encodingKey, record.*field.member);
   } else {
-    container.encodeIfPresent(field.key, record.*field.member);
+    container.encodeIfPresent(field.encodingKey, record.*field.member);
   }
 }
 

@@ -1,0 +1,63 @@
+// Member keys: plain keys take a shortcut past escaping, so every kind of key must still come out
+// as valid JSON that reads back to the same key, in every layout.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/JSONEncoder.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+/// An object with two members under the given keys (the first written second, for sorting).
+struct TwoMembers {
+  std::string first, second;
+  void encode(Encoder& encoder) const {
+    auto container = encoder.container();
+    container.encode(second, std::int64_t{2});
+    container.encode(first, std::int64_t{1});
+  }
+};
+
+struct KeyRow {
+  const char* name;
+  std::string key;
+  std::string written;  // the key as JSON text
+};
+void PrintTo(const KeyRow& row, std::ostream* out) { *out << row.name; }
+
+class MemberKeys : public ::testing::TestWithParam<KeyRow> {};
+
+TEST_P(MemberKeys, AreWrittenEscapedInEveryLayoutAndReadBack) {
+  const auto& [name, key, written] = GetParam();
+  const TwoMembers value{key, "~last"};
+  JSONEncoder encoder;
+  EXPECT_EQ(encoder.encode(value), R"({"~last":2,)" + written + ":1}");
+  encoder.outputFormatting = {.prettyPrinted = true, .sortedKeys = false};
+  EXPECT_EQ(encoder.encode(value), "{\n  \"~last\": 2,\n  " + written + ": 1\n}");
+  encoder.outputFormatting = {.prettyPrinted = false, .sortedKeys = true};
+  const std::string sorted = encoder.encode(value);
+  EXPECT_EQ(sorted, "{" + written + R"(:1,"~last":2})");
+  const auto keys = JSONDecoder().decode(
+      sorted, [](const Decoder& root) { return root.container().allKeys(); });
+  EXPECT_EQ(keys, (std::vector<std::string>{key, "~last"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, MemberKeys,
+    ::testing::Values(KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"},
+                      KeyRow{"Empty", "", R"("")"},
+                      KeyRow{"LongerThanTheShortcut", std::string(80, 'k'),
+                             '"' + std::string(80, 'k') + '"'},
+                      KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"},
+                      KeyRow{"Backslash", "a\\b", R"("a\\b")"},
+                      KeyRow{"Control", "tab\there", R"("tab\there")"},
+                      KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tovanel::chat
