@@ -16,6 +16,7 @@ class StoreError : public std::runtime_error {
     notAStore,       ///< the file is a database, but not a message store
     database,        ///< SQLite failed: the file cannot be opened, read or written
     closed,          ///< the repository was closed before the operation could run
+    invalidDate,     ///< a date is NaN, which the file would keep as no date at all
   };
 
   StoreError(Code code, const std::string& description)
