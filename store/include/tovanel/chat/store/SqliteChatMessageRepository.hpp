@@ -26,6 +26,7 @@
 #include "tovanel/chat/message/ChatMessageRepository.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"
 #include "tovanel/chat/message/NewChatMessage.hpp"
+#include "tovanel/chat/store/Export.hpp"
 #include "tovanel/chat/store/StoreError.hpp"
 
 namespace tovanel::chat::store {
@@ -46,7 +47,7 @@ struct UnreadableRow {
   std::exception_ptr error;
 };
 
-class SqliteChatMessageRepository final : public ChatMessageRepository {
+class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMessageRepository {
  public:
   using Messages = std::vector<ChatMessage>;
 

@@ -6,9 +6,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "tovanel/chat/store/Export.hpp"
+
 namespace tovanel::chat::store {
 
-class StoreError : public std::runtime_error {
+// Exported so that its type information is one across the library's boundary, for catch clauses.
+class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
  public:
   enum class Code : std::uint8_t {
     unknownMessage,  ///< deleteMessage named a message that the room does not hold
