@@ -1,6 +1,7 @@
-# Install rules: the library, its headers (with the generated Version.hpp), the CMake package
-# TovanelChatData (target Tovanel::ChatData) and the pkg-config file tovanel-chat-data.pc. Both
-# package files are relocatable: they find the prefix from where they are installed, so
+# Install rules: the libraries, their headers (with the generated Version.hpp), the CMake package
+# TovanelChatData (target Tovanel::ChatData; with its component Store, Tovanel::ChatStore) and the
+# pkg-config files tovanel-chat-data.pc and tovanel-chat-store.pc. The package files are
+# relocatable: they find the prefix from where they are installed, so
 # `cmake --install BUILD --prefix DIR` works with any DIR.
 
 include(GNUInstallDirs)
@@ -8,14 +9,26 @@ include(CMakePackageConfigHelpers)
 
 set(TOVANEL_CHAT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TovanelChatData)
 
-install(TARGETS TovanelChatData EXPORT TovanelChatDataTargets
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ ${PROJECT_BINARY_DIR}/include/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT TovanelChatDataTargets NAMESPACE Tovanel:: DESTINATION ${TOVANEL_CHAT_CMAKE_DIR})
+# Each library has its own export set, so that an application of the core alone needs none of the
+# store's dependencies.
+function(tovanel_install_library target export_set headers)
+  install(TARGETS ${target} EXPORT ${export_set}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(EXPORT ${export_set} NAMESPACE Tovanel:: DESTINATION ${TOVANEL_CHAT_CMAKE_DIR})
+endfunction()
+
+tovanel_install_library(TovanelChatData TovanelChatDataTargets
+  "${PROJECT_SOURCE_DIR}/include/;${PROJECT_BINARY_DIR}/include/")
+set(TOVANEL_CHAT_HAS_STORE FALSE)
+if(TARGET TovanelChatStore)
+  set(TOVANEL_CHAT_HAS_STORE TRUE)
+  tovanel_install_library(TovanelChatStore TovanelChatStoreTargets
+    "${PROJECT_SOURCE_DIR}/store/include/")
+endif()
 
 get_target_property(TOVANEL_CHAT_LIBRARY_TYPE TovanelChatData TYPE)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/TovanelChatDataConfig.cmake.in
@@ -42,16 +55,24 @@ foreach(dir LIBDIR INCLUDEDIR)
     set(TOVANEL_CHAT_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
   endif()
 endforeach()
-# A static library's users link its dependencies too; a shared library's do not.
+# A static library's users link its dependencies too; a shared library's do not. The store
+# always requires the core, whose headers its own include.
 if(TOVANEL_CHAT_LIBRARY_TYPE STREQUAL "STATIC_LIBRARY")
   set(TOVANEL_CHAT_PC_REQUIRES "Requires")
+  set(TOVANEL_CHAT_STORE_PC_REQUIRES "Requires: tovanel-chat-data = ${PROJECT_VERSION}, sqlite3")
 else()
   set(TOVANEL_CHAT_PC_REQUIRES "Requires.private")
+  set(TOVANEL_CHAT_STORE_PC_REQUIRES
+    "Requires: tovanel-chat-data = ${PROJECT_VERSION}\nRequires.private: sqlite3")
 endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/tovanel-chat-data.pc.in
-  ${PROJECT_BINARY_DIR}/tovanel-chat-data.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/tovanel-chat-data.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(TOVANEL_CHAT_PC_FILES tovanel-chat-data)
+if(TOVANEL_CHAT_HAS_STORE)
+  list(APPEND TOVANEL_CHAT_PC_FILES tovanel-chat-store)
+endif()
+foreach(pc IN LISTS TOVANEL_CHAT_PC_FILES)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 
 # The installed tool finds a shared library installed beside it.
 if(TARGET tovanel-chat AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")

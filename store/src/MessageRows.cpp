@@ -18,11 +18,6 @@ std::optional<Date> dateOf(const std::optional<double>& seconds) {
   return Date::sinceReferenceDate(*seconds);
 }
 
-std::optional<double> secondsOf(const std::optional<Date>& date) {
-  if (!date) return std::nullopt;
-  return date->timeIntervalSinceReferenceDate();
-}
-
 // Runs `decode`, putting `field` in front of the coding path of its error.
 template <class F>
 auto atField(const char* field, F&& decode) {
@@ -72,6 +67,12 @@ std::optional<std::string_view> eventKindOf(const Body& body) {
 
 }  // namespace
 
+StoreError nanDate(const std::string& what) {
+  return StoreError(
+      StoreError::Code::invalidDate,
+      what + " is NaN, a date that SQLite cannot hold (it would read back as no date)");
+}
+
 MessageRows::MessageRows() { prepareForBodyDecoding(decoder_); }
 
 ChatMessage MessageRows::read(const Statement& row) {
@@ -107,10 +108,16 @@ void MessageRows::bind(Statement& upsert, const ChatMessage& message, bool uncon
   encoder_.encode(message.body, body_);
   author_.clear();
   encoder_.encode(message.user, author_);
+  const auto named = [&](const char* field) {
+    return [&message, field] {
+      return "message \"" + message.messageID + "\" in room \"" + message.roomID + "\": " + field;
+    };
+  };
   upsert.bind(message.messageID, message.roomID, message.clientID, rawValue(message.type),
               rawValue(message.body.bodyType()), eventKindOf(message.body), body_,
-              secondsOf(message.createdAt), secondsOf(message.updatedAt), author_,
-              message.viewCount, static_cast<std::int64_t>(rawValue(message.sentStatus)),
+              storedSeconds(message.createdAt, named("createdAt")),
+              storedSeconds(message.updatedAt, named("updatedAt")), author_, message.viewCount,
+              static_cast<std::int64_t>(rawValue(message.sentStatus)),
               static_cast<std::int64_t>(unconfirmed ? 1 : 0));
 }
 

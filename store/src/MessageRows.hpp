@@ -4,12 +4,15 @@
 // event is read back by the case kept beside it, since its JSON need not name it (a cleared
 // history writes `{}`).
 
+#include <cmath>
+#include <optional>
 #include <string>
 
 #include "Database.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
+#include "tovanel/chat/store/StoreError.hpp"
 
 namespace tovanel::chat::store::detail {
 
@@ -46,6 +49,20 @@ inline constexpr const char* kUpsertMessage =
     "view_count = excluded.view_count, sent_status = excluded.sent_status, "
     "unconfirmed = excluded.unconfirmed";
 
+/// The error for a NaN date, whose description starts with `what`, the name of the date.
+StoreError nanDate(const std::string& what);
+
+/// A date's seconds as the file keeps them, NULL for none. SQLite keeps a NaN REAL as NULL, which
+/// reads back as no date, so a NaN date throws nanDate(name()) instead; the name is only made
+/// then.
+template <class Name>
+std::optional<double> storedSeconds(const std::optional<Date>& date, Name&& name) {
+  if (!date) return std::nullopt;
+  const double seconds = date->timeIntervalSinceReferenceDate();
+  if (std::isnan(seconds)) throw nanDate(name());
+  return seconds;
+}
+
 class MessageRows {
  public:
   /// With a decoder prepared for body decoding; the date strategies are the coders' defaults,
@@ -57,7 +74,8 @@ class MessageRows {
   ChatMessage read(const Statement& row);
 
   /// Binds the message to kUpsertMessage's parameters. Throws EncodingError for a body or author
-  /// that has no JSON form (a NaN coordinate).
+  /// that has no JSON form (a NaN coordinate), StoreError invalidDate for a NaN createdAt or
+  /// updatedAt.
   void bind(Statement& upsert, const ChatMessage& message, bool unconfirmed);
 
  private:

@@ -279,6 +279,8 @@ Store::Messages Store::readRoom(const std::string& roomID) {
 Store::Messages Store::retrieve(const std::string& roomID, const std::optional<Date>& from,
                                 const std::optional<std::string>& lurkerToken,
                                 std::uint64_t limit) {
+  const auto before =
+      storedSeconds(from, [&] { return "retrieveChatMessages in room \"" + roomID + "\": from"; });
   Transaction transaction(*database_,
                           lurkerToken ? Transaction::Mode::write : Transaction::Mode::read);
   if (lurkerToken) statements_->setToken.bind(roomID, *lurkerToken).run();
@@ -286,8 +288,8 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
       std::min<std::uint64_t>(limit, std::numeric_limits<std::int64_t>::max()));
   Scan page;  // newest first
   if (wanted > 0) {
-    if (from) {
-      scan(statements_->before.bind(roomID, from->timeIntervalSinceReferenceDate(), wanted), page);
+    if (before) {
+      scan(statements_->before.bind(roomID, *before, wanted), page);
       // Undated messages are older than any date.
       if (page.rows < wanted) scan(statements_->undated.bind(roomID, wanted - page.rows), page);
     } else {

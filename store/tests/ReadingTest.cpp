@@ -1,7 +1,11 @@
 // What the store gives back: messages as they were stored, across sessions; observed lists
-// after each change and none after cancelling; deletions; and rows that no longer decode.
+// after each change and none after cancelling; deletions; dates the file cannot hold; and rows
+// that no longer decode.
 
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
 
 #include "StoreTesting.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -53,6 +57,86 @@ TEST_F(ReadingTest, aReceivedMessageReplacesTheOneWithItsMessageIDInWhateverRoom
   EXPECT_EQ(wholeRoom(*repository, "r1"), (Messages{textMessage("m1", "r1", 100, "edited")}));
   EXPECT_EQ(wholeRoom(*repository, "r2"), (Messages{textMessage("m2", "r2", 200, "moved")}));
 }
+
+// ---- dates the file cannot hold ----
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+struct NaNDateCase {
+  const char* name;
+  std::function<void(SqliteChatMessageRepository&)> operation;  // with a NaN date, in room r1
+  const char* named;  // what the error's description starts with
+};
+
+class NaNDateTest : public StoreTest, public ::testing::WithParamInterface<NaNDateCase> {};
+
+// SQLite keeps a NaN REAL as NULL: stored, such a date would read back as no date at all.
+TEST_P(NaNDateTest, isRefusedNamingTheDateAndNothingChanges) {
+  const NaNDateCase& row = GetParam();
+  auto repository = open();
+  const ChatMessage kept = textMessage("m0", "r1", 100, "kept");
+  waitFor(repository->receive(kept));
+  try {
+    row.operation(*repository);
+    FAIL() << "accepted";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), StoreError::Code::invalidDate);
+    EXPECT_EQ(std::string(error.what()),
+              std::string(row.named) +
+                  " is NaN, a date that SQLite cannot hold (it would read back as no date)");
+  }
+  EXPECT_EQ(wholeRoom(*repository, "r1"), Messages{kept});
+  EXPECT_EQ(waitFor(repository->lurkerToken("r1")), std::nullopt);
+}
+
+// A receive of a good message and one with a NaN date, which stores neither.
+std::function<void(SqliteChatMessageRepository&)> receivingWith(
+    std::function<void(ChatMessage&)> damage) {
+  return [damage](SqliteChatMessageRepository& repository) {
+    ChatMessage bad = textMessage("m2", "r1", 200, "bad");
+    damage(bad);
+    waitFor(repository.receive({textMessage("m1", "r1", 150, "good"), bad}));
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Dates, NaNDateTest,
+    ::testing::Values(NaNDateCase{"createdAt", receivingWith([](ChatMessage& m) {
+                                    m.createdAt = Date::sinceReferenceDate(kNaN);
+                                  }),
+                                  "message \"m2\" in room \"r1\": createdAt"},
+                      NaNDateCase{"updatedAt", receivingWith([](ChatMessage& m) {
+                                    m.updatedAt = Date::sinceReferenceDate(kNaN);
+                                  }),
+                                  "message \"m2\" in room \"r1\": updatedAt"},
+                      NaNDateCase{"negativeNaN", receivingWith([](ChatMessage& m) {
+                                    m.createdAt = Date::sinceReferenceDate(-kNaN);
+                                  }),
+                                  "message \"m2\" in room \"r1\": createdAt"},
+                      NaNDateCase{"pageFrom",
+                                  [](SqliteChatMessageRepository& repository) {
+                                    waitFor(repository.retrieveChatMessages(
+                                        "r1", Date::sinceReferenceDate(kNaN), "token", 10));
+                                  },
+                                  "retrieveChatMessages in room \"r1\": from"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+class ExtremeDateTest : public StoreTest, public ::testing::WithParamInterface<double> {};
+
+// Every other double is a REAL that SQLite keeps bit for bit.
+TEST_P(ExtremeDateTest, comesBackAsItWas) {
+  ChatMessage message = textMessage("m1", "r1", std::nullopt, "extreme");
+  message.createdAt = Date::sinceReferenceDate(GetParam());
+  message.updatedAt = Date::sinceReferenceDate(-GetParam());
+  auto repository = open();
+  waitFor(repository->receive(message));
+  EXPECT_EQ(wholeRoom(*repository, "r1"), Messages{message});
+}
+
+INSTANTIATE_TEST_SUITE_P(Dates, ExtremeDateTest,
+                         ::testing::Values(std::numeric_limits<double>::infinity(),
+                                           std::numeric_limits<double>::max(),
+                                           std::numeric_limits<double>::denorm_min()));
 
 // ---- observing ----
 

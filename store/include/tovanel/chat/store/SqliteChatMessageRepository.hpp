@@ -26,6 +26,7 @@
 #include "tovanel/chat/message/ChatMessageRepository.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"
 #include "tovanel/chat/message/NewChatMessage.hpp"
+#include "tovanel/chat/store/Export.hpp"
 #include "tovanel/chat/store/StoreError.hpp"
 
 namespace tovanel::chat::store {
@@ -46,7 +47,7 @@ struct UnreadableRow {
   std::exception_ptr error;
 };
 
-class SqliteChatMessageRepository final : public ChatMessageRepository {
+class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMessageRepository {
  public:
   using Messages = std::vector<ChatMessage>;
 
@@ -79,8 +80,10 @@ class SqliteChatMessageRepository final : public ChatMessageRepository {
   /// Stores messages from the service, all in one transaction: each replaces the stored message
   /// with its messageID (in whatever room), and a message whose clientID is that of one of our
   /// sends that the service has not confirmed replaces that send (sending or failed), so it is
-  /// never shown twice. Completes once committed; fails with StoreError and stores none of them
-  /// when a message cannot be encoded or written.
+  /// never shown twice. Completes once committed; fails and stores none of them when a message
+  /// cannot be encoded (EncodingError) or written (StoreError), or has a NaN createdAt or
+  /// updatedAt (StoreError invalidDate, naming the message and the date: the file would keep it
+  /// as no date).
   Future<void> receive(std::vector<ChatMessage> messages);
   Future<void> receive(ChatMessage message);
 
@@ -98,7 +101,8 @@ class SqliteChatMessageRepository final : public ChatMessageRepository {
   /// first createdAt, misses nothing. History ends with an empty page, or with a page whose first
   /// message has no createdAt. Unreadable rows count towards `limit` but are left out of the page
   /// (see observeUnreadableRows). `lurkerToken` grants nothing here: it is kept for the room (see
-  /// lurkerToken()), reserved for a transport that fetches older history from the service.
+  /// lurkerToken()), reserved for a transport that fetches older history from the service. A NaN
+  /// `from` fails with StoreError invalidDate: it is before or after no date.
   Future<Messages> retrieveChatMessages(std::string roomID, std::optional<Date> from,
                                         std::optional<std::string> lurkerToken,
                                         std::uint64_t limit) override;

@@ -6,9 +6,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "tovanel/chat/store/Export.hpp"
+
 namespace tovanel::chat::store {
 
-class StoreError : public std::runtime_error {
+// Exported so that its type information is one across the library's boundary, for catch clauses.
+class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
  public:
   enum class Code : std::uint8_t {
     unknownMessage,  ///< deleteMessage named a message that the room does not hold
@@ -16,6 +19,7 @@ class StoreError : public std::runtime_error {
     notAStore,       ///< the file is a database, but not a message store
     database,        ///< SQLite failed: the file cannot be opened, read or written
     closed,          ///< the repository was closed before the operation could run
+    invalidDate,     ///< a date is NaN, which the file would keep as no date at all
   };
 
   StoreError(Code code, const std::string& description)

@@ -1,0 +1,91 @@
+// An application's first use of TovanelChatStore: it opens a message store, receives two messages
+// from the service, pages them back and prints them, oldest first; then asks to delete a message
+// that the room does not hold and prints the store's error.
+//
+//   store-consumer FOLDER
+//
+// The store is the file FOLDER/messages.db, created (with the folder) when absent; running again
+// gives the same output, since a received message replaces the one with its messageID. Exit status
+// 0 on success, 1 when the store fails (the error on stderr), 2 on a usage error.
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// [include]
+#include <tovanel/chat.hpp>
+#include <tovanel/chat/store/SqliteChatMessageRepository.hpp>
+#include <tovanel/chat/store/Wait.hpp>
+
+namespace chat = tovanel::chat;
+namespace store = tovanel::chat::store;
+// [include]
+
+namespace {
+
+const std::string kRoom = "r-lisbon-weekend";
+
+chat::ChatMessage textMessage(const std::string& messageID, const char* createdAt,
+                              const std::string& username, const std::string& text) {
+  return chat::ChatMessage(chat::Body(chat::TextBody(text, std::nullopt)),
+                           chat::Date::fromISO8601(createdAt), std::nullopt, messageID, kRoom,
+                           chat::BodyType::text, std::nullopt,
+                           chat::ChatMessageUser("u-" + username, username, username, "",
+                                                 std::nullopt, std::nullopt, 0, 0),
+                           std::nullopt, chat::MessageSentStatus::sent);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::cerr << "usage: store-consumer FOLDER\n";
+    return 2;
+  }
+  try {
+    // [open]
+    // This program only reads: its transport fails every send, as if offline.
+    const chat::ChatMessageUser me("u-me", "me", "Mia", "Ek", std::nullopt, std::nullopt, 0, 0);
+    const std::filesystem::path folder(argv[1]);
+    std::filesystem::create_directories(folder);
+    auto repository = store::SqliteChatMessageRepository::open(
+        folder / "messages.db", me, [](const chat::ChatMessage&) {
+          chat::Promise<std::string> serviceID;
+          serviceID.reject(std::make_exception_ptr(std::runtime_error("offline")));
+          return serviceID.future();
+        });
+    // [open]
+
+    // [receive]
+    store::waitFor(repository->receive(
+        {textMessage("m002", "2026-11-17T09:05:31Z", "bob", "Welcome! Breakfast at nine?"),
+         textMessage("m001", "2026-11-17T09:00:00Z", "anna", "Landed in Lisbon!")}));
+    const std::vector<chat::ChatMessage> page =
+        store::waitFor(repository->retrieveChatMessages(kRoom, std::nullopt, std::nullopt, 50));
+    // [receive]
+
+    std::cout << page.size() << " messages in " << kRoom << '\n';
+    for (const chat::ChatMessage& message : page) {
+      std::cout << message.messageID << " at " << message.createdAt->iso8601() << " by "
+                << message.user.atUsername().value_or("a deleted user") << ": "
+                << message.body.get<chat::TextBody>()->text << '\n';
+    }
+
+    // [error]
+    try {
+      store::waitFor(repository->deleteMessage("m009", kRoom));
+    } catch (const store::StoreError& error) {
+      if (error.code() != store::StoreError::Code::unknownMessage) throw;
+      std::cout << "not deleted: " << error.what() << '\n';
+    }
+    // [error]
+  } catch (const std::exception& error) {  // StoreError, or EncodingError for an unwritable body
+    std::cerr << "error: " << error.what() << '\n';
+    return 1;
+  }
+  return 0;
+}
