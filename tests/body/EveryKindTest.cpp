@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 #include "support/Capture.hpp"
 #include "support/CodingOutcome.hpp"
 #include "support/ToolRun.hpp"

@@ -46,18 +46,31 @@ std::vector<HashCall> hashInputOf(const T& value) {
   return hasher.calls;
 }
 
-inline std::ostream& operator<<(std::ostream& out, const HashCall& call) {
+/// One call as a token: b<byte>, w32:<word>, w<word> or 'text'.
+inline std::string token(const HashCall& call) {
   switch (call.kind) {
     case HashCall::Kind::byte:
-      return out << "byte(" << call.word << ")";
+      return "b" + std::to_string(call.word);
     case HashCall::Kind::word32:
-      return out << "word32(" << call.word << ")";
+      return "w32:" + std::to_string(call.word);
     case HashCall::Kind::word64:
-      return out << "word64(" << call.word << ")";
+      return "w" + std::to_string(call.word);
     case HashCall::Kind::string:
-      return out << "string(\"" << call.text << "\")";
+      return "'" + call.text + "'";
   }
-  return out;
+  return "?";
+}
+
+inline std::ostream& operator<<(std::ostream& out, const HashCall& call) {
+  return out << token(call);
+}
+
+/// The calls that `value.hashInto` makes as one line of tokens.
+template <class T>
+std::string hashLine(const T& value) {
+  std::string line;
+  for (const auto& call : hashInputOf(value)) line += (line.empty() ? "" : " ") + token(call);
+  return line;
 }
 
 }  // namespace tovanel::chat::test

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/body/info/InfoBody.hpp"
 
 namespace tovanel::chat {

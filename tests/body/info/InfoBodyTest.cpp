@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 #include "support/RecordingHasher.hpp"
 
 namespace tovanel::chat {

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/body/info/RoomAccessibility.hpp"
 #include "tovanel/chat/body/info/RoomVisibility.hpp"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "body/info/InfoTestSupport.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {

@@ -1,10 +1,11 @@
 #pragma once
-// Helpers shared by the system-event tests: decoding as an application does (a prepared decoder,
-// or through Body with the info kind) with the diagnostic lines captured, and one comparable text
-// for what a decode gave.
+// Tables of cases over many records at once: decoding as an application does (a prepared decoder,
+// or through Body with the info kind) with the diagnostic lines captured, one comparable text for
+// what a decode gave, and rows of records read back or compared.
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -69,11 +70,63 @@ inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
   return decodeCapturing<Body>(decoder, json);
 }
 
-/// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure.
+/// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure; then
+/// whatever was written to standard output on the way, if anything.
 template <class T>
 std::string writtenBack(std::string_view json) {
-  return decodeCapturing<T>(json).summary();
+  const auto outcome = decodeCapturing<T>(json);
+  return outcome.summary() + (outcome.captured.out.empty() ? "" : "\n" + outcome.captured.out);
 }
+
+/// How two texts of one record compare: "equal" (both ways round, with equal hashes),
+/// "different", or what disagrees.
+template <class T>
+std::string comparison(std::string_view first, std::string_view second) {
+  const T a = decodeJson<T>(first), b = decodeJson<T>(second);
+  if ((a == b) != (b == a)) return "asymmetric";
+  if (!(a == b)) return "different";
+  return a.hashValue() == b.hashValue() ? "equal" : "equal with different hashes";
+}
+
+/// A row of a table over several records: `json` read as the row's record and written back gives
+/// `expected` (see writtenBack).
+struct CodingRow {
+  std::string name;
+  std::string (*writtenBack)(std::string_view);
+  std::string json;
+  std::string expected;
+};
+
+/// A row comparing two texts read as the row's record: `expected` is what comparison gives.
+struct PairRow {
+  std::string name;
+  std::string (*compare)(std::string_view, std::string_view);
+  std::string first, second;
+  std::string_view expected;
+};
+
+/// A test name made of a row's words: "image: null url" gives "ImageNullUrl".
+inline std::string nameOfRow(std::string_view words) {
+  std::string name;
+  bool upper = true;
+  for (const char c : words) {
+    const bool alnum = std::isalnum(static_cast<unsigned char>(c)) != 0;
+    if (alnum) name += upper ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
+    upper = !alnum;
+  }
+  return name;
+}
+
+inline void PrintTo(const CodingRow& row, std::ostream* out) { *out << row.name; }
+inline void PrintTo(const PairRow& row, std::ostream* out) { *out << row.name; }
+
+/// The two tables that test files instantiate with their rows (the checks are in
+/// RecordTablesTest.cpp).
+class RecordsReadBack : public ::testing::TestWithParam<CodingRow> {};
+class RecordPairs : public ::testing::TestWithParam<PairRow> {};
+
+/// Names parameterised tests after their rows' `name`.
+inline constexpr auto kRowName = [](const auto& info) { return nameOfRow(info.param.name); };
 
 /// A user object in the key order that users are written in.
 inline std::string userJson(std::string_view id) {
