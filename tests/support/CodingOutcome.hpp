@@ -1,9 +1,7 @@
 #pragma once
-// Decoding and encoding JSON text in one call, for tables of cases: a decode reports what it gave
-// as one comparable text ("decodes", or the error kind and the path of the failing value), and
-// the row checks the record tests share (edited objects, equality with the hash).
-
-#include <gtest/gtest.h>
+// Decoding and encoding JSON text in one call, for tables of cases: the failure of a decode as one
+// comparable text (the error kind and the path of the failing value), and JSON objects made by
+// editing the members of a valid one.
 
 #include <algorithm>
 #include <optional>
@@ -19,8 +17,6 @@
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat::test {
-
-inline constexpr std::string_view kDecodes = "decodes";
 
 /// "keyNotFound at location.long", or just the kind for a failure of the top-level value.
 inline std::string describeFailure(const DecodingError& error) {
@@ -43,27 +39,10 @@ inline Body decodeBody(BodyType kind, std::string_view json) {
   return decoder.decode<Body>(json);
 }
 
-/// kDecodes when the text decodes as a T, otherwise the failure as describeFailure gives it.
-template <class T>
-std::string decodingOutcome(std::string_view json) {
-  try {
-    (void)decodeJson<T>(json);
-    return std::string(kDecodes);
-  } catch (const DecodingError& error) {
-    return describeFailure(error);
-  }
-}
-
 /// The compact JSON text of a value.
 template <class T>
 std::string encodeJson(const T& value) {
   return JSONEncoder().encode(value);
-}
-
-/// What encoding writes for the value decoded from the text.
-template <class T>
-std::string reencode(std::string_view json) {
-  return encodeJson(decodeJson<T>(json));
 }
 
 /// The members of a JSON object, in order: each key with the JSON text of its value.
@@ -101,39 +80,6 @@ inline std::string objectWith(Members members, const std::vector<MemberEdit>& ed
     text += json;
   }
   return text + "}";
-}
-
-/// A change to a valid object and what decoding the changed object gives.
-struct EditCase {
-  std::string_view name;
-  std::vector<MemberEdit> edits;
-  std::string_view outcome;
-};
-
-template <class T>
-void expectOutcome(const Members& valid, const EditCase& row) {
-  EXPECT_EQ(decodingOutcome<T>(objectWith(valid, row.edits)), row.outcome) << row.name;
-}
-
-/// Two JSON texts of one record and whether the values they decode to are equal.
-struct EqualityCase {
-  std::string_view name;
-  std::string_view first;
-  std::string_view second;
-  bool equal;
-};
-
-/// The values compare as the row says, both ways round, and equal values hash alike.
-template <class T>
-void expectEquality(const EqualityCase& row) {
-  SCOPED_TRACE(std::string(row.name));
-  const T first = decodeJson<T>(row.first);
-  const T second = decodeJson<T>(row.second);
-  EXPECT_EQ(first == second, row.equal);
-  EXPECT_EQ(second == first, row.equal);
-  if (row.equal) {
-    EXPECT_EQ(first.hashValue(), second.hashValue());
-  }
 }
 
 }  // namespace tovanel::chat::test

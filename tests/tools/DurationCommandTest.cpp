@@ -40,12 +40,8 @@ std::string notADuration(const std::string& text) {
 INSTANTIATE_TEST_SUITE_P(
     Texts, DurationCommand,
     testing::Values(DurationCommandCase{"PT4M13S", 0, "253\tP0Y0M0W0DT0H4M13S\n", ""},
-                    DurationCommandCase{"PT1H30M", 0, "5400\tP0Y0M0W0DT1H30M0S\n", ""},
-                    DurationCommandCase{"PT-5M", 0, "-300\tP0Y0M0W0DT0H-5M0S\n", ""},
                     DurationCommandCase{"P2D1Y", 0, "31708800\tP1Y0M0W2DT0H0M0S\n", ""},
-                    DurationCommandCase{"P", 0, "0\tP0Y0M0W0DT0H0M0S\n", ""},
                     DurationCommandCase{"PT0.5S", 1, "", notADuration("PT0.5S")},
-                    DurationCommandCase{"P1YM", 1, "", notADuration("P1YM")},
                     DurationCommandCase{"", 1, "", notADuration("")}));
 
 TEST(DurationCommand, WithoutTextIsAUsageError) { EXPECT_EQ(runTool("duration").status, 2); }

@@ -69,8 +69,6 @@ std::vector<ToolRow> toolRows() {
        "equal\nhashes equal\n", ""},
       {"DifferentText", "equal --type text " + text + " " + other, "", 0,
        "different\nhashes differ\n", ""},
-      {"EqualReadsStdinForDash", "equal --type text - " + other, bye, 0, "equal\nhashes equal\n",
-       ""},
       {"EqualFailsAsBodyDoes", "equal --type text " + text + " " + malformed, "", 1, "",
        "error: dataCorrupted: "},
       {"EqualNeedsTwoFiles", "equal --type text " + text, "", 2, "", "error: "},
