@@ -32,7 +32,7 @@ TEST_FILES_OF_KIND = {kind: CONTENT_TEST_FILES for kind in
                        "youtube"]}
 TEST_FILES_OF_KIND["text"] = CONTENT_TEST_FILES + ["tools/ToolTest.cpp"]
 
-INFO_TEST_FILES = ["body/info/EventsTest.cpp", "tools/InfoCommandTest.cpp"]
+INFO_TEST_FILES = ["body/info/EventsTest.cpp", "tools/ToolTest.cpp"]
 USER_TEST_FILES = ["message/ChatMessageUserTest.cpp"]
 DURATION_TEST_FILES = ["duration/ISO8601DurationFormatterTest.cpp",
                        "duration/DurationConversionTest.cpp", "body/content/ContentRecordsTest.cpp"]

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "support/Capture.hpp"
-#include "support/CodingOutcome.hpp"
 #include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"

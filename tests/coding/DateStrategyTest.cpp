@@ -13,7 +13,7 @@
 #include <tuple>
 
 #include "support/Capture.hpp"
-#include "support/CodingOutcome.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/coding/Record.hpp"

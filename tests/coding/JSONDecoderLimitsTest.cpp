@@ -71,10 +71,8 @@ const std::vector<LimitRow> kLimitRows{
      kNotJSON + "arrays and objects nest deeper than the decoder's maximumDepth of 1024"},
     // the innermost empty array is a value enclosed by one array fewer than there are
     {"EmptyArrayDeeperThanTheDefaultDepth", nestedAround(kDepth + 2, ""), "maximumDepth of 1024"},
-    {"EmptyArrayAtTheDefaultDepth", nestedAround(kDepth + 1, ""), "an array"},
     {"ObjectsCountTowardsTheDepth", R"({"a":{"b":[1]}})", "maximumDepth of 2", kSize, 2},
     {"ADepthOfOneAllowsAnEmptyArrayInAnArray", "[1,[]]", "an array", kSize, 1},
-    {"ADepthOfOneRefusesAValueInAnArrayInAnArray", "[[1]]", "maximumDepth of 1", kSize, 1},
     {"ADepthOfZeroAllowsAScalar", "7", "an integer", kSize, 0},
     {"ADepthOfZeroRefusesAValueInAnArray", "[1]", "maximumDepth of 0", kSize, 0},
     // numbers
@@ -88,13 +86,11 @@ const std::vector<LimitRow> kLimitRows{
     {"LoneHighSurrogate", R"("\ud800")",
      kNotJSON + "a string holds an invalid escape sequence, "
                 "or a \\u escape of a lone surrogate"},
-    {"HighSurrogateBeforeANonSurrogate", R"("\ud800\u0041")", "a \\u escape of a lone surrogate"},
     {"PairedSurrogates", R"("\ud83d\ude00")", "string \"\xF0\x9F\x98\x80\""},
     {"UnknownEscape", R"("\x41")", "an invalid escape sequence"},
     // UTF-8
     {"TruncatedSequence", "\"ab\xC3\"",
      kNotJSON + "the text is not valid UTF-8 (first malformed byte at byte offset 3)"},
-    {"OverlongSlash", "\"\xC0\xAF\"", "(first malformed byte at byte offset 1)"},
     {"BeyondTheLastCodePoint", "[\"\xF4\x90\x80\x80\"]", "(first malformed byte at byte offset 2)"},
     {"StrayContinuationByteOutsideAString", "[1,\x80]", "(first malformed byte at byte offset 3)"},
     // control characters
@@ -108,11 +104,8 @@ const std::vector<LimitRow> kLimitRows{
     {"Utf8ByteOrderMarkAlone", "\xEF\xBB\xBF", kNotJSON + "the text is empty or only white space"},
     {"OnlyOneByteOrderMarkIsSkipped", "\xEF\xBB\xBF\xEF\xBB\xBF[]",
      kNotJSON + "the structure is malformed"},
-    {"ByteOrderMarkInsideAStringIsACharacter", "\"\xEF\xBB\xBFx\"", "string \"\xEF\xBB\xBFx\""},
     {"Utf16BigEndianByteOrderMark", std::string("\xFE\xFF\0\"\0x\0\"", 8),
      kNotJSON + "the text starts with a UTF-16 or UTF-32 byte-order mark; only UTF-8 is read"},
-    {"Utf32BigEndianByteOrderMark", std::string("\0\0\xFE\xFF\0\0\0[", 8),
-     "a UTF-16 or UTF-32 byte-order mark"},
 };
 
 class JSONDecoderLimitTest : public ::testing::TestWithParam<LimitRow> {};
@@ -167,7 +160,6 @@ const std::vector<DuplicateRow> kDuplicateRows{
     {"OptionalKeyWhoseLastValueIsNull", R"({"k":3,"k":null})", Read::optional, "absent"},
     {"OptionalKeyWhoseFirstValueIsNull", R"({"k":null,"k":3})", Read::optional, "3"},
     {"TolerantKeyWhoseLastValueHasTheWrongType", R"({"k":3,"k":"x"})", Read::tolerant, "absent"},
-    {"TolerantKeyWhoseFirstValueHasTheWrongType", R"({"k":"x","k":3})", Read::tolerant, "3"},
     {"ObjectWithManyKeysAndALastNull", manyKeysThen(R"("k":1,"k":null)"), Read::optional, "absent"},
 };
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Transcript.hpp"
-#include "support/CodingOutcome.hpp"
+#include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"
 
