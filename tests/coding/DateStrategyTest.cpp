@@ -161,23 +161,5 @@ TEST(DateEncodingStrategy, FailsForWhatItCannotWrite) {
   }
 }
 
-TEST(DateStrategies, DecodingWhatWasWrittenGivesTheSameDate) {
-  const std::tuple<DateEncodingStrategy, DateDecodingStrategy, double> cases[] = {
-      {DateEncodingStrategy::secondsSince1970(), DateDecodingStrategy::secondsSince1970(),
-       1795341600.123},
-      {DateEncodingStrategy::iso8601(), DateDecodingStrategy::iso8601(), -62135596800},
-      {DateEncodingStrategy::custom(writeAtSign), DateDecodingStrategy::custom(readAtSign),
-       1795341600},
-  };
-  for (const auto& [write, read, since1970] : cases) {
-    JSONEncoder encoder;
-    encoder.dateEncodingStrategy = write;
-    JSONDecoder decoder;
-    decoder.dateDecodingStrategy = read;
-    const std::string json = encoder.encode(Date::since1970(since1970));
-    EXPECT_NEAR(decoder.decode<Date>(json).timeIntervalSince1970(), since1970, 1e-6) << json;
-  }
-}
-
 }  // namespace
 }  // namespace tovanel::chat

@@ -121,22 +121,5 @@ TEST(JSONDecoder, TheParserIsReusableAfterAFailure) {
   EXPECT_EQ(decoder.decode("42", readInt), 42);
 }
 
-TEST(JSONDecoder, EveryNestedDecoderSeesTheSameUserInfo) {
-  JSONDecoder decoder;
-  const CodingUserInfoKey key("visits");
-  int visits = 0;
-  decoder.userInfo.emplace(key, std::any(&visits));
-  decoder.decode(R"({"list":[{},[],null]})", [&](const Decoder& root) {
-    auto elements = root.container().nestedDecoder("list").unkeyedContainer();
-    while (!elements.isAtEnd()) {
-      const Decoder element = elements.next();
-      EXPECT_EQ(&element.userInfo(), &decoder.userInfo);
-      ++*std::any_cast<int*>(element.userInfo().at(key));
-    }
-    return 0;
-  });
-  EXPECT_EQ(visits, 3);
-}
-
 }  // namespace
 }  // namespace tovanel::chat

@@ -173,15 +173,6 @@ TEST(CheckCommandInput, TheExampleRoomChecksClean) {
   EXPECT_EQ(run.out, "checked 38 messages: 38 ok, 0 failed\n");
 }
 
-TEST(RoomCommandUsage, UsageErrorsExitTwo) {
-  for (const char* arguments : {"room --colour", "room /nonexistent/room.json",
-                                "check /nonexistent/room.json", "check a b"}) {
-    const auto run = runTool(arguments);
-    EXPECT_EQ(run.status, 2) << arguments;
-    EXPECT_EQ(run.err.rfind("error: ", 0), 0u) << arguments << ": " << run.err;
-  }
-}
-
 // ---- single bodies, with colours, to see what is highlighted ----
 
 const ChatMessageUser kAuthor("u1", "anna", "Anna", "L", std::nullopt, std::nullopt, 0, 0);

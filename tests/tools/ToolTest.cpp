@@ -109,6 +109,11 @@ std::vector<ToolRow> toolRows() {
       {"EmptyDuration", "duration ''", "", 1, "",
        "error: dataCorrupted: the text \"\" is not an ISO 8601 duration\n"},
       {"DurationWithoutText", "duration", "", 2, "", "error: "},
+      // rooms
+      {"RoomWithAnUnknownOption", "room --colour", "", 2, "", "error: "},
+      {"RoomOfAMissingFile", "room /nonexistent/room.json", "", 2, "", "error: "},
+      {"CheckOfAMissingFile", "check /nonexistent/room.json", "", 2, "", "error: "},
+      {"CheckOfTwoFiles", "check a b", "", 2, "", "error: "},
   };
 }
 
