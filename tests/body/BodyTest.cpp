@@ -82,6 +82,8 @@ struct BodyRow {
 const std::vector<BodyRow>& bodyRows() {
   static const std::vector<BodyRow> rows{
       {"Action", Body::action(), BodyType::action, "w0"},
+      {"App", Body::app(), BodyType::app, "w1"},
+      {"Event", Body::event(), BodyType::event, "w2"},
       {"Vimeo", Body::vimeo(), BodyType::vimeo, "w13"},
       {"VimeoFromEmptyBody", Body(EmptyBody{}), BodyType::vimeo, "w13"},
       {"TextWithNoMentions", textBody("hi", std::vector<Mention>{}), BodyType::text,

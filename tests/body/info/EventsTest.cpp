@@ -186,6 +186,8 @@ std::vector<test::CodingRow> eventRows() {
        R"({"request":{"_id":"i","room":"r","type":"t","user":"u","__v":1,"appId":"a",)"
        R"("createdAt":1.25,"isInvite":true,"state":"open","updatedAt":5.5,)"
        R"("metadata":{"previouslyAcceptedCount":0}}})"},
+      {"request: an invitation flag given as text", request, R"({"request":{"isInvite":"true"}})",
+       "typeMismatch at request.isInvite"},
       {"request: a count given as text", request,
        R"({"request":{"metadata":{"previouslyAcceptedCount":"1"}}})",
        "typeMismatch at request.metadata.previouslyAcceptedCount"},
