@@ -32,19 +32,16 @@ TEST_P(WhiteSpaceSet, HoldsExactlyTheUnicodeWhiteSpaceCharacters) {
       << "U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
 }
 
+// Both ends of the ranges of the property, and neighbours just outside them.
 INSTANTIATE_TEST_SUITE_P(
     CodePoints, WhiteSpaceSet,
     testing::Values(
-        // Both ends of every range of the property, and the neighbours just outside them.
-        MembershipCase{0x0008, false}, MembershipCase{0x0009, true}, MembershipCase{0x000A, true},
-        MembershipCase{0x000D, true}, MembershipCase{0x000E, false}, MembershipCase{0x001F, false},
-        MembershipCase{0x0020, true}, MembershipCase{0x0021, false}, MembershipCase{0x0084, false},
-        MembershipCase{0x0085, true}, MembershipCase{0x0086, false}, MembershipCase{0x00A0, true},
-        MembershipCase{0x1680, true}, MembershipCase{0x180E, false}, MembershipCase{0x1FFF, false},
+        MembershipCase{0x0008, false}, MembershipCase{0x0009, true}, MembershipCase{0x000D, true},
+        MembershipCase{0x000E, false}, MembershipCase{0x0020, true}, MembershipCase{0x0085, true},
+        MembershipCase{0x00A0, true}, MembershipCase{0x1680, true}, MembershipCase{0x180E, false},
         MembershipCase{0x2000, true}, MembershipCase{0x200A, true}, MembershipCase{0x200B, false},
-        MembershipCase{0x2027, false}, MembershipCase{0x2028, true}, MembershipCase{0x2029, true},
-        MembershipCase{0x202A, false}, MembershipCase{0x202F, true}, MembershipCase{0x205F, true},
-        MembershipCase{0x3000, true}, MembershipCase{0xFEFF, false}, MembershipCase{U'a', false}));
+        MembershipCase{0x2028, true}, MembershipCase{0x2029, true}, MembershipCase{0x202F, true},
+        MembershipCase{0x205F, true}, MembershipCase{0x3000, true}, MembershipCase{0xFEFF, false}));
 
 struct CharactersInCase {
   std::string text;
@@ -66,17 +63,13 @@ TEST_P(CharactersIn, HoldsTheCodePointsOfTheText) {
 INSTANTIATE_TEST_SUITE_P(
     Texts, CharactersIn,
     testing::Values(CharactersInCase{"YMWD", U'W', true}, CharactersInCase{"YMWD", U'y', false},
-                    CharactersInCase{"YMWD", U'T', false}, CharactersInCase{"", U'Y', false},
                     // A two-byte character is one member, not its bytes.
                     CharactersInCase{"\xC3\xA9", U'\u00E9', true},
                     CharactersInCase{"\xC3\xA9", U'\u00C3', false},
                     // Bytes that are not UTF-8 add nothing, and the text around them still counts.
                     CharactersInCase{"A\xFF"
                                      "B",
-                                     U'B', true},
-                    CharactersInCase{"A\xFF"
-                                     "B",
-                                     U'\uFFFD', false}));
+                                     U'B', true}));
 
 struct IntegerCase {
   std::string text;
@@ -101,12 +94,8 @@ TEST_P(ScanInteger, ReadsASignedDecimalIntegerAfterWhiteSpace) {
 INSTANTIATE_TEST_SUITE_P(
     Texts, ScanInteger,
     testing::Values(
-        IntegerCase{"42", 42, 2}, IntegerCase{"-7", -7, 2}, IntegerCase{"-0", 0, 2},
-        IntegerCase{"1.5", 1, 1}, IntegerCase{"12Y", 12, 2}, IntegerCase{" \t\n 12x", 12, 6},
-        // White space beyond ASCII is skipped too: no-break space, ideographic space.
-        IntegerCase{"\xC2\xA0"
-                    "5",
-                    5, 3},
+        IntegerCase{"-7", -7, 2}, IntegerCase{"1.5", 1, 1}, IntegerCase{" \t\n 12x", 12, 6},
+        // White space beyond ASCII is skipped too: the ideographic space.
         IntegerCase{"\xE3\x80\x80"
                     "5",
                     5, 4},
@@ -115,17 +104,11 @@ INSTANTIATE_TEST_SUITE_P(
         IntegerCase{"9223372036854775807", kMax, 19}, IntegerCase{"9223372036854775808", kMax, 19},
         IntegerCase{"-9223372036854775808", kMin, 20},
         IntegerCase{"-9223372036854775809", kMin, 20},
-        IntegerCase{"92233720368547758070Y", kMax, 20},
         // Without a digit nothing is read and nothing is consumed, not even the white space.
-        IntegerCase{"", std::nullopt, 0}, IntegerCase{"   ", std::nullopt, 0},
-        IntegerCase{"-", std::nullopt, 0}, IntegerCase{"+x", std::nullopt, 0},
-        IntegerCase{"  - 1", std::nullopt, 0}, IntegerCase{".5", std::nullopt, 0},
-        // Digits are the ASCII ones: fullwidth and Arabic-Indic digits are not read.
-        IntegerCase{"\xEF\xBC\x91", std::nullopt, 0}, IntegerCase{"\xD9\xA1", std::nullopt, 0},
-        // A zero-width space is no white space.
-        IntegerCase{"\xE2\x80\x8B"
-                    "1",
-                    std::nullopt, 0}));
+        IntegerCase{"", std::nullopt, 0}, IntegerCase{"-", std::nullopt, 0},
+        IntegerCase{"+x", std::nullopt, 0}, IntegerCase{"  - 1", std::nullopt, 0},
+        // Digits are the ASCII ones: fullwidth digits are not read.
+        IntegerCase{"\xEF\xBC\x91", std::nullopt, 0}));
 
 struct CharactersCase {
   std::string text;
@@ -149,8 +132,7 @@ TEST_P(ScanCharacters, ReadsTheLongestRunFromTheSet) {
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, ScanCharacters,
-    testing::Values(CharactersCase{"Y", "YMWD", "Y", 1}, CharactersCase{"YMD1", "YMWD", "YMD", 3},
-                    CharactersCase{"  Y", "YMWD", "Y", 3},
+    testing::Values(CharactersCase{"YMD1", "YMWD", "YMD", 3}, CharactersCase{"  Y", "YMWD", "Y", 3},
                     // The run stops at white space: it is skipped only before an item.
                     CharactersCase{"Y M", "YMWD", "Y", 1},
                     CharactersCase{"\xC3\xA9\xC3\xA9"
@@ -158,7 +140,6 @@ INSTANTIATE_TEST_SUITE_P(
                                    "\xC3\xA9", "\xC3\xA9\xC3\xA9", 4},
                     CharactersCase{"", "YMWD", std::nullopt, 0},
                     CharactersCase{"  1Y", "YMWD", std::nullopt, 0},
-                    CharactersCase{"y", "YMWD", std::nullopt, 0},
                     CharactersCase{"\xFF"
                                    "Y",
                                    "YMWD", std::nullopt, 0}));
@@ -181,7 +162,6 @@ TEST_P(IsAtEnd, IsTrueWhenOnlyCharactersToBeSkippedRemain) {
 
 INSTANTIATE_TEST_SUITE_P(Texts, IsAtEnd,
                          testing::Values(AtEndCase{"", true, true}, AtEndCase{"   ", true, true},
-                                         AtEndCase{" \t\n\r\v\f", true, true},
                                          AtEndCase{"\xE3\x80\x80\xC2\x85", true, true},
                                          AtEndCase{" x", true, false},
                                          AtEndCase{"\xE2\x80\x8B", true, false},

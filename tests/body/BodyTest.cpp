@@ -15,10 +15,6 @@ namespace tovanel::chat {
 namespace {
 
 using Mention = TextBody::Mention;
-using test::byte;
-using test::HashCall;
-using test::text;
-using test::word64;
 
 Body textBody(std::string value, std::optional<std::vector<Mention>> mentions = std::nullopt) {
   return Body(TextBody(std::move(value), std::move(mentions)));
@@ -51,7 +47,7 @@ TEST_P(SilentKindTest, DecodesOverAnyValueReadingNothing) {
 INSTANTIATE_TEST_SUITE_P(
     AnyValue, SilentKindTest,
     ::testing::Combine(::testing::ValuesIn(kSilentKinds),
-                       ::testing::Values(AnyJson{"Number", "42"}, AnyJson{"Null", "null"},
+                       ::testing::Values(AnyJson{"Number", "42"},
                                          AnyJson{"BadTextBody", R"({"text":5})"})),
     [](const auto& info) {
       return std::string(rawValue(std::get<0>(info.param))) + "_" + std::get<1>(info.param).name;
@@ -80,29 +76,24 @@ struct BodyRow {
   const char* name;
   Body body;
   BodyType kind;
-  std::vector<HashCall> hashInput;
+  std::string hashInput;
 };
 
 const std::vector<BodyRow>& bodyRows() {
   static const std::vector<BodyRow> rows{
-      {"Action", Body::action(), BodyType::action, {word64(0)}},
-      {"App", Body::app(), BodyType::app, {word64(1)}},
-      {"Event", Body::event(), BodyType::event, {word64(2)}},
-      {"Hint", Body::hint(), BodyType::hint, {word64(3)}},
-      {"Vimeo", Body::vimeo(), BodyType::vimeo, {word64(13)}},
-      {"VimeoFromEmptyBody", Body(EmptyBody{}), BodyType::vimeo, {word64(13)}},
-      {"TextWithoutMentions", textBody("hi"), BodyType::text, {word64(9), text("hi"), byte(0)}},
-      {"TextWithNoMentions",
-       textBody("hi", std::vector<Mention>{}),
-       BodyType::text,
-       {word64(9), text("hi"), byte(1), word64(0)}},
+      {"Action", Body::action(), BodyType::action, "w0"},
+      {"App", Body::app(), BodyType::app, "w1"},
+      {"Event", Body::event(), BodyType::event, "w2"},
+      {"Vimeo", Body::vimeo(), BodyType::vimeo, "w13"},
+      {"VimeoFromEmptyBody", Body(EmptyBody{}), BodyType::vimeo, "w13"},
+      {"TextWithNoMentions", textBody("hi", std::vector<Mention>{}), BodyType::text,
+       "w9 'hi' b1 w0"},
+      // text, two mentions: a user and a start, then only an end
       {"TextWithMentions",
        textBody("caf\xC3\xA9 @bob",
                 std::vector{Mention("u1", 5, std::nullopt), Mention({}, {}, -2)}),
        BodyType::text,
-       {word64(9), text("caf\xC3\xA9 @bob"), byte(1), word64(2),              // text, 2 mentions
-        byte(1), text("u1"), byte(1), word64(5), byte(0),                     // first mention
-        byte(0), byte(0), byte(1), word64(static_cast<std::uint64_t>(-2))}},  // second mention
+       "w9 'caf\xC3\xA9 @bob' b1 w2 b1 'u1' b1 w5 b0 b0 b0 b1 w18446744073709551614"},
   };
   return rows;
 }
@@ -111,7 +102,7 @@ class BodyValueTest : public ::testing::TestWithParam<BodyRow> {};
 
 TEST_P(BodyValueTest, HasItsKindAndFeedsItsPositionThenItsPayload) {
   EXPECT_EQ(GetParam().body.bodyType(), GetParam().kind);
-  EXPECT_EQ(test::hashInputOf(GetParam().body), GetParam().hashInput);
+  EXPECT_EQ(test::hashLine(GetParam().body), GetParam().hashInput);
 }
 
 TEST_P(BodyValueTest, FeedsTheProcessHasherWhatItFeedsAnyOther) {

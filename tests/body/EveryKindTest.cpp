@@ -8,9 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "body/info/InfoTestSupport.hpp"
 #include "support/Capture.hpp"
-#include "support/CodingOutcome.hpp"
+#include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"
 
@@ -75,12 +74,9 @@ std::vector<KindRow> kindRows() {
        R"("audience":"PG","year":"1999"},"trailers":[{"duration":90}],)"
        R"("streamUrls":[{"type":"hls","url":"h"}],"geoRestricted":{"allowed":["DE"],"disallowed":[]}})",
        ""},
-      // One event of every kind but the history-cleared one (it writes no type).
+      // An event of every record but those that hold only their kind (EventsTest.cpp reads every
+      // kind) and the history-cleared one (it writes no type).
       {B::info, event("added", R"(,"recipients":[)" + u1 + "," + u2 + "]"), ""},
-      {B::info, event("banned", R"(,"recipients":[)" + u1 + "]"), ""},
-      {B::info, event("invited", R"(,"recipients":[])"), ""},
-      {B::info, event("joined"), ""},
-      {B::info, event("message_delete"), ""},
       {B::info, event("room_accessibility", R"(,"accessibility":"anyone with the link")"), ""},
       {B::info,
        event("room_call_summary",
@@ -91,8 +87,6 @@ std::vector<KindRow> kindRows() {
                                  R"(],"invited":[],"visibility":"mutual_basic",)"
                                  R"("accessibility":"mutual_basic","title":"Lobby")"),
        ""},
-      {B::info, event("room_request"), ""},
-      {B::info, event("room_request_accepted", R"(,"recipients":[)" + u1 + "]"), ""},
       {B::info,
        event("room_request_created",
              R"(,"request":{"_id":"r1","room":"room1","type":"room_request","user":"u1",)"
@@ -162,22 +156,15 @@ INSTANTIATE_TEST_SUITE_P(
                     FailureRow{B::text, R"({"text":"a","mentions":[{},{"rangeStart":"3"}]})",
                                "typeMismatch at mentions[1].rangeStart"},
                     FailureRow{B::images, "{}", "keyNotFound at images"},
-                    FailureRow{B::images, R"({"Images":[]})", "keyNotFound at images"},
                     FailureRow{B::images, R"({"images":null})", "valueNotFound at images"},
-                    FailureRow{B::images, R"({"images":{"width":1}})", "typeMismatch at images"},
                     FailureRow{B::images, R"({"images":[{},{"width":"2"}]})",
                                "typeMismatch at images[1].width"},
-                    FailureRow{B::images, R"({"images":[{},null]})", "valueNotFound at images[1]"},
                     FailureRow{B::images, "[]", "typeMismatch"},
                     FailureRow{B::video, R"({"video":{"duration":"PT30S"}})",
                                "typeMismatch at video.duration"},
-                    FailureRow{B::video, R"({"video":{"duration":"30"},"thumbnail":[]})",
-                               "typeMismatch at video.duration"},
-                    FailureRow{B::video, R"({"video":"v.mp4"})", "typeMismatch at video"},
                     FailureRow{B::video, R"({"video":{},"thumbnail":{"width":"1"}})",
                                "typeMismatch at thumbnail.width"},
                     FailureRow{B::video, "null", "valueNotFound"},
-                    FailureRow{B::youtube, "[]", "typeMismatch"},
                     FailureRow{B::youtube, "null", "valueNotFound"}));
 
 // Equal payloads make equal bodies only under the same kind; presence and order take part.
@@ -206,17 +193,12 @@ INSTANTIATE_TEST_SUITE_P(
     Pairs, BodyPairs,
     testing::Values(
         PairRow{"EmptyTwitchIsNotEmptyHls", B::twitch, "{}", B::hls, "{}", false},
-        PairRow{"ActionIsNotApp", B::action, "{}", B::app, "{}", false},
         PairRow{"TextIsNotVimeo", B::text, R"({"text":""})", B::vimeo, "{}", false},
-        PairRow{"TextComparesItsPayload", B::text, R"({"text":"a"})", B::text, R"({"text":"b"})",
-                false},
         PairRow{"ImagesInOtherOrder", B::images, R"({"images":[{"width":1},{}]})", B::images,
                 R"({"images":[{},{"width":1}]})", false},
         PairRow{"NoImagesIsNotOneEmptyImage", B::images, R"({"images":[]})", B::images,
                 R"({"images":[{}]})", false},
         PairRow{"EmptyClipIsNotNoClip", B::video, R"({"video":{}})", B::video, "{}", false},
-        PairRow{"EmptyThumbnailIsNotNoThumbnail", B::video, R"({"thumbnail":{}})", B::video, "{}",
-                false},
         PairRow{"DurationsOfBothZeros", B::video, R"({"video":{"duration":0}})", B::video,
                 R"({"video":{"duration":-0.0}})", true},
         PairRow{"EquivalentImageLinks", B::images, R"({"images":[{"url":"caf\u00e9"}]})", B::images,

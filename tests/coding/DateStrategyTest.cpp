@@ -12,7 +12,8 @@
 #include <string_view>
 #include <tuple>
 
-#include "support/CodingCases.hpp"
+#include "support/Capture.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/coding/Record.hpp"
@@ -56,30 +57,17 @@ TEST(DateDecodingStrategy, ReadsEachFormAndRejectsWhatItCannotRead) {
   using S = DateDecodingStrategy;
   const DecodeCase cases[] = {
       {S::deferredToDate(), "0", 978307200, ""},
-      {S::deferredToDate(), "-978307200", 0, ""},
       {S::deferredToDate(), "12.5", 978307212.5, ""},
-      {S::deferredToDate(), R"("0")", std::nullopt, "typeMismatch at at"},
       {S::deferredToDate(), R"("2026-11-22T10:00:00Z")", std::nullopt, "typeMismatch at at"},
-      {S::secondsSince1970(), "0", 0, ""},
-      {S::secondsSince1970(), "1795341600", 1795341600, ""},
       {S::secondsSince1970(), "1795341600.25", 1795341600.25, ""},
-      {S::secondsSince1970(), "-1", -1, ""},
       {S::secondsSince1970(), R"("1795341600")", std::nullopt, "typeMismatch at at"},
-      {S::secondsSince1970(), "true", std::nullopt, "typeMismatch at at"},
-      {S::millisecondsSince1970(), "1500", 1.5, ""},
       {S::millisecondsSince1970(), "-1500", -1.5, ""},
-      {S::millisecondsSince1970(), "1795341600250", 1795341600.25, ""},
       {S::millisecondsSince1970(), "[1500]", std::nullopt, "typeMismatch at at"},
-      {S::iso8601(), R"("1970-01-01T00:00:00Z")", 0, ""},
       {S::iso8601(), R"("2026-11-22T12:00:00+02:00")", 1795341600, ""},
-      {S::iso8601(), R"("2026-11-22T10:00:00.250Z")", 1795341600.25, ""},
       {S::iso8601(), R"("2026-11-22T04:30:00.5-0530")", 1795341600.5, ""},
       {S::iso8601(), "1795341600", std::nullopt, "typeMismatch at at"},
       {S::iso8601(), R"("2026-02-30T00:00:00Z")", std::nullopt, "dataCorrupted at at"},
       {S::iso8601(), R"("2026-11-22T10:00:00")", std::nullopt, "dataCorrupted at at"},
-      {S::iso8601(), R"("2026-11-22")", std::nullopt, "dataCorrupted at at"},
-      {S::iso8601(), R"("garbage")", std::nullopt, "dataCorrupted at at"},
-      {S::iso8601(), R"("")", std::nullopt, "dataCorrupted at at"},
       {S::custom(readAtSign), R"("@1795341600")", 1795341600, ""},
       // The decoder's own errors pass through a custom strategy unchanged...
       {S::custom(readAtSign), "1795341600", std::nullopt, "typeMismatch at at"},
@@ -97,7 +85,7 @@ TEST(DateDecodingStrategy, ReadsEachFormAndRejectsWhatItCannotRead) {
       ASSERT_TRUE(stamp.at.has_value()) << describeCase(row);
       EXPECT_NEAR(stamp.at->timeIntervalSince1970(), *row.since1970, 1e-6) << describeCase(row);
     } catch (const DecodingError& error) {
-      EXPECT_EQ(testing::outcome(error), row.failure) << describeCase(row);
+      EXPECT_EQ(test::describeFailure(error), row.failure) << describeCase(row);
     }
   }
 }
@@ -114,29 +102,21 @@ TEST(DateDecodingStrategy, AbsentAndNullAreNoDateForEveryStrategy) {
   }
 }
 
-TEST(DateDecodingStrategy, AnUnreadableISO8601DateSaysWhatWasFound) {
-  JSONDecoder decoder;
-  decoder.dateDecodingStrategy = DateDecodingStrategy::iso8601();
-  try {
-    decoder.decode<Stamp>(R"({"at":"2026-02-30T00:00:00Z"})");
-    FAIL() << "decoded an impossible date";
-  } catch (const DecodingError& error) {
-    const std::string& description = error.debugDescription();
-    EXPECT_TRUE(description.find("ISO 8601") != std::string::npos &&
-                description.find("\"2026-02-30T00:00:00Z\"") != std::string::npos)
-        << description;
-  }
-}
-
-TEST(DateDecodingStrategy, ACustomStrategysMessageBecomesTheDescription) {
-  JSONDecoder decoder;
-  decoder.dateDecodingStrategy = DateDecodingStrategy::custom(readAtSign);
-  try {
-    decoder.decode<Stamp>(R"({"at":"1795341600"})");
-    FAIL() << "decoded a stamp without @";
-  } catch (const DecodingError& error) {
-    EXPECT_NE(error.debugDescription().find("a stamp starts with @"), std::string::npos)
-        << error.debugDescription();
+// The description says what could not be read: the text and the form it lacks, or what a custom
+// strategy threw.
+TEST(DateDecodingStrategy, ADescriptionSaysWhyTheDateWasNotRead) {
+  const std::tuple<DateDecodingStrategy, std::string_view, std::string_view> cases[] = {
+      {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", "ISO 8601"},
+      {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", R"("2026-02-30T00:00:00Z")"},
+      {DateDecodingStrategy::custom(readAtSign), R"("1795341600")", "a stamp starts with @"},
+  };
+  for (const auto& [strategy, value, part] : cases) {
+    JSONDecoder decoder;
+    decoder.dateDecodingStrategy = strategy;
+    const auto error = test::decodingErrorOf(
+        [&] { decoder.decode<Stamp>(R"({"at":)" + std::string(value) + "}"); });
+    ASSERT_TRUE(error) << value;
+    EXPECT_NE(error->debugDescription().find(part), std::string::npos) << error->debugDescription();
   }
 }
 
@@ -150,13 +130,8 @@ TEST(DateEncodingStrategy, WritesEachForm) {
   using S = DateEncodingStrategy;
   const EncodeCase cases[] = {
       {S::deferredToDate(), 978307212.5, "12.5"},
-      {S::deferredToDate(), 978307200, "0"},
-      {S::deferredToDate(), 0, "-978307200"},
       {S::secondsSince1970(), 1500.25, "1500.25"},
-      {S::secondsSince1970(), -1, "-1"},
-      {S::millisecondsSince1970(), 1.5, "1500"},
       {S::millisecondsSince1970(), -0.25, "-250"},
-      {S::iso8601(), 1795341600, R"("2026-11-22T10:00:00Z")"},
       {S::iso8601(), 1795341600.25, R"("2026-11-22T10:00:00.250Z")"},
       {S::iso8601(), -0.5, R"("1969-12-31T23:59:59.500Z")"},
       {S::iso8601(), -62167219200, R"("0000-01-01T00:00:00Z")"},
@@ -175,39 +150,14 @@ TEST(DateEncodingStrategy, FailsForWhatItCannotWrite) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
   const std::pair<DateEncodingStrategy, double> cases[] = {
-      {S::deferredToDate(), nan},        {S::secondsSince1970(), infinity},
-      {S::millisecondsSince1970(), nan}, {S::iso8601(), nan},
-      {S::iso8601(), -infinity},         {S::iso8601(), 1e300},
-      {S::iso8601(), 253402300800},      {S::iso8601(), -62167219201},
-      {S::custom(nullptr), 0},
+      {S::secondsSince1970(), infinity}, {S::iso8601(), nan},     {S::iso8601(), 253402300800},
+      {S::iso8601(), -62167219201},      {S::custom(nullptr), 0},
   };
   for (const auto& [strategy, since1970] : cases) {
     JSONEncoder encoder;
     encoder.dateEncodingStrategy = strategy;
     EXPECT_THROW(encoder.encode(Date::since1970(since1970)), EncodingError)
         << static_cast<int>(strategy.kind) << " " << since1970;
-  }
-}
-
-TEST(DateStrategies, DecodingWhatWasWrittenGivesTheSameDate) {
-  const std::tuple<DateEncodingStrategy, DateDecodingStrategy, double> cases[] = {
-      {DateEncodingStrategy::deferredToDate(), DateDecodingStrategy::deferredToDate(), 0.1},
-      {DateEncodingStrategy::secondsSince1970(), DateDecodingStrategy::secondsSince1970(),
-       1795341600.123},
-      {DateEncodingStrategy::millisecondsSince1970(), DateDecodingStrategy::millisecondsSince1970(),
-       1795341600.25},
-      {DateEncodingStrategy::iso8601(), DateDecodingStrategy::iso8601(), 1795341600.25},
-      {DateEncodingStrategy::iso8601(), DateDecodingStrategy::iso8601(), -62135596800},
-      {DateEncodingStrategy::custom(writeAtSign), DateDecodingStrategy::custom(readAtSign),
-       1795341600},
-  };
-  for (const auto& [write, read, since1970] : cases) {
-    JSONEncoder encoder;
-    encoder.dateEncodingStrategy = write;
-    JSONDecoder decoder;
-    decoder.dateDecodingStrategy = read;
-    const std::string json = encoder.encode(Date::since1970(since1970));
-    EXPECT_NEAR(decoder.decode<Date>(json).timeIntervalSince1970(), since1970, 1e-6) << json;
   }
 }
 

@@ -69,23 +69,15 @@ const std::vector<LimitRow> kLimitRows{
     // depth
     {"ValueDeeperThanTheDefaultDepth", nestedAround(kDepth + 1),
      kNotJSON + "arrays and objects nest deeper than the decoder's maximumDepth of 1024"},
-    {"ValueAtTheDefaultDepth", nestedAround(kDepth), "an array"},
     // the innermost empty array is a value enclosed by one array fewer than there are
     {"EmptyArrayDeeperThanTheDefaultDepth", nestedAround(kDepth + 2, ""), "maximumDepth of 1024"},
-    {"EmptyArrayAtTheDefaultDepth", nestedAround(kDepth + 1, ""), "an array"},
-    {"ValueDeeperThanASetDepth", nestedAround(3), "maximumDepth of 2", kSize, 2},
-    {"ValueAtASetDepth", nestedAround(2), "an array", kSize, 2},
     {"ObjectsCountTowardsTheDepth", R"({"a":{"b":[1]}})", "maximumDepth of 2", kSize, 2},
     {"ADepthOfOneAllowsAnEmptyArrayInAnArray", "[1,[]]", "an array", kSize, 1},
-    {"ADepthOfOneRefusesAValueInAnArrayInAnArray", "[[1]]", "maximumDepth of 1", kSize, 1},
     {"ADepthOfZeroAllowsAScalar", "7", "an integer", kSize, 0},
-    {"ADepthOfZeroAllowsAnEmptyObject", "{}", "an object", kSize, 0},
     {"ADepthOfZeroRefusesAValueInAnArray", "[1]", "maximumDepth of 0", kSize, 0},
     // numbers
     {"IntegerBeyondUnsigned64Bits", "18446744073709551616",
      kNotJSON + "a number is malformed or out of range (an integer must fit in 64 bits"},
-    {"NegativeIntegerBeyond64Bits", "-9223372036854775809",
-     "a number is malformed or out of range"},
     {"HugeIntegerInsideAnIgnoredKey", R"({"ignored":123456789012345678901234567890})",
      "a number is malformed or out of range"},
     {"NumberBeyondADouble", "1e400", "a number is malformed or out of range"},
@@ -94,18 +86,13 @@ const std::vector<LimitRow> kLimitRows{
     {"LoneHighSurrogate", R"("\ud800")",
      kNotJSON + "a string holds an invalid escape sequence, "
                 "or a \\u escape of a lone surrogate"},
-    {"LoneLowSurrogate", R"("\udc00x")", "a \\u escape of a lone surrogate"},
-    {"HighSurrogateBeforeANonSurrogate", R"("\ud800\u0041")", "a \\u escape of a lone surrogate"},
     {"PairedSurrogates", R"("\ud83d\ude00")", "string \"\xF0\x9F\x98\x80\""},
     {"UnknownEscape", R"("\x41")", "an invalid escape sequence"},
     // UTF-8
     {"TruncatedSequence", "\"ab\xC3\"",
      kNotJSON + "the text is not valid UTF-8 (first malformed byte at byte offset 3)"},
-    {"EncodedSurrogate", "\"\xED\xA0\x80\"", "(first malformed byte at byte offset 1)"},
-    {"OverlongSlash", "\"\xC0\xAF\"", "(first malformed byte at byte offset 1)"},
     {"BeyondTheLastCodePoint", "[\"\xF4\x90\x80\x80\"]", "(first malformed byte at byte offset 2)"},
     {"StrayContinuationByteOutsideAString", "[1,\x80]", "(first malformed byte at byte offset 3)"},
-    {"FourByteSequence", "\"\xF0\x9F\x98\x80\"", "string \"\xF0\x9F\x98\x80\""},
     // control characters
     {"RawNulInAString", std::string("\"a\0b\"", 5),
      kNotJSON + "a string holds the control character U+0000 (a NUL byte) unescaped at byte "
@@ -117,13 +104,8 @@ const std::vector<LimitRow> kLimitRows{
     {"Utf8ByteOrderMarkAlone", "\xEF\xBB\xBF", kNotJSON + "the text is empty or only white space"},
     {"OnlyOneByteOrderMarkIsSkipped", "\xEF\xBB\xBF\xEF\xBB\xBF[]",
      kNotJSON + "the structure is malformed"},
-    {"ByteOrderMarkInsideAStringIsACharacter", "\"\xEF\xBB\xBFx\"", "string \"\xEF\xBB\xBFx\""},
     {"Utf16BigEndianByteOrderMark", std::string("\xFE\xFF\0\"\0x\0\"", 8),
      kNotJSON + "the text starts with a UTF-16 or UTF-32 byte-order mark; only UTF-8 is read"},
-    {"Utf16LittleEndianByteOrderMark", std::string("\xFF\xFE\"\0x\0\"\0", 8),
-     "a UTF-16 or UTF-32 byte-order mark"},
-    {"Utf32BigEndianByteOrderMark", std::string("\0\0\xFE\xFF\0\0\0[", 8),
-     "a UTF-16 or UTF-32 byte-order mark"},
 };
 
 class JSONDecoderLimitTest : public ::testing::TestWithParam<LimitRow> {};
@@ -142,15 +124,6 @@ TEST(JSONDecoderLimits, TheDefaultSizeLimitIs64MiB) {
               HasSubstr(kNotJSON + "the text is 67108865 bytes long"));
 }
 
-TEST(JSONDecoderLimits, ARefusedDocumentLeavesTheDecoderUsable) {
-  JSONDecoder decoder;
-  decoder.maximumDepth = 2;
-  const auto readNothing = [](const Decoder&) { return 0; };
-  ASSERT_TRUE(test::decodingErrorOf([&] { decoder.decode(nestedAround(3), readNothing); }));
-  decoder.maximumDepth = 3;
-  EXPECT_FALSE(test::decodingErrorOf([&] { decoder.decode(nestedAround(3), readNothing); }));
-}
-
 // ---- duplicate keys: the last occurrence wins ----
 
 enum class Read { required, optional, tolerant };
@@ -162,28 +135,12 @@ struct DuplicateRow {
   const char* expected;  // the value of "k", "absent", or the error's kind
 };
 
-// More distinct keys than an object's lookup index holds, so that lookups walk the object.
-std::string manyKeysThen(const std::string& members) {
-  std::string json = "{";
-  for (int i = 0; i < 20; ++i)
-    json += "\"key" + std::to_string(i) + "\":" + std::to_string(i) + ",";
-  return json + members + "}";
-}
-
 const std::vector<DuplicateRow> kDuplicateRows{
-    {"RequiredKey", R"({"k":1,"other":2,"k":3})", Read::required, "3"},
-    {"RequiredKeyWhoseFirstValueHasTheWrongType", R"({"k":"x","k":3})", Read::required, "3"},
     {"RequiredKeyWhoseLastValueHasTheWrongType", R"({"k":3,"k":"x"})", Read::required,
      "typeMismatch"},
     {"RequiredKeyWhoseLastValueIsNull", R"({"k":3,"k":null})", Read::required, "valueNotFound"},
     {"OptionalKeyWhoseLastValueIsNull", R"({"k":3,"k":null})", Read::optional, "absent"},
-    {"OptionalKeyWhoseFirstValueIsNull", R"({"k":null,"k":3})", Read::optional, "3"},
     {"TolerantKeyWhoseLastValueHasTheWrongType", R"({"k":3,"k":"x"})", Read::tolerant, "absent"},
-    {"TolerantKeyWhoseFirstValueHasTheWrongType", R"({"k":"x","k":3})", Read::tolerant, "3"},
-    {"ObjectWithManyKeys", manyKeysThen(R"("k":1,"k":2,"k":3)"), Read::required, "3"},
-    {"ObjectWithManyKeysAndALastNull", manyKeysThen(R"("k":1,"k":null)"), Read::optional, "absent"},
-    {"KeyRepeatedAfterManyKeys", R"({"k":1,)" + manyKeysThen(R"("k":2)").substr(1), Read::required,
-     "2"},
 };
 
 std::string readK(const KeyedDecodingContainer& object, Read read) {

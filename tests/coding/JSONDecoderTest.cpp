@@ -40,16 +40,11 @@ const std::vector<IntegerRow> kIntegerRows{
     {"Plain", "5", 5},
     {"WholeWithFraction", "5.0", 5},
     {"WholeWithExponent", "1e2", 100},
-    {"NegativeZero", "-0", 0},
     {"Smallest", "-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
-    {"Largest", "9223372036854775807", std::numeric_limits<std::int64_t>::max()},
     {"NotWhole", "5.5", std::nullopt},
-    {"HugeExponent", "1e300", std::nullopt},
-    {"LargestUnsigned", "18446744073709551615", std::nullopt},
     {"OnePastLargest", "9223372036854775808", std::nullopt},
     {"OnePastLargestAsDouble", "9.223372036854775808e18", std::nullopt},
     {"String", "\"5\"", std::nullopt, Kind::typeMismatch},
-    {"Boolean", "true", std::nullopt, Kind::typeMismatch},
     {"Null", "null", std::nullopt, Kind::valueNotFound},
 };
 
@@ -71,9 +66,7 @@ INSTANTIATE_TEST_SUITE_P(Numbers, IntegerReadTest, ::testing::ValuesIn(kIntegerR
 
 TEST(JSONDecoder, IntegersAndFractionsReadAsDoubles) {
   EXPECT_EQ(decodeAs<double>("5"), 5.0);
-  EXPECT_EQ(decodeAs<double>("-7"), -7.0);
   EXPECT_EQ(decodeAs<double>("18446744073709551615"), 18446744073709551615.0);
-  EXPECT_EQ(decodeAs<double>("12.5"), 12.5);
   EXPECT_EQ(failureDecodingAs<double>("\"12.5\"")->kind(), Kind::typeMismatch);
 }
 
@@ -89,16 +82,12 @@ struct PathRow {
 
 const std::vector<PathRow> kPathRows{
     {"WrongTypeInSecondElement", R"({"a":[{"b":1},{"b":"x"}]})", Kind::typeMismatch, "a[1].b"},
-    {"NullInFirstElement", R"({"a":[{"b":null}]})", Kind::valueNotFound, "a[0].b"},
     {"MissingKey", R"({"a":[{"b":1},{}]})", Kind::keyNotFound, "a[1].b"},
     {"ArrayIsAnObject", R"({"a":{"b":1}})", Kind::typeMismatch, "a"},
-    {"ArrayIsNull", R"({"a":null})", Kind::valueNotFound, "a"},
     {"ElementIsNotAnObject", R"({"a":[{"b":1},7]})", Kind::typeMismatch, "a[1]"},
     {"RootIsAnArray", "[]", Kind::typeMismatch, ""},
-    {"RootIsNull", "null", Kind::valueNotFound, ""},
     {"Malformed", R"({"a":[)", Kind::dataCorrupted, ""},
     {"TrailingGarbage", R"({"a":[]} x)", Kind::dataCorrupted, ""},
-    {"Empty", "", Kind::dataCorrupted, ""},
 };
 
 // The containers are temporaries on purpose: the decoders they hand out must outlive them.
@@ -130,23 +119,6 @@ TEST(JSONDecoder, TheParserIsReusableAfterAFailure) {
   EXPECT_TRUE(test::decodingErrorOf([&] { decoder.decode("[1,", readInt); }).has_value());
   EXPECT_TRUE(test::decodingErrorOf([&] { decoder.decode("\"x\"", readInt); }).has_value());
   EXPECT_EQ(decoder.decode("42", readInt), 42);
-}
-
-TEST(JSONDecoder, EveryNestedDecoderSeesTheSameUserInfo) {
-  JSONDecoder decoder;
-  const CodingUserInfoKey key("visits");
-  int visits = 0;
-  decoder.userInfo.emplace(key, std::any(&visits));
-  decoder.decode(R"({"list":[{},[],null]})", [&](const Decoder& root) {
-    auto elements = root.container().nestedDecoder("list").unkeyedContainer();
-    while (!elements.isAtEnd()) {
-      const Decoder element = elements.next();
-      EXPECT_EQ(&element.userInfo(), &decoder.userInfo);
-      ++*std::any_cast<int*>(element.userInfo().at(key));
-    }
-    return 0;
-  });
-  EXPECT_EQ(visits, 3);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "support/CodingOutcome.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/body/content/SoundCloudBody.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"

@@ -8,8 +8,6 @@
 #include <ostream>
 #include <string>
 
-#include "tovanel/chat/duration/ISO8601DurationFormatter.hpp"
-
 namespace tovanel::chat {
 namespace {
 
@@ -47,12 +45,8 @@ INSTANTIATE_TEST_SUITE_P(
         ConversionCase{"a week and a day",
                        make([](DateComponents& c) { c.weekOfYear = 1, c.day = 1; }), 691200.0,
                        "P0Y0M1W1DT0H0M0S"},
-        ConversionCase{"a month of 30 days", make([](DateComponents& c) { c.month = 1; }),
-                       2592000.0, "P0Y1M0W0DT0H0M0S"},
         ConversionCase{"a year of 365 days", make([](DateComponents& c) { c.year = 1; }),
                        31536000.0, "P1Y0M0W0DT0H0M0S"},
-        ConversionCase{"a negative minute count", make([](DateComponents& c) { c.minute = -5; }),
-                       -300.0, "P0Y0M0W0DT0H-5M0S"},
         ConversionCase{"negative and positive terms",
                        make([](DateComponents& c) { c.day = 1, c.hour = -1, c.second = -1; }),
                        82799.0, "P0Y0M0W1DT-1H0M-1S"},
@@ -107,35 +101,6 @@ INSTANTIATE_TEST_SUITE_P(
       }
       return name;
     });
-
-struct RoundTripCase {
-  std::string text;
-  std::string written;
-};
-void PrintTo(const RoundTripCase& row, std::ostream* out) {
-  *out << testing::PrintToString(row.text);
-}
-
-class DurationTextRoundTrip : public testing::TestWithParam<RoundTripCase> {};
-
-TEST_P(DurationTextRoundTrip, ParsedComponentsAreWrittenWithEveryDesignator) {
-  const auto& row = GetParam();
-  const auto components = ISO8601DurationFormatter().dateComponents(row.text);
-  ASSERT_TRUE(components) << row.text;
-  EXPECT_EQ(toISO8601Duration(*components), row.written) << row.text;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, DurationTextRoundTrip,
-    testing::Values(
-        RoundTripCase{"PT4M13S", "P0Y0M0W0DT0H4M13S"},
-        RoundTripCase{"P1Y2M3W4DT5H6M7S", "P1Y2M3W4DT5H6M7S"}, RoundTripCase{"P", kAllZero},
-        RoundTripCase{"P1DT", "P0Y0M0W1DT0H0M0S"}, RoundTripCase{"P2D1Y", "P1Y0M0W2DT0H0M0S"},
-        RoundTripCase{"P1Y2Y", "P2Y0M0W0DT0H0M0S"}, RoundTripCase{"P+3D", "P0Y0M0W3DT0H0M0S"},
-        RoundTripCase{"P-1DT-30M", "P0Y0M0W-1DT0H-30M0S"},
-        RoundTripCase{"P\n1 W\t", "P0Y0M1W0DT0H0M0S"},
-        RoundTripCase{"PT99999999999999999999S", "P0Y0M0W0DT0H0M9223372036854775807S"},
-        RoundTripCase{"PT-99999999999999999999H", "P0Y0M0W0DT-9223372036854775808H0M0S"}));
 
 }  // namespace
 }  // namespace tovanel::chat

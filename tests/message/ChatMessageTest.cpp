@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -18,38 +19,24 @@
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/message/MessageSentStatus.hpp"
+#include "tovanel/chat/message/NewChatMessage.hpp"
 
 namespace tovanel::chat {
 namespace {
 
-using Input = std::vector<test::HashCall>;
-
-Input operator+(Input a, const Input& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
-Input byte(std::uint8_t value) { return {test::byte(value)}; }
-Input word32(std::uint32_t value) { return {test::word32(value)}; }
-Input word64(std::uint64_t value) { return {test::word64(value)}; }
-Input text(std::string_view value) { return {test::text(value)}; }
-Input present(const Input& value) { return byte(1) + value; }
-Input absent() { return byte(0); }
-Input date(double secondsSinceReferenceDate) {
-  return word64(std::bit_cast<std::uint64_t>(secondsSinceReferenceDate));
-}
+/// The token of a double as the hasher is fed it.
+std::string bits(double value) { return "w" + std::to_string(std::bit_cast<std::uint64_t>(value)); }
 
 ChatMessageUser anna() {
   return ChatMessageUser("u1", "anna", "Anna", "Berg", "hi", "https://cdn.example/a.png", 3, 4);
 }
-const Input kAnnaInput = text("u1") + present(text("anna")) + text("Anna") + text("Berg") +
-                         present(text("hi")) + present(text("https://cdn.example/a.png")) +
-                         word64(3) + word64(4);
+const std::string kAnnaInput =
+    "'u1' b1 'anna' 'Anna' 'Berg' b1 'hi' b1 'https://cdn.example/a.png' w3 w4";
 
 ChatMessageUser bob() {
   return ChatMessageUser("u2", std::nullopt, "Bob", "", std::nullopt, std::nullopt, 0, 9);
 }
-const Input kBobInput =
-    text("u2") + absent() + text("Bob") + text("") + absent() + absent() + word64(0) + word64(9);
+const std::string kBobInput = "'u2' b0 'Bob' '' b0 b0 w0 w9";
 
 Body helloBody() { return Body(TextBody("hello", std::nullopt)); }
 
@@ -59,80 +46,57 @@ ChatMessage sample() {
 }
 
 TEST(ChatMessageHash, FeedsTheTenFieldsInDeclarationOrder) {
-  const std::pair<ChatMessage, Input> cases[] = {
+  const std::pair<ChatMessage, std::string> cases[] = {
       {ChatMessage(helloBody(), Date::since1970(1795341600), "c-1", "m-1", "r-1", BodyType::text,
                    Date::since1970(1795341601.5), anna(), 7, MessageSentStatus::failed),
-       word64(9) + text("hello") + absent()                    // body: text, no mentions
-           + present(date(1795341600.0 - 978307200.0))         // createdAt
-           + present(text("c-1")) + text("m-1") + text("r-1")  // clientID, messageID, roomID
-           + text("text")                                      // type
-           + present(date(1795341601.5 - 978307200.0))         // updatedAt
-           + kAnnaInput + present(word64(7)) + word32(2)},
+       "w9 'hello' b0 b1 " + bits(1795341600.0 - 978307200.0) +   // body, createdAt
+           " b1 'c-1' 'm-1' 'r-1' 'text' b1 " +                   // IDs, type
+           bits(1795341601.5 - 978307200.0) + " " + kAnnaInput +  // updatedAt, user
+           " b1 w7 w32:2"},                                       // viewCount, sentStatus
       // Minus zero is fed as plus zero, text as its canonical form, -1 as an unsigned word.
       {ChatMessage(Body(VideoBody(Video(std::nullopt, std::nullopt, "v", 30.0), std::nullopt)),
                    Date::sinceReferenceDate(-0.0), "cafe\u0301", "m-3", "r-2", BodyType::video,
                    std::nullopt, bob(), -1, MessageSentStatus::sent),
-       word64(12) +
-           present(absent() + absent() + present(text("v")) +
-                   present(word64(std::bit_cast<std::uint64_t>(30.0)))) +
-           absent()  // video body: clip, no thumbnail
-           + present(word64(0)) + present(text("caf\u00e9")) + text("m-3") + text("r-2") +
-           text("video") + absent() + kBobInput +
-           present(word64(std::numeric_limits<std::uint64_t>::max())) + word32(0)},
+       "w12 b1 b0 b0 b1 'v' b1 " + bits(30.0) + " b0 b1 w0 b1 'caf\u00e9' 'm-3' 'r-2' 'video' b0 " +
+           kBobInput + " b1 w18446744073709551615 w32:0"},
   };
   for (const auto& [message, expected] : cases) {
-    EXPECT_EQ(test::hashInputOf(message), expected) << message.messageID;
+    EXPECT_EQ(test::hashLine(message), expected) << message.messageID;
   }
 }
 
+// A change to any field makes a message different with a different hash; the same values built
+// in other ways make an equal one with an equal hash.
 TEST(ChatMessageEquality, EveryFieldTakesPartAndHashesFollow) {
   using Change = void (*)(ChatMessage&);
-  const std::pair<std::string_view, Change> cases[] = {
-      {"body", [](ChatMessage& m) { m.body = Body(TextBody("hullo", std::nullopt)); }},
-      {"body kind", [](ChatMessage& m) { m.body = Body::vimeo(); }},
-      {"createdAt", [](ChatMessage& m) { m.createdAt = Date::since1970(1795341600.001); }},
-      {"createdAt absent", [](ChatMessage& m) { m.createdAt.reset(); }},
-      {"clientID", [](ChatMessage& m) { m.clientID = "c-2"; }},
-      {"clientID absent", [](ChatMessage& m) { m.clientID.reset(); }},
-      {"messageID", [](ChatMessage& m) { m.messageID = "m-2"; }},
-      {"roomID", [](ChatMessage& m) { m.roomID = "r-2"; }},
-      {"type", [](ChatMessage& m) { m.type = BodyType::images; }},
-      {"updatedAt", [](ChatMessage& m) { m.updatedAt = Date::since1970(0); }},
-      {"updatedAt absent", [](ChatMessage& m) { m.updatedAt.reset(); }},
-      {"user", [](ChatMessage& m) { m.user.bio = "hello"; }},
-      {"viewCount", [](ChatMessage& m) { m.viewCount = 8; }},
-      {"viewCount absent", [](ChatMessage& m) { m.viewCount.reset(); }},
-      {"sentStatus", [](ChatMessage& m) { m.sentStatus = MessageSentStatus::sending; }},
+  const std::tuple<std::string_view, Change, bool> cases[] = {
+      {"body", [](ChatMessage& m) { m.body = Body(TextBody("hullo", std::nullopt)); }, false},
+      {"createdAt", [](ChatMessage& m) { m.createdAt = Date::since1970(1795341600.001); }, false},
+      {"clientID", [](ChatMessage& m) { m.clientID = "c-2"; }, false},
+      {"messageID", [](ChatMessage& m) { m.messageID = "m-2"; }, false},
+      {"roomID", [](ChatMessage& m) { m.roomID = "r-2"; }, false},
+      {"type", [](ChatMessage& m) { m.type = BodyType::images; }, false},
+      {"updatedAt", [](ChatMessage& m) { m.updatedAt = Date::since1970(0); }, false},
+      {"user", [](ChatMessage& m) { m.user.bio = "hello"; }, false},
+      {"viewCount", [](ChatMessage& m) { m.viewCount = 8; }, false},
+      {"sentStatus", [](ChatMessage& m) { m.sentStatus = MessageSentStatus::sending; }, false},
+      {"the body in another allocation", [](ChatMessage& m) { m.body = helloBody(); }, true},
+      {"the same instant from the reference date",
+       [](ChatMessage& m) { m.createdAt = Date::sinceReferenceDate(1795341600.0 - 978307200.0); },
+       true},
+      {"the user rebuilt", [](ChatMessage& m) { m.user = anna(); }, true},
   };
-  for (const auto& [field, change] : cases) {
+  for (const auto& [what, change, equal] : cases) {
     ChatMessage other = sample();
     change(other);
     EXPECT_EQ(std::pair(other == sample(), other.hashValue() == sample().hashValue()),
-              std::pair(false, false))
-        << field;
+              std::pair(equal, equal))
+        << what;
   }
 }
 
-TEST(ChatMessageEquality, EqualValuesBuiltDifferentlyAreEqualAndHashAlike) {
-  using Change = void (*)(ChatMessage&);
-  const std::pair<std::string_view, Change> cases[] = {
-      {"the body in another allocation", [](ChatMessage& m) { m.body = helloBody(); }},
-      {"the same instant from the reference date",
-       [](ChatMessage& m) { m.createdAt = Date::sinceReferenceDate(1795341600.0 - 978307200.0); }},
-      {"the same instant from the system clock",
-       [](ChatMessage& m) {
-         m.createdAt =
-             Date(std::chrono::system_clock::time_point(std::chrono::seconds(1795341600)));
-       }},
-      {"the user rebuilt", [](ChatMessage& m) { m.user = anna(); }},
-  };
-  for (const auto& [what, change] : cases) {
-    ChatMessage other = sample();
-    change(other);
-    EXPECT_EQ(std::pair(other == sample(), other.hashValue() == sample().hashValue()),
-              std::pair(true, true))
-        << what;
-  }
+TEST(NewChatMessage, OfATextIsATextBody) {
+  EXPECT_EQ(NewChatMessage("r-1", TextBody("hi", std::nullopt)).body, Body(TextBody("hi", {})));
 }
 
 TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
@@ -142,11 +106,8 @@ TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
       {2, MessageSentStatus::failed},
       {3, std::nullopt},
       {-1, std::nullopt},
-      {std::numeric_limits<std::int32_t>::min(), std::nullopt},
-      {std::numeric_limits<std::int32_t>::max(), std::nullopt},
       // Would be 0 and 1 if cut to 32 bits.
       {std::int64_t{1} << 32, std::nullopt},
-      {(std::int64_t{1} << 32) + 1, std::nullopt},
   };
   for (const auto& [raw, expected] : cases) {
     EXPECT_EQ(fromRawValue<MessageSentStatus>(raw), expected) << raw;

@@ -1,63 +1,33 @@
 #pragma once
-// A hasher for tests: it records every call that a `hashInto` makes, so a test can assert the
-// exact hash input of a value (presence bytes, words and strings, in order).
+// A hasher for tests: it writes down every call that a `hashInto` makes as one line of tokens, so
+// a test can assert the exact hash input of a value (presence bytes, words and strings, in order).
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tovanel::chat::test {
 
-/// One call made to a hasher.
-struct HashCall {
-  enum class Kind : std::uint8_t { byte, word32, word64, string };
-  Kind kind;
-  std::uint64_t word = 0;  ///< the byte or word fed (unused for strings)
-  std::string text;        ///< the string fed (strings only)
-
-  friend bool operator==(const HashCall&, const HashCall&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const HashCall& call);
-};
-
-inline HashCall byte(std::uint8_t value) { return {HashCall::Kind::byte, value, {}}; }
-inline HashCall word32(std::uint32_t value) { return {HashCall::Kind::word32, value, {}}; }
-inline HashCall word64(std::uint64_t value) { return {HashCall::Kind::word64, value, {}}; }
-inline HashCall text(std::string_view value) {
-  return {HashCall::Kind::string, 0, std::string(value)};
-}
-
+/// Tokens: b<byte>, w32:<word>, w<word> and 'text', separated by spaces.
 class RecordingHasher {
  public:
-  void combine(std::uint8_t value) { calls.push_back(byte(value)); }
-  void combine(std::uint32_t value) { calls.push_back(word32(value)); }
-  void combine(std::uint64_t value) { calls.push_back(word64(value)); }
-  void combineString(std::string_view value) { calls.push_back(text(value)); }
+  void combine(std::uint8_t value) { add("b" + std::to_string(value)); }
+  void combine(std::uint32_t value) { add("w32:" + std::to_string(value)); }
+  void combine(std::uint64_t value) { add("w" + std::to_string(value)); }
+  void combineString(std::string_view value) { add("'" + std::string(value) + "'"); }
 
-  std::vector<HashCall> calls;
+  std::string line;
+
+ private:
+  void add(const std::string& token) { line += (line.empty() ? "" : " ") + token; }
 };
 
-/// The calls that `value.hashInto` makes.
+/// The calls that `value.hashInto` makes, as one line of tokens.
 template <class T>
-std::vector<HashCall> hashInputOf(const T& value) {
+std::string hashLine(const T& value) {
   RecordingHasher hasher;
   value.hashInto(hasher);
-  return hasher.calls;
-}
-
-inline std::ostream& operator<<(std::ostream& out, const HashCall& call) {
-  switch (call.kind) {
-    case HashCall::Kind::byte:
-      return out << "byte(" << call.word << ")";
-    case HashCall::Kind::word32:
-      return out << "word32(" << call.word << ")";
-    case HashCall::Kind::word64:
-      return out << "word64(" << call.word << ")";
-    case HashCall::Kind::string:
-      return out << "string(\"" << call.text << "\")";
-  }
-  return out;
+  return hasher.line;
 }
 
 }  // namespace tovanel::chat::test

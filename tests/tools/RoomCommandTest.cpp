@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Transcript.hpp"
-#include "support/CodingOutcome.hpp"
+#include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"
 
@@ -171,15 +171,6 @@ TEST(CheckCommandInput, TheExampleRoomChecksClean) {
   const auto run = runTool("check " + quoted(kExampleRoom));
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "checked 38 messages: 38 ok, 0 failed\n");
-}
-
-TEST(RoomCommandUsage, UsageErrorsExitTwo) {
-  for (const char* arguments : {"room --colour", "room /nonexistent/room.json",
-                                "check /nonexistent/room.json", "check a b"}) {
-    const auto run = runTool(arguments);
-    EXPECT_EQ(run.status, 2) << arguments;
-    EXPECT_EQ(run.err.rfind("error: ", 0), 0u) << arguments << ": " << run.err;
-  }
 }
 
 // ---- single bodies, with colours, to see what is highlighted ----

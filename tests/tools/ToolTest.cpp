@@ -1,5 +1,5 @@
-// End-to-end runs of the tovanel-chat tool's body and equal commands: exit statuses, what goes to
-// standard output and what to standard error.
+// End-to-end runs of the tovanel-chat tool's body, equal, info and duration commands: exit
+// statuses, what goes to standard output and what to standard error.
 
 #include <gtest/gtest.h>
 
@@ -53,6 +53,14 @@ std::vector<ToolRow> toolRows() {
   const std::string pre = file("pre.json", "{\"text\":\"caf\xC3\xA9\"}");
   const std::string dec = file("dec.json", "{\"text\":\"cafe\xCC\x81\"}");
   const std::string hiOut = "{\"text\":\"hi\",\"mentions\":[]}\n";
+  const std::string added = R"({"recipients":[],"type":"added"})";
+  const std::string addedOut = "{\"type\":\"added\",\"recipients\":[]}\n";
+  const std::string failing = R"({"type":"joined","recipients":"u1"})";
+  const std::string failure = "typeMismatch at recipients: expected an array, found a string\n";
+  const std::string infoLine = "[Body][InfoBody] Can't decode: " + failure;
+  const std::string failingErr =
+      "error: typeMismatch: expected an array, found a string (at recipients)\n";
+  const std::string addedFile = file("added.json", added);
   return {
       {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
       {"BodyReadsStdinForDash", "body --type text -", hi, 0, hiOut, ""},
@@ -69,11 +77,43 @@ std::vector<ToolRow> toolRows() {
        "equal\nhashes equal\n", ""},
       {"DifferentText", "equal --type text " + text + " " + other, "", 0,
        "different\nhashes differ\n", ""},
-      {"EqualReadsStdinForDash", "equal --type text - " + other, bye, 0, "equal\nhashes equal\n",
-       ""},
       {"EqualFailsAsBodyDoes", "equal --type text " + text + " " + malformed, "", 1, "",
        "error: dataCorrupted: "},
       {"EqualNeedsTwoFiles", "equal --type text " + text, "", 2, "", "error: "},
+      // events
+      {"InfoReencodes", "info", added, 0, addedOut, ""},
+      {"InfoDecodesAMediaBodyThroughThePreparedBox", "info -",
+       R"({"type":"user_present","media":{"type":"text","body":{"text":"hi"}}})", 0,
+       "{\"type\":\"user_present\",\"media\":{\"type\":\"text\",\"body\":{\"text\":\"hi\"}}}\n",
+       ""},
+      {"InfoOfAFailingRecordWritesTheEventsLine", "info", failing, 1, infoLine, failingErr},
+      {"InfoOfAnUnknownKindWritesNoLine", "info", R"({"type":"left"})", 1, "",
+       "error: dataCorrupted: "},
+      {"InfoBodyWritesTheEventsLineThenTheBodys", "body --type info", failing, 1,
+       infoLine + "[Body] Can't decode due to error: " + failure, failingErr},
+      {"InfoBodyReencodes", "body --type info", added, 0, addedOut, ""},
+      {"EqualInfoWithKeysInAnotherOrder",
+       "equal --info " + addedFile + " " +
+           file("added2.json", R"({"type":"added","recipients":[]})"),
+       "", 0, "equal\nhashes equal\n", ""},
+      {"EqualInfoOfDifferentCases",
+       "equal --info " + addedFile + " " +
+           file("banned.json", R"({"type":"banned","recipients":[]})"),
+       "", 0, "different\nhashes differ\n", ""},
+      // durations
+      {"DurationInSecondsAndWrittenBack", "duration PT4M13S", "", 0, "253\tP0Y0M0W0DT0H4M13S\n",
+       ""},
+      {"DurationInAnyOrder", "duration P2D1Y", "", 0, "31708800\tP1Y0M0W2DT0H0M0S\n", ""},
+      {"NotADuration", "duration PT0.5S", "", 1, "",
+       "error: dataCorrupted: the text \"PT0.5S\" is not an ISO 8601 duration\n"},
+      {"EmptyDuration", "duration ''", "", 1, "",
+       "error: dataCorrupted: the text \"\" is not an ISO 8601 duration\n"},
+      {"DurationWithoutText", "duration", "", 2, "", "error: "},
+      // rooms
+      {"RoomWithAnUnknownOption", "room --colour", "", 2, "", "error: "},
+      {"RoomOfAMissingFile", "room /nonexistent/room.json", "", 2, "", "error: "},
+      {"CheckOfAMissingFile", "check /nonexistent/room.json", "", 2, "", "error: "},
+      {"CheckOfTwoFiles", "check a b", "", 2, "", "error: "},
   };
 }
 

@@ -1,0 +1,322 @@
+// The content bodies and their media records read on their own: which keys are required, the
+// types their values must have, what a tolerant body leaves out, what is written back and in which
+// order, and what takes part in equality. The kinds through Body are in EveryKindTest.cpp.
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "support/RecordTables.hpp"
+#include "support/RecordingHasher.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+using test::objectWith;
+using test::RecordPairs;
+using test::RecordsReadBack;
+using test::without;
+using Location = LocationBody::Location;
+
+// A location is made only by decoding, and its coordinates are reachable only through decoding,
+// encoding, equality and hashing; a link preview's fields are not assigned one by one.
+template <class T>
+concept Exposed = requires(T& v) {
+  v.longitude;
+}
+|| requires(T& v) { v.lat; }
+|| requires(T& v) { v.text() = std::string(); }
+|| requires(T& v) { v.text = ""; };
+static_assert(!Exposed<Location> && !Exposed<URLBody> && !std::is_default_constructible_v<URLBody>);
+static_assert(!std::is_default_constructible_v<LocationBody> &&
+              !std::is_default_constructible_v<Location> &&
+              !std::is_constructible_v<Location, double, double> &&
+              !std::is_constructible_v<LocationBody, std::string, std::string, std::string,
+                                       std::string, Location, Image>);
+
+template <class T>
+constexpr auto read = &test::writtenBack<T>;
+template <class T>
+constexpr auto compare = &test::comparison<T>;
+
+const test::Members kLocation{
+    {"text", R"("Meet here")"},
+    {"originalUrl", R"("o")"},
+    {"name", R"("Square")"},
+    {"description", R"("A square")"},
+    {"location", R"({"long":13.4,"lat":52.5})"},
+    {"image", "{}"},
+};
+const test::Members kLink{{"text", R"("look")"},
+                          {"originalUrl", R"("o")"},
+                          {"url", R"("u")"},
+                          {"title", R"("Example")"},
+                          {"description", R"("A page")"}};
+const test::Members kTrack{{"favorites", "12"}, {"duration", "215.5"}, {"url", R"("u")"}};
+
+// The HLS body in the order its fields are declared, and as it is written: in key order.
+const test::Members kHlsFieldOrder{
+    {"type", R"("movie")"},
+    {"provider", R"("p")"},
+    {"originalUrl", R"("o")"},
+    {"url", R"("u")"},
+    {"image", R"({"width":1})"},
+    {"title", R"("T")"},
+    {"streamUrls", R"([{"type":"hls","url":"s"}])"},
+    {"description", R"("About")"},
+    {"duration", "5400"},
+    {"tags", R"(["drama"])"},
+    {"geoRestricted", R"({"allowed":["DE"]})"},
+    {"meta", R"({"imdbId":"tt1","ratings":[{"source":"imdb","value":"7.9"}],"year":"1999"})"},
+    {"trailers", R"([{"url":"t","duration":90}])"},
+};
+constexpr std::string_view kHlsWritten =
+    R"({"description":"About","type":"movie","provider":"p","originalUrl":"o","url":"u",)"
+    R"("image":{"width":1},"title":"T","duration":5400,"tags":["drama"],)"
+    R"("meta":{"imdbId":"tt1","ratings":[{"source":"imdb","value":"7.9"}],"year":"1999"},)"
+    R"("trailers":[{"url":"t","duration":90}],"streamUrls":[{"type":"hls","url":"s"}],)"
+    R"("geoRestricted":{"allowed":["DE"]}})";
+
+// A YouTube body with every key; its tolerant fields that fail are left out, and nothing is said.
+const test::Members kVideoPage{
+    {"url", R"("https://youtu.be/x")"},
+    {"id", R"("x")"},
+    {"title", R"("Title")"},
+    {"image", R"({"width":640})"},
+    {"duration", "253"},
+    {"type", R"("video")"},
+    {"description", R"("About")"},
+    {"video", R"({"url":"v","duration":253})"},
+    {"channelTitle", R"("Channel")"},
+    {"originalUrl", R"("o")"},
+    {"site_name", R"("YouTube")"},
+    {"favicon", R"("f")"},
+    {"viewCount", R"("1200")"},
+};
+
+std::vector<test::CodingRow> contentRows() {
+  const auto location = read<LocationBody>, link = read<URLBody>, track = read<SoundCloudBody>;
+  const auto twitch = read<TwitchBody>, hls = read<HLSBody>, youtube = read<YoutubeBody>;
+  const auto text = read<TextBody>, image = read<Image>, video = read<Video>;
+  return {
+      // location: every key required, coordinates written longitude first
+      {"location: text absent", location, objectWith(kLocation, {without("text")}),
+       "keyNotFound at text"},
+      {"location: description under its field name", location,
+       objectWith(kLocation, {without("description"), {"locationDescription", R"("x")"}}),
+       "keyNotFound at description"},
+      {"location: the first missing key in key order", location,
+       objectWith(kLocation, {without("name"), without("image")}), "keyNotFound at name"},
+      {"location: null image", location, objectWith(kLocation, {{"image", "null"}}),
+       "valueNotFound at image"},
+      {"location: coordinates as an array", location,
+       objectWith(kLocation, {{"location", "[13.4,52.5]"}}), "typeMismatch at location"},
+      {"location: no coordinates, longitude read first", location,
+       objectWith(kLocation, {{"location", "{}"}}), "keyNotFound at location.long"},
+      {"location: null latitude", location,
+       objectWith(kLocation, {{"location", R"({"long":1,"lat":null})"}}),
+       "valueNotFound at location.lat"},
+      {"location: coordinates in the other order", location,
+       objectWith(kLocation, {{"location", R"({"lat":52.5,"long":13.4})"}}), objectWith(kLocation)},
+      // link preview: texts required, pictures written only when present
+      {"link: null title", link, objectWith(kLink, {{"title", "null"}}), "valueNotFound at title"},
+      {"link: description under its field name", link,
+       objectWith(kLink, {without("description"), {"urlDescription", R"("x")"}}),
+       "keyNotFound at description"},
+      {"link: a bad image before a bad favicon", link,
+       objectWith(kLink, {{"favicon", "1"}, {"image", "1"}}), "typeMismatch at image"},
+      {"link: null pictures are absent", link,
+       objectWith(kLink, {{"image", "null"}, {"favicon", "null"}}), objectWith(kLink)},
+      // SoundCloud: only the duration is required; counts keep all 64 bits
+      {"track: duration absent", track, objectWith(kTrack, {without("duration")}),
+       "keyNotFound at duration"},
+      {"track: duration as duration text", track, objectWith(kTrack, {{"duration", R"("PT3M")"}}),
+       "typeMismatch at duration"},
+      {"track: a fractional count", track, objectWith(kTrack, {{"favorites", "2.5"}}),
+       "dataCorrupted at favorites"},
+      {"track: a count beyond 64 bits", track,
+       objectWith(kTrack, {{"favorites", "9223372036854775808"}}), "dataCorrupted at favorites"},
+      {"track: a bad count before a missing duration", track,
+       objectWith(kTrack, {without("duration"), {"favorites", "true"}}),
+       "typeMismatch at favorites"},
+      {"track: written in key order without nulls", track,
+       R"({"plays":-9223372036854775808,"title":null,"duration":1,"favorites":1e2})",
+       R"({"favorites":100,"duration":1,"plays":-9223372036854775808})"},
+      {"track: a count that is no double", track, R"({"duration":1,"plays":9007199254740993})",
+       R"({"duration":1,"plays":9007199254740993})"},
+      // Twitch: everything optional
+      {"twitch: field names are not keys", twitch, R"({"gameID":"1","channelID":"2","view":3})",
+       "{}"},
+      {"twitch: a channel number", twitch, R"({"channelId":141981764})",
+       "typeMismatch at channelId"},
+      {"twitch: views with an exponent", twitch, R"({"views":1.5e4,"image":null})",
+       R"({"views":15000})"},
+      // HLS: key order differs from field order
+      {"hls: every key, written in key order", hls, objectWith(kHlsFieldOrder),
+       std::string(kHlsWritten)},
+      {"hls: field names are not keys", hls,
+       R"({"streamURLs":[],"originalURL":"o","bodyDescription":"d","geoRestriction":{}})", "{}"},
+      {"hls: an empty restriction list is kept", hls,
+       R"({"geoRestricted":{"allowed":[],"disallowed":null}})",
+       R"({"geoRestricted":{"allowed":[]}})"},
+      {"hls: duration as duration text", hls, R"({"duration":"PT1H30M"})",
+       "typeMismatch at duration"},
+      {"hls: a rating value that is a number", hls,
+       R"({"meta":{"ratings":[{"source":"imdb","value":7.9}]}})",
+       "typeMismatch at meta.ratings[0].value"},
+      {"hls: a tag that is a number", hls, R"({"tags":["a",1]})", "typeMismatch at tags[1]"},
+      {"hls: a rating without value", hls, R"({"meta":{"ratings":[{"source":"imdb"}]}})",
+       "keyNotFound at meta.ratings[0].value"},
+      {"hls: a null country", hls, R"({"geoRestricted":{"disallowed":[null]}})",
+       "valueNotFound at geoRestricted.disallowed[0]"},
+      {"hls: description read before type", hls, R"({"type":1,"description":2})",
+       "typeMismatch at description"},
+      {"hls: trailers read before stream links", hls, R"({"streamUrls":1,"trailers":1})",
+       "typeMismatch at trailers"},
+      // YouTube: tolerant, the duration a number or ISO 8601 text
+      {"youtube: every key", youtube, objectWith(kVideoPage), objectWith(kVideoPage)},
+      {"youtube: fields that fail are left out", youtube,
+       R"({"title":5,"id":"x","url":null,"image":{"width":"wide"},"video":{"duration":"long"},)"
+       R"("viewCount":1200,"favicon":{"url":"f"},"bodyDescription":"A","siteName":"Y"})",
+       R"({"id":"x"})"},
+      {"youtube: duration text in seconds", youtube, R"({"duration":"P1DT2H"})",
+       R"({"duration":93600})"},
+      {"youtube: duration text naming no unit", youtube, R"({"duration":"P"})",
+       R"({"duration":0})"},
+      {"youtube: duration text beyond the range", youtube,
+       R"({"duration":"PT99999999999999999999S"})", R"({"duration":9.223372036854776e+18})"},
+      {"youtube: duration digits as text", youtube, R"({"duration":"253"})", "{}"},
+      {"youtube: duration of a wrong type", youtube, R"({"duration":[253]})", "{}"},
+      // text: mentions optional, absent apart from empty
+      {"text: null mention", text, R"({"text":"a","mentions":[{},null]})",
+       "valueNotFound at mentions[1]"},
+      {"text: null mentions are absent", text, R"({"text":"hi","mentions":null})",
+       R"({"text":"hi"})"},
+      {"text: empty mentions are kept", text, R"({"text":"","mentions":[]})",
+       R"({"text":"","mentions":[]})"},
+      // media records
+      {"image: every key in key order", image,
+       R"({"optimizedUrl":"o","url":"u","height":1e2,"width":2.0})",
+       R"({"width":2,"height":100,"url":"u","optimizedUrl":"o"})"},
+      {"image: nulls are absent", image, R"({"width":null,"url":"u"})", R"({"url":"u"})"},
+      {"image: fractional width", image, R"({"width":200.5})", "dataCorrupted at width"},
+      {"image: an array", image, "[]", "typeMismatch"},
+      {"image: null", image, "null", "valueNotFound"},
+      {"video: every key in key order", video,
+       R"({"duration":-1.25,"url":"u","height":1,"width":2})",
+       R"({"width":2,"height":1,"url":"u","duration":-1.25})"},
+      {"video: duration as duration text", video, R"({"duration":"PT1M30S"})",
+       "typeMismatch at duration"},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Content, RecordsReadBack, testing::ValuesIn(contentRows()),
+                         test::kRowName);
+
+std::vector<test::PairRow> contentPairs() {
+  const std::string url = objectWith(kLink);
+  return {
+      {"link: an empty image is not an empty favicon", compare<URLBody>,
+       objectWith(kLink, {{"image", "{}"}}), objectWith(kLink, {{"favicon", "{}"}}), "different"},
+      {"link: a null favicon is none", compare<URLBody>, url,
+       objectWith(kLink, {{"favicon", "null"}}), "equal"},
+      {"location: coordinates swapped", compare<LocationBody>, objectWith(kLocation),
+       objectWith(kLocation, {{"location", R"({"long":52.5,"lat":13.4})"}}), "different"},
+      {"location: coordinates of both zeros", compare<LocationBody>,
+       objectWith(kLocation, {{"location", R"({"long":0,"lat":0})"}}),
+       objectWith(kLocation, {{"location", R"({"long":-0.0,"lat":-0.0})"}}), "equal"},
+      {"track: counts differing beyond 53 bits", compare<SoundCloudBody>,
+       R"({"duration":1,"plays":9007199254740992})", R"({"duration":1,"plays":9007199254740993})",
+       "different"},
+      {"twitch: one text as game and as name", compare<TwitchBody>, R"({"game":"x"})",
+       R"({"name":"x"})", "different"},
+      {"hls: ratings in another order", compare<HLSBody>,
+       R"({"meta":{"ratings":[{"source":"a","value":"1"},{"source":"b","value":"2"}]}})",
+       R"({"meta":{"ratings":[{"source":"b","value":"2"},{"source":"a","value":"1"}]}})",
+       "different"},
+      {"youtube: duration as seconds and as text", compare<YoutubeBody>, R"({"duration":253})",
+       R"({"duration":"PT4M13S"})", "equal"},
+      {"text: Kelvin sign and K", compare<TextBody>, "{\"text\":\"3 \\u212a\"}",
+       R"({"text":"3 K"})", "equal"},
+      {"text: absent and empty mentions", compare<TextBody>, R"({"text":"hi"})",
+       R"({"text":"hi","mentions":[]})", "different"},
+      {"text: mentions differing in a user", compare<TextBody>,
+       R"({"text":"hi","mentions":[{"rangeStart":0}]})",
+       R"({"text":"hi","mentions":[{"userId":"","rangeStart":0}]})", "different"},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Content, RecordPairs, testing::ValuesIn(contentPairs()), test::kRowName);
+
+TEST(Video, ANotANumberDurationIsNotEqualToItself) {
+  const Video notANumber(std::nullopt, std::nullopt, std::nullopt, std::nan(""));
+  EXPECT_FALSE(notANumber == notANumber);
+}
+
+// HLS feeds the hash in field order, not key order: one token per call.
+TEST(HLSBody, FeedsTheHashItsFieldsInDeclarationOrder) {
+  const auto body = test::decodeJson<HLSBody>(std::string(kHlsWritten));
+  const auto bits = [](double d) { return "w" + std::to_string(std::bit_cast<std::uint64_t>(d)); };
+  EXPECT_EQ(test::hashLine(body),
+            "b1 'movie' b1 'p' b1 'o' b1 'u' b1 b1 w1 b0 b0 b0 b1 'T' "  // type to title
+            "b1 w1 b1 'hls' b1 's' b1 'About' b1 " +
+                bits(5400) +                                       // streamUrls to duration
+                " b1 w1 'drama' b1 b1 w1 'DE' b0 "                 // tags, restriction
+                "b1 b1 'tt1' b0 b1 w1 'imdb' '7.9' b0 b1 '1999' "  // meta
+                "b1 w1 b0 b0 b1 't' b1 " +
+                bits(90));  // trailers
+}
+
+struct AspectRow {
+  std::optional<std::int64_t> width, height;
+  std::optional<double> ratio;
+};
+
+TEST(Image, AspectRatioIsHeightOverWidthWhenBothArePositive) {
+  const AspectRow rows[] = {{200, 100, 0.5},
+                            {INT64_MAX, 1, 1.0 / 9223372036854775807.0},
+                            {0, 100, std::nullopt},
+                            {100, -1, std::nullopt},
+                            {std::nullopt, 100, std::nullopt}};
+  for (const auto& [width, height, ratio] : rows) {
+    EXPECT_EQ(Image(width, height, std::nullopt, std::nullopt).aspectRatio(), ratio)
+        << width.value_or(-999) << " x " << height.value_or(-999);
+  }
+}
+
+// A mention's span runs from its start to just before its end, when that length fits.
+struct RangeRow {
+  std::string name;
+  std::optional<std::int64_t> start, end;
+  std::optional<Range> range;
+};
+void PrintTo(const RangeRow& row, std::ostream* out) { *out << row.name; }
+
+class MentionRange : public testing::TestWithParam<RangeRow> {};
+
+TEST_P(MentionRange, SpansFromStartToJustBeforeEnd) {
+  EXPECT_EQ(TextBody::Mention("u", GetParam().start, GetParam().end).range(), GetParam().range);
+}
+
+constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
+constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
+INSTANTIATE_TEST_SUITE_P(Bounds, MentionRange,
+                         testing::Values(RangeRow{"forward", 3, 8, Range{3, 5}},
+                                         RangeRow{"reversed", 8, 3, Range{8, -5}},
+                                         RangeRow{"only a start", 3, std::nullopt, std::nullopt},
+                                         RangeRow{"only an end", std::nullopt, 8, std::nullopt},
+                                         RangeRow{"lowest that fits", kMin, -1, Range{kMin, kMax}},
+                                         RangeRow{"overflows by one", -1, kMax, std::nullopt},
+                                         RangeRow{"down to the minimum", 0, kMin, Range{0, kMin}},
+                                         RangeRow{"overflows negating", kMin, 0, std::nullopt}),
+                         test::kRowName);
+
+}  // namespace
+}  // namespace tovanel::chat

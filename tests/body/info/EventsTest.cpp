@@ -1,0 +1,411 @@
+// System events: the kind that picks the record, the diagnostic lines of a failing record beside
+// Body's own, each record's keys and strictness, the presence event's media with the body-type
+// box, the go-live request's dates, equality across cases and the hash input.
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/RecordTables.hpp"
+#include "support/RecordingHasher.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+using test::RecordPairs;
+using test::RecordsReadBack;
+using test::userJson;
+
+std::string wrap(std::string_view kind, std::string_view rest = {}) {
+  return R"({"type":")" + std::string(kind) + "\"" + std::string(rest) + "}";
+}
+
+// ---- the kind picks the record ----
+
+// A record's "type" is read from the key that selected it, so it equals the kind.
+class EveryEventKind : public testing::TestWithParam<InfoType> {};
+
+TEST_P(EveryEventKind, PicksTheRecordOfItsPositionWhichHoldsTheKind) {
+  const InfoType kind = GetParam();
+  const auto outcome = test::decodeCapturing<InfoBody>(wrap(rawValue(kind)));
+  ASSERT_TRUE(outcome.value) << outcome.summary();
+  ASSERT_EQ(static_cast<std::size_t>(outcome.value->infoCase()), position(kind));
+  const auto recordKind = outcome.value->visit([](const auto& record) -> std::optional<InfoType> {
+    if constexpr (requires { record.type; }) {
+      return record.type;
+    } else {
+      return InfoType::roomHistoryCleared;  // the one record without fields
+    }
+  });
+  EXPECT_EQ(recordKind, kind);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllKinds, EveryEventKind, testing::ValuesIn(allCases<InfoType>()),
+                         [](const auto& info) { return std::string(rawValue(info.param)); });
+
+TEST(HistoryClearedEvent, LooksAtNoOtherKeyEvenOneOfAWrongType) {
+  const auto outcome = test::decodeCapturing<InfoBody>(
+      R"({"recipients":"nobody","type":"room_history_cleared","request":[],"media":5})");
+  ASSERT_TRUE(outcome.value) << outcome.summary();
+  EXPECT_EQ(outcome.value->infoCase(), InfoBody::Case::roomHistoryCleared);
+}
+
+TEST(HistoryClearedEvent, WritesAnEmptyObjectThatDoesNotDecodeAgain) {
+  EXPECT_EQ(test::writtenBack<InfoBody>(test::encodeJson(InfoBody(RoomHistoryClearedInfoBody()))),
+            "keyNotFound at type");
+}
+
+TEST(WrittenEvents, CarryTheRecordsOwnTypeAndAreReadBackByIt) {
+  const std::string json = test::encodeJson(InfoBody(AddedInfoBody(InfoType::banned, {})));
+  EXPECT_EQ(json, R"({"type":"banned"})");
+  EXPECT_EQ(test::decodeJson<InfoBody>(json).infoCase(), InfoBody::Case::banned);
+}
+
+// ---- diagnostic lines ----
+
+struct FailureRow {
+  std::string json;
+  std::string_view expected;
+};
+void PrintTo(const FailureRow& row, std::ostream* out) { *out << row.json; }
+
+// The kind cannot be read: the error passes unchanged and only Body writes its line.
+class UnreadableKinds : public testing::TestWithParam<FailureRow> {};
+
+TEST_P(UnreadableKinds, FailWithoutALineOfTheirOwnButBodysLineThroughBody) {
+  EXPECT_EQ(test::writtenBack<InfoBody>(GetParam().json), GetParam().expected);
+  const auto body = test::decodeInfoAsBody(GetParam().json);
+  EXPECT_EQ(body.captured.out, std::string(test::kBodyLine) + body.errorText() + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, UnreadableKinds,
+                         testing::Values(FailureRow{R"({"recipients":[]})", "keyNotFound at type"},
+                                         FailureRow{R"({"type":"addedd"})",
+                                                    "dataCorrupted at type"},
+                                         FailureRow{R"(["added"])", "typeMismatch"}));
+
+// A record fails: its line first, then Body's, both with the record's error.
+class FailingRecords : public testing::TestWithParam<FailureRow> {};
+
+TEST_P(FailingRecords, FailWithTheRecordsErrorAfterTheInfoLineThenBodysLine) {
+  const auto outcome = test::decodeInfoAsBody(GetParam().json);
+  EXPECT_EQ(outcome.summary(), GetParam().expected);
+  const std::string description = outcome.errorText();
+  EXPECT_EQ(outcome.captured.out, std::string(test::kInfoLine) + description + "\n" +
+                                      std::string(test::kBodyLine) + description + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Families, FailingRecords,
+    testing::Values(
+        FailureRow{wrap("added", R"(,"recipients":"u1")"), "typeMismatch at recipients"},
+        FailureRow{wrap("room_call_summary", R"(,"caller":{})"), "keyNotFound at caller.id"},
+        FailureRow{wrap("room_request_created", R"(,"request":{"__v":"1"})"),
+                   "typeMismatch at request.__v"},
+        FailureRow{wrap("user_present", R"(,"media":"photo")"), "typeMismatch at media"}));
+
+TEST(EventReadTolerantly, StillWritesTheLineWithTheDescription) {
+  JSONDecoder decoder = test::preparedDecoder();
+  const auto outcome = test::captureStdout([&] {
+    EXPECT_FALSE(decoder.decode(
+        R"({"event":{"type":"joined","recipients":"u1"}})",
+        [](const Decoder& root) { return root.container().decodeTolerantly<InfoBody>("event"); }));
+  });
+  EXPECT_EQ(outcome.out,
+            std::string(test::kInfoLine) +
+                "typeMismatch at event.recipients: expected an array, found a string\n");
+}
+
+TEST(EventInsideABody, ThatDecodesWritesNoLine) {
+  EXPECT_EQ(test::decodeInfoAsBody(wrap("joined")).captured.out, "");
+}
+
+// ---- each record read on its own ----
+
+template <class T>
+constexpr auto read = &test::writtenBack<T>;
+
+std::vector<test::CodingRow> eventRows() {
+  const std::string u1 = userJson("u1"), u2 = userJson("u2");
+  const auto added = read<AddedInfoBody>, title = read<RoomTitleInfoBody>;
+  const auto created = read<RoomCreatedInfoBody>, call = read<RoomCallSummaryInfoBody>;
+  const auto request = read<RoomRequestCreatedInfoBody>, present = read<UserPresentInfoBody>;
+  return {
+      // the five membership events share one record
+      {"membership: nothing at all", added, "{}", "{}"},
+      {"membership: an empty list is kept", added, R"({"recipients":[]})", R"({"recipients":[]})"},
+      {"membership: users kept in order with duplicates, keys in order", added,
+       R"({"recipients":[)" + u2 + "," + u1 + "," + u2 + R"(],"type":"banned"})",
+       R"({"type":"banned","recipients":[)" + u2 + "," + u1 + "," + u2 + "]}"},
+      {"membership: a kind that is no word", added, R"({"type":"Joined"})",
+       "dataCorrupted at type"},
+      {"membership: a second user of a wrong type", added,
+       R"({"recipients":[)" + u1 + R"(,{"id":"u2","firstName":"B","lastName":"C",)" +
+           R"("followerCount":"many","followingCount":0}]})",
+       "typeMismatch at recipients[1].followerCount"},
+      // settings: accessibility is free text, visibility a word
+      {"accessibility: a sentence", read<RoomAccessibilityInfoBody>,
+       R"({"accessibility":"Only people I follow"})",
+       R"({"accessibility":"Only people I follow"})"},
+      {"visibility: no string", read<RoomVisibilityInfoBody>, R"({"visibility":2})",
+       "typeMismatch at visibility"},
+      {"tags: a null tag", read<RoomTagsInfoBody>, R"({"tags":["a",null]})",
+       "valueNotFound at tags[1]"},
+      {"title: an empty previous title", title, R"({"title":"New","previously":{}})",
+       R"({"title":"New","previously":{}})"},
+      {"title: a previous title of a wrong type", title, R"({"previously":{"title":1}})",
+       "typeMismatch at previously.title"},
+      {"topic: keys in order", read<RoomTopicInfoBody>, R"({"topic":"Talk","type":"room_topic"})",
+       R"({"type":"room_topic","topic":"Talk"})"},
+      {"created: both settings in key order", created,
+       R"({"accessibility":"open","visibility":"everyone","title":"Lobby"})",
+       R"({"visibility":"everyone","accessibility":"open","title":"Lobby"})"},
+      {"created: an accessibility word as visibility", created, R"({"visibility":"request"})",
+       "dataCorrupted at visibility"},
+      {"created: a bad invited user", created, R"({"invited":[{"id":"x"}]})",
+       "keyNotFound at invited[0].firstName"},
+      {"cleared: from anything", read<RoomHistoryClearedInfoBody>, "[1,2]", "{}"},
+      {"deleted: only its kind", read<MessageDeletedInfoBody>,
+       R"({"type":"message_delete","messageId":"m1","room":"r"})", R"({"type":"message_delete"})"},
+      {"call: caller and participants", call, R"({"participants":[],"caller":)" + u1 + "}",
+       R"({"caller":)" + u1 + R"(,"participants":[]})"},
+      {"call: a status that is a number", call, R"({"status":3})", "typeMismatch at status"},
+      // the go-live request: underscored keys, its own type free text
+      {"request: underscored keys", request, R"({"request":{"appId":"a","__v":2,"_id":"r1"}})",
+       R"({"request":{"_id":"r1","__v":2,"appId":"a"}})"},
+      {"request: field names are not keys", request,
+       R"({"request":{"id":"r1","version":2,"appID":"a"}})", R"({"request":{}})"},
+      {"request: every field in declaration order", request,
+       R"({"request":{"metadata":{"previouslyAcceptedCount":0},"updatedAt":5.5,)"
+       R"("state":"open","isInvite":true,"createdAt":1.25,"appId":"a","__v":1,)"
+       R"("user":"u","type":"t","room":"r","_id":"i"}})",
+       R"({"request":{"_id":"i","room":"r","type":"t","user":"u","__v":1,"appId":"a",)"
+       R"("createdAt":1.25,"isInvite":true,"state":"open","updatedAt":5.5,)"
+       R"("metadata":{"previouslyAcceptedCount":0}}})"},
+      {"request: an invitation flag given as text", request, R"({"request":{"isInvite":"true"}})",
+       "typeMismatch at request.isInvite"},
+      {"request: a count given as text", request,
+       R"({"request":{"metadata":{"previouslyAcceptedCount":"1"}}})",
+       "typeMismatch at request.metadata.previouslyAcceptedCount"},
+      // the presence event is strict around its tolerant media
+      {"present: keys in order", present,
+       R"({"media":{},"mediaType":"image","type":"user_present"})",
+       R"({"type":"user_present","mediaType":"image","media":{}})"},
+      {"present: a media type unlike the media's kind", present,
+       R"({"mediaType":"audio","media":{"type":"hint"}})",
+       R"({"mediaType":"audio","media":{"type":"hint"}})"},
+      {"present: a media type that is a number", present, R"({"mediaType":1})",
+       "typeMismatch at mediaType"},
+      // setting words belong to their own enumeration
+      {"setting: request is no visibility", read<RoomVisibility>, R"("request")", "dataCorrupted"},
+      {"setting: everyone is no accessibility", read<RoomAccessibility>, R"("everyone")",
+       "dataCorrupted"},
+      {"setting: mutual_basic is an accessibility", read<RoomAccessibility>, R"("mutual_basic")",
+       R"("mutual_basic")"},
+      {"setting: mutual_basic is a visibility", read<RoomVisibility>, R"("mutual_basic")",
+       R"("mutual_basic")"},
+      {"setting: capitalised", read<RoomVisibility>, R"("Mutual_basic")", "dataCorrupted"},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Events, RecordsReadBack, testing::ValuesIn(eventRows()), test::kRowName);
+
+// ---- the presence event's media and the body-type box ----
+
+// What the box holds before a media item is decoded: no box at all, or a box with or without a
+// kind.
+struct BoxBefore {
+  bool prepared;
+  std::optional<BodyType> kind;
+};
+constexpr BoxBefore kUnprepared{false, std::nullopt};
+constexpr BoxBefore kEmptyBox{true, std::nullopt};
+constexpr BoxBefore kInfoLeftInBox{true, BodyType::info};
+
+struct MediaRow {
+  std::string_view name;
+  BoxBefore before;
+  std::string_view media;
+  std::string_view expected;  // the media item written back
+  std::string_view lines;     // the diagnostic lines written, as lineKinds gives them
+  std::string_view boxAfter;  // "no box", "empty" or the kind left in the box
+};
+void PrintTo(const MediaRow& row, std::ostream* out) { *out << row.name; }
+
+std::string_view describeBox(const JSONDecoder& decoder) {
+  const BodyTypeBox* box = bodyType(decoder.userInfo);
+  if (box == nullptr) return "no box";
+  return box->value ? rawValue(*box->value) : "empty";
+}
+
+class MediaItems : public testing::TestWithParam<MediaRow> {};
+
+TEST_P(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheBox) {
+  JSONDecoder decoder;
+  if (GetParam().before.prepared) {
+    prepareForBodyDecoding(decoder);
+    bodyType(decoder.userInfo)->value = GetParam().before.kind;
+  }
+  const auto outcome = test::decodeCapturing<UserPresentInfoBody::Media>(decoder, GetParam().media);
+  EXPECT_EQ(outcome.summary(), GetParam().expected);
+  EXPECT_EQ(test::lineKinds(outcome.captured), GetParam().lines);
+  EXPECT_EQ(describeBox(decoder), GetParam().boxAfter);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BoxAndTolerance, MediaItems,
+    testing::Values(MediaRow{"a text body by the media's kind", kInfoLeftInBox,
+                             R"({"id":"m1","type":"text","body":{"text":"hi"}})",
+                             R"({"id":"m1","type":"text","body":{"text":"hi"}})", "", "text"},
+                    MediaRow{"a kind with a capital letter", kInfoLeftInBox,
+                             R"({"type":"Text","body":{"text":"hi"}})", "{}", "prepare", "empty"},
+                    MediaRow{"no kind clears the enclosing one", kInfoLeftInBox,
+                             R"({"body":{"text":"hi"}})", "{}", "prepare", "empty"},
+                    MediaRow{"no kind and no body", kInfoLeftInBox, R"({"id":"m"})",
+                             R"({"id":"m"})", "", "empty"},
+                    MediaRow{"a body lacking its text", kEmptyBox,
+                             R"({"id":"m","type":"text","body":{}})", R"({"id":"m","type":"text"})",
+                             "body", "text"},
+                    MediaRow{"a null body", kEmptyBox, R"({"type":"text","body":null})",
+                             R"({"type":"text"})", "", "text"},
+                    MediaRow{"a body of a payload-less kind", kEmptyBox,
+                             R"({"type":"hint","body":42})", R"({"type":"hint","body":{}})", "",
+                             "hint"},
+                    MediaRow{"an event that fails as the body", kEmptyBox,
+                             R"({"type":"info","body":{"type":"joined","recipients":1}})",
+                             R"({"type":"info"})", "info body", "info"},
+                    MediaRow{"an unprepared decoder keeps the kind but not the body", kUnprepared,
+                             R"({"id":"m","type":"text","body":{"text":"hi"}})",
+                             R"({"id":"m","type":"text"})", "prepare", "no box"},
+                    MediaRow{"not an object", kEmptyBox, R"(["m"])", "typeMismatch", "", "empty"}),
+    test::kRowName);
+
+TEST(MediaItems, AfterAFailingBodyStillDecodeTheEvent) {
+  const auto outcome = test::decodeInfoAsBody(
+      R"({"type":"user_present","mediaType":"text","media":{"type":"text","body":{}}})");
+  EXPECT_EQ(outcome.summary(),
+            R"({"type":"user_present","mediaType":"text","media":{"type":"text"}})");
+  EXPECT_EQ(test::lineKinds(outcome.captured), "body");
+}
+
+TEST(MediaItems, OfAnEventInsideAMessageBodyLeaveTheMediasKind) {
+  JSONDecoder decoder = test::preparedDecoder();
+  bodyType(decoder.userInfo)->value = BodyType::info;
+  const auto outcome = test::decodeCapturing<Body>(
+      decoder, R"({"type":"user_present","media":{"type":"video","body":{}}})");
+  ASSERT_TRUE(outcome.value) << outcome.summary();
+  EXPECT_EQ(bodyType(decoder.userInfo)->value, BodyType::video);
+}
+
+TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
+  const UserPresentInfoBody::Media media(std::nullopt, std::nullopt,
+                                         Body(TextBody("hi", std::nullopt)));
+  EXPECT_EQ(test::encodeJson(media), R"({"body":{"text":"hi"}})");
+}
+
+// ---- the go-live request's dates: the caller's strategies decide their form ----
+
+struct DateRow {
+  std::string_view name;
+  DateDecodingStrategy decoding;
+  DateEncodingStrategy encoding;
+  std::string_view json;  // read, and expected back
+};
+void PrintTo(const DateRow& row, std::ostream* out) { *out << row.name; }
+
+class RequestDates : public testing::TestWithParam<DateRow> {};
+
+TEST_P(RequestDates, AreReadAndWrittenByTheCodersStrategies) {
+  JSONDecoder decoder;
+  decoder.dateDecodingStrategy = GetParam().decoding;
+  const auto request = decoder.decode<RoomRequestCreatedInfoBody::Request>(GetParam().json);
+  ASSERT_TRUE(request.createdAt());
+  EXPECT_EQ(request.createdAt()->timeIntervalSince1970(), 1700000000.5);
+  JSONEncoder encoder;
+  encoder.dateEncodingStrategy = GetParam().encoding;
+  EXPECT_EQ(encoder.encode(request), GetParam().json);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    TwoStrategies, RequestDates,
+    testing::Values(
+        DateRow{"seconds", DateDecodingStrategy::secondsSince1970(),
+                DateEncodingStrategy::secondsSince1970(),
+                R"({"createdAt":1700000000.5,"updatedAt":1700000060})"},
+        DateRow{"iso8601", DateDecodingStrategy::iso8601(), DateEncodingStrategy::iso8601(),
+                R"({"createdAt":"2023-11-14T22:13:20.500Z","updatedAt":"2023-11-14T22:14:20Z"})"}),
+    test::kRowName);
+
+TEST(RequestDates, InAnotherFormThanTheStrategysFailTheEvent) {
+  JSONDecoder iso;
+  iso.dateDecodingStrategy = DateDecodingStrategy::iso8601();
+  EXPECT_EQ(test::decodeCapturing<RoomRequestCreatedInfoBody>(
+                iso, R"({"request":{"createdAt":1700000000}})")
+                .summary(),
+            "typeMismatch at request.createdAt");
+}
+
+TEST(RequestDates, CompareByInstant) {
+  JSONDecoder iso, seconds;
+  iso.dateDecodingStrategy = DateDecodingStrategy::iso8601();
+  seconds.dateDecodingStrategy = DateDecodingStrategy::secondsSince1970();
+  using Request = RoomRequestCreatedInfoBody::Request;
+  const auto a = iso.decode<Request>(R"({"createdAt":"2023-11-15T00:13:20.500+02:00"})");
+  const auto b = seconds.decode<Request>(R"({"createdAt":1700000000.5})");
+  EXPECT_TRUE(a == b && a.hashValue() == b.hashValue());
+}
+
+// ---- equality and the hash ----
+
+INSTANTIATE_TEST_SUITE_P(Events, RecordPairs,
+                         testing::Values(test::PairRow{"membership events of different cases",
+                                                       &test::comparison<InfoBody>, wrap("added"),
+                                                       wrap("banned"), "different"},
+                                         test::PairRow{"kind-only events of different cases",
+                                                       &test::comparison<InfoBody>,
+                                                       wrap("message_delete"), wrap("room_request"),
+                                                       "different"}),
+                         test::kRowName);
+
+TEST(EventEquality, ComparesTheRecordsOwnTypeAndHistoryClearedEventsAreEqual) {
+  EXPECT_NE(InfoBody(JoinedInfoBody(InfoType::joined, std::nullopt)),
+            InfoBody(JoinedInfoBody(InfoType::added, std::nullopt)));
+  EXPECT_EQ(InfoBody(RoomHistoryClearedInfoBody()), InfoBody(RoomHistoryClearedInfoBody()));
+}
+
+struct HashRow {
+  std::string_view name;
+  InfoBody event;
+  std::string expected;  // after the position of the info kind when hashed through Body
+};
+void PrintTo(const HashRow& row, std::ostream* out) { *out << row.name; }
+
+class EventHashInput : public testing::TestWithParam<HashRow> {};
+
+TEST_P(EventHashInput, IsThePositionThenTheRecordAndThroughBodyFollowsBodysPosition) {
+  EXPECT_EQ(test::hashLine(GetParam().event), GetParam().expected);
+  EXPECT_EQ(test::hashLine(Body(GetParam().event)),
+            "w" + std::to_string(position(BodyType::info)) + " " + GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Events, EventHashInput,
+    testing::Values(
+        HashRow{"history cleared", InfoBody(RoomHistoryClearedInfoBody()), "w8"},
+        HashRow{"added", InfoBody(AddedInfoBody(InfoType::added, std::vector<ChatMessageUser>{})),
+                "w0 b1 'added' b1 w0"},
+        // the media's body by its own position: text at 9, its text, no mentions
+        HashRow{"user present",
+                InfoBody(UserPresentInfoBody(
+                    std::nullopt, std::nullopt,
+                    UserPresentInfoBody::Media(std::nullopt, BodyType::text,
+                                               Body(TextBody("hi", std::nullopt))))),
+                "w16 b0 b0 b1 b0 b1 'text' b1 w9 'hi' b0"}),
+    test::kRowName);
+
+}  // namespace
+}  // namespace tovanel::chat

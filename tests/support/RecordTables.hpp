@@ -1,0 +1,220 @@
+#pragma once
+// Tables of cases over many records at once: decoding as an application does (a prepared decoder,
+// or through Body with the info kind) with the diagnostic lines captured, one comparable text for
+// what a decode gave (the value written back, or the error kind and the path of the failing
+// value), JSON objects made by editing a valid one, and rows of records read back or compared.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "support/Capture.hpp"
+#include "tovanel/chat.hpp"
+
+namespace tovanel::chat::test {
+
+/// "keyNotFound at location.long", or just the kind for a failure of the top-level value.
+inline std::string describeFailure(const DecodingError& error) {
+  std::string text(DecodingError::kindName(error.kind()));
+  if (!error.codingPath().empty()) text += " at " + describe(error.codingPath());
+  return text;
+}
+
+template <class T>
+T decodeJson(std::string_view json) {
+  return JSONDecoder().decode<T>(json);
+}
+
+/// A body of `kind` decoded from the text as an envelope has it decoded: through a prepared
+/// decoder whose box holds the kind.
+inline Body decodeBody(BodyType kind, std::string_view json) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  bodyType(decoder.userInfo)->value = kind;
+  return decoder.decode<Body>(json);
+}
+
+/// The compact JSON text of a value.
+template <class T>
+std::string encodeJson(const T& value) {
+  return JSONEncoder().encode(value);
+}
+
+/// The members of a JSON object, in order: each key with the JSON text of its value.
+using Members = std::vector<std::pair<std::string_view, std::string_view>>;
+
+/// A change to one member: a new value for the key (added at the end when the key is new), or
+/// no value to take the key out.
+struct MemberEdit {
+  std::string_view key;
+  std::optional<std::string_view> json;
+};
+
+/// The edit that takes `key` out.
+inline MemberEdit without(std::string_view key) { return {key, std::nullopt}; }
+
+/// The JSON text of an object with `members` changed by `edits`.
+inline std::string objectWith(Members members, const std::vector<MemberEdit>& edits = {}) {
+  for (const auto& edit : edits) {
+    const auto found = std::find_if(members.begin(), members.end(),
+                                    [&](const auto& member) { return member.first == edit.key; });
+    if (!edit.json) {
+      if (found != members.end()) members.erase(found);
+    } else if (found != members.end()) {
+      found->second = *edit.json;
+    } else {
+      members.emplace_back(edit.key, *edit.json);
+    }
+  }
+  std::string text = "{";
+  for (const auto& [key, json] : members) {
+    if (text.size() > 1) text += ',';
+    text += '"';
+    text += key;
+    text += "\":";
+    text += json;
+  }
+  return text + "}";
+}
+
+inline constexpr std::string_view kInfoLine = "[Body][InfoBody] Can't decode: ";
+inline constexpr std::string_view kBodyLine = "[Body] Can't decode due to error: ";
+inline constexpr std::string_view kPrepareLine =
+    "[Body] Can't decode BodyType. Prepare your JSONDecoder with `prepareForBodyDecoding()`.";
+
+/// Which diagnostic line each line of the output is: "prepare", "body", "info" or the line itself,
+/// joined by spaces (the error descriptions the lines end with are the decoder's own wording).
+inline std::string lineKinds(const Captured& captured) {
+  std::string kinds;
+  for (const auto& line : captured.lines()) {
+    const auto kind = line == kPrepareLine          ? std::string("prepare")
+                      : line.starts_with(kBodyLine) ? std::string("body")
+                      : line.starts_with(kInfoLine) ? std::string("info")
+                                                    : line;
+    kinds += (kinds.empty() ? "" : " ") + kind;
+  }
+  return kinds;
+}
+
+/// A decoder as an application prepares it: an empty body-type box.
+inline JSONDecoder preparedDecoder() {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  return decoder;
+}
+
+/// What one decode gave: the value or the error, and what was written to standard output.
+template <class T>
+struct Outcome {
+  std::optional<T> value;
+  Captured captured;
+
+  std::optional<DecodingError> error() const { return errorAs<DecodingError>(captured.error); }
+  /// The error's full description, as the diagnostic lines append it.
+  std::string errorText() const {
+    const auto failure = error();
+    return failure ? failure->what() : std::string();
+  }
+  /// The value written back, or the failure as describeFailure gives it.
+  std::string summary() const {
+    if (value) return encodeJson(*value);
+    if (const auto failure = error()) return describeFailure(*failure);
+    return errorAs<Body::BodyDecodingError>(captured.error) ? "bodyTypeMissing" : "nothing";
+  }
+};
+
+/// Decodes `json` as a T with `decoder`, capturing standard output.
+template <class T>
+Outcome<T> decodeCapturing(JSONDecoder& decoder, std::string_view json) {
+  Outcome<T> outcome;
+  outcome.captured = captureStdout([&] { outcome.value.emplace(decoder.decode<T>(json)); });
+  return outcome;
+}
+
+/// The same with a prepared decoder.
+template <class T>
+Outcome<T> decodeCapturing(std::string_view json) {
+  JSONDecoder decoder = preparedDecoder();
+  return decodeCapturing<T>(decoder, json);
+}
+
+/// Decodes `json` as a body of the info kind, as a message envelope hands it over.
+inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
+  JSONDecoder decoder = preparedDecoder();
+  bodyType(decoder.userInfo)->value = BodyType::info;
+  return decodeCapturing<Body>(decoder, json);
+}
+
+/// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure; then
+/// whatever was written to standard output on the way, if anything.
+template <class T>
+std::string writtenBack(std::string_view json) {
+  const auto outcome = decodeCapturing<T>(json);
+  return outcome.summary() + (outcome.captured.out.empty() ? "" : "\n" + outcome.captured.out);
+}
+
+/// How two texts of one record compare: "equal" (both ways round, with equal hashes),
+/// "different", or what disagrees.
+template <class T>
+std::string comparison(std::string_view first, std::string_view second) {
+  const T a = decodeJson<T>(first), b = decodeJson<T>(second);
+  if ((a == b) != (b == a)) return "asymmetric";
+  if (!(a == b)) return "different";
+  return a.hashValue() == b.hashValue() ? "equal" : "equal with different hashes";
+}
+
+/// A row of a table over several records: `json` read as the row's record and written back gives
+/// `expected` (see writtenBack).
+struct CodingRow {
+  std::string name;
+  std::string (*writtenBack)(std::string_view);
+  std::string json;
+  std::string expected;
+};
+
+/// A row comparing two texts read as the row's record: `expected` is what comparison gives.
+struct PairRow {
+  std::string name;
+  std::string (*compare)(std::string_view, std::string_view);
+  std::string first, second;
+  std::string_view expected;
+};
+
+/// A test name made of a row's words: "image: null url" gives "ImageNullUrl".
+inline std::string nameOfRow(std::string_view words) {
+  std::string name;
+  bool upper = true;
+  for (const char c : words) {
+    const bool alnum = std::isalnum(static_cast<unsigned char>(c)) != 0;
+    if (alnum) name += upper ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
+    upper = !alnum;
+  }
+  return name;
+}
+
+inline void PrintTo(const CodingRow& row, std::ostream* out) { *out << row.name; }
+inline void PrintTo(const PairRow& row, std::ostream* out) { *out << row.name; }
+
+/// The two tables that test files instantiate with their rows (the checks are in
+/// RecordTablesTest.cpp).
+class RecordsReadBack : public ::testing::TestWithParam<CodingRow> {};
+class RecordPairs : public ::testing::TestWithParam<PairRow> {};
+
+/// Names parameterised tests after their rows' `name`.
+inline constexpr auto kRowName = [](const auto& info) { return nameOfRow(info.param.name); };
+
+/// A user object in the key order that users are written in.
+inline std::string userJson(std::string_view id) {
+  std::string json = R"({"id":")";
+  json.append(id).append(R"(","firstName":"Ada","lastName":"Lovelace","followerCount":3,)");
+  json.append(R"("followingCount":4})");
+  return json;
+}
+
+}  // namespace tovanel::chat::test
