@@ -26,13 +26,19 @@ class JSONEncoder {
     return out;
   }
 
-  /// Appends the JSON text of a value to `out` (reuse one buffer across calls).
+  /// Appends the JSON text of a value to `out` (reuse one buffer across calls). When encoding
+  /// fails, `out` is left as it was.
   template <class T>
   void encode(const T& value, std::string& out) const {
     const auto start = out.size();
-    EncodingRun run(*this, out);
-    Encoder root(run);
-    root.encode(value);
+    try {
+      EncodingRun run(*this, out);
+      Encoder root(run);
+      root.encode(value);
+    } catch (...) {
+      out.resize(start);
+      throw;
+    }
     if (out.size() == start) out += "{}";
   }
 };

@@ -1,8 +1,10 @@
-// Member keys: plain keys take a shortcut past escaping, so every kind of key must still come out
-// as valid JSON that reads back to the same key, in every layout.
+// What the encoder leaves in the caller's string when encoding fails: nothing. And member keys:
+// plain keys take a shortcut past escaping, so every kind of key must still come out as valid
+// JSON that reads back to the same key, in every layout.
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,6 +24,14 @@ struct TwoMembers {
     container.encode(first, std::int64_t{1});
   }
 };
+
+TEST(EncoderOutput, AFailedEncodeLeavesTheStringAsItWas) {
+  std::string out = "kept";
+  std::vector<double> numbers(300, 1.5);
+  numbers.push_back(std::nan(""));  // fails after a few kilobytes were written
+  EXPECT_THROW(JSONEncoder().encode(numbers, out), EncodingError);
+  EXPECT_EQ(out, "kept");
+}
 
 struct KeyRow {
   const char* name;
