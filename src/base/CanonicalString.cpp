@@ -126,6 +126,7 @@ std::optional<std::string> normalized(std::string_view text) {
 // The Unicode quick check: a text is in NFC when no code point may change under it and the
 // combining classes of marks never decrease.
 bool isKnownCanonical(std::string_view text) noexcept {
+  if (isAscii(text)) return true;  // the common case, in the tightest loop
   NFCScan scan(text);
   for (;;) {
     switch (scan.next()) {

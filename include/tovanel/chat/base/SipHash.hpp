@@ -65,13 +65,31 @@ class SipHash {
   }
 
  private:
+  // The `count` (0 to 8) bytes at `p` as a little-endian number, with fixed-size loads only: a
+  // short text costs no call to memcpy. Two four-byte loads may overlap; the bytes they share
+  // are the same, so ORing them is harmless.
   static std::uint64_t loadLittleEndian(const unsigned char* p, std::size_t count) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, p, count);
-    if constexpr (std::endian::native == std::endian::big) {
-      word = __builtin_bswap64(word) >> (8 * (8 - count));
+    if (count == 8) return load<std::uint64_t>(p);
+    if (count >= 4) {
+      return load<std::uint32_t>(p) |
+             std::uint64_t{load<std::uint32_t>(p + count - 4)} << (8 * (count - 4));
     }
+    std::uint64_t word = 0;
+    for (std::size_t i = 0; i < count; ++i) word |= std::uint64_t{p[i]} << (8 * i);
     return word;
+  }
+  template <class U>
+  static U load(const unsigned char* p) noexcept {
+    U value;
+    std::memcpy(&value, p, sizeof value);
+    if constexpr (std::endian::native == std::endian::big) {
+      if constexpr (sizeof value == 8) {
+        value = __builtin_bswap64(value);
+      } else {
+        value = __builtin_bswap32(value);
+      }
+    }
+    return value;
   }
 
   void compress(std::uint64_t m) noexcept {
