@@ -26,6 +26,10 @@ bool isAscii(std::string_view text) noexcept {
 
 namespace {
 
+/// NFC as utf8proc names it: canonical composition, limited to what the Unicode stability policy
+/// allows.
+constexpr auto kNFC = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE);
+
 /// Hangul vowels and trailing consonants compose with the jamo or syllable before them by rule,
 /// not through the composition table.
 bool isHangulSecond(utf8proc_int32_t c) noexcept {
@@ -40,8 +44,7 @@ bool recomposes(utf8proc_int32_t c) noexcept {
   int boundary = 0;
   const auto count = utf8proc_decompose_char(c, parts, 8, UTF8PROC_DECOMPOSE, &boundary);
   if (count < 1 || count > 8) return false;
-  const auto composed = utf8proc_normalize_utf32(
-      parts, count, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
+  const auto composed = utf8proc_normalize_utf32(parts, count, kNFC);
   return composed == 1 && parts[0] == c;
 }
 
@@ -55,7 +58,6 @@ bool mayChangeUnderNFC(utf8proc_int32_t c, const utf8proc_property_t& property) 
          (property.comb_index != kNotComposing && property.comb_index >= kSecondOfPair) ||
          isHangulSecond(c);
 }
-
 
 /// Walks UTF-8 text one code point at a time, with what NFC needs to know of each: whether the
 /// form may cut the text just before it (a boundary: a starter that never composes with what
@@ -88,7 +90,8 @@ class NFCScan {
       return Step::boundary;
     }
     utf8proc_int32_t c = 0;
-    const auto length = utf8proc_iterate(text_ + next_, static_cast<utf8proc_ssize_t>(size_ - next_), &c);
+    const auto length =
+        utf8proc_iterate(text_ + next_, static_cast<utf8proc_ssize_t>(size_ - next_), &c);
     if (length < 0) return Step::invalid;
     next_ += static_cast<std::size_t>(length);
     const utf8proc_property_t& property = *utf8proc_get_property(c);
@@ -100,7 +103,6 @@ class NFCScan {
   }
 
   std::size_t at() const noexcept { return at_; }
-  std::size_t after() const noexcept { return next_; }
 
  private:
   const utf8proc_uint8_t* text_;
@@ -114,8 +116,7 @@ class NFCScan {
 std::optional<std::string> normalized(std::string_view text) {
   utf8proc_uint8_t* form = nullptr;
   const auto length = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                   static_cast<utf8proc_ssize_t>(text.size()), &form,
-                                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
+                                   static_cast<utf8proc_ssize_t>(text.size()), &form, kNFC);
   if (length < 0) return std::nullopt;
   std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(form, &std::free);
   return std::string(reinterpret_cast<const char*>(form), static_cast<std::size_t>(length));
@@ -176,9 +177,7 @@ std::string canonicalForm(std::string_view text) {
         form += *stretch;
         copied = stretchEnd;
         boundary = stretchEnd;
-        if (step == NFCScan::Step::end) {
-          return form;
-        }
+        if (step == NFCScan::Step::end) return form;
         continue;
       }
     }

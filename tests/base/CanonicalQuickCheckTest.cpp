@@ -52,13 +52,14 @@ TEST(CanonicalQuickCheck, JudgesEverySingleCodePointAsNFCDoes) {
 // Code points that compose, decompose for good, reorder or compose by rule (Hangul), with their
 // usual neighbours.
 const std::vector<char32_t> kTricky = {
-    U'e',     U'A',     U'\u00E9', U'\u00F6', U'\u01D6', U'\u0301', U'\u0308', U'\u0307',
-    U'\u0323', U'\u0316', U'\u0327', U'\u0345', U'\u0344', U'\u0340', U'\u212B', U'\u0958',
-    U'\u0915', U'\u093C', U'\u1100', U'\u1161', U'\u11A8', U'\uAC00', U'\uAC01', U'\u09C7',
-    U'\u09BE', U'\u0B47', U'\u0B3E', U'\u0CC6', U'\u0CC2', U'\u0CD5', U'\u0DD9', U'\u0DCF',
-    U'\u1025', U'\u102E', U'\u0F73', U'\u0F71', U'\u05D9', U'\u05B4', U'\u05BC', U'\uFB1D',
-    U'\u304B', U'\u3099', U'\u304C', U'\u03B1', U'\u1FB3', U'\u1E0A', U'\U0001D15E',
-    U'\U0001F600', U'\U0001F3FD', U'\u200D'};
+    U'e',      U'A',      U'\u00E9', U'\u00F6', U'\u01D6',     U'\u0301',     U'\u0308',
+    U'\u0307', U'\u0323', U'\u0316', U'\u0327', U'\u0345',     U'\u0344',     U'\u0340',
+    U'\u212B', U'\u0958', U'\u0915', U'\u093C', U'\u1100',     U'\u1161',     U'\u11A8',
+    U'\uAC00', U'\uAC01', U'\u09C7', U'\u09BE', U'\u0B47',     U'\u0B3E',     U'\u0CC6',
+    U'\u0CC2', U'\u0CD5', U'\u0DD9', U'\u0DCF', U'\u1025',     U'\u102E',     U'\u0F73',
+    U'\u0F71', U'\u05D9', U'\u05B4', U'\u05BC', U'\uFB1D',     U'\u304B',     U'\u3099',
+    U'\u304C', U'\u03B1', U'\u1FB3', U'\u1E0A', U'\U0001D15E', U'\U0001F600', U'\U0001F3FD',
+    U'\u200D'};
 
 TEST(CanonicalQuickCheck, JudgesSequencesOfComposingAndReorderingCodePointsAsNFCDoes) {
   for (const char32_t a : kTricky) {

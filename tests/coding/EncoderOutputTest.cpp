@@ -52,22 +52,21 @@ TEST_P(MemberKeys, AreWrittenEscapedInEveryLayoutAndReadBack) {
   encoder.outputFormatting = {.prettyPrinted = false, .sortedKeys = true};
   const std::string sorted = encoder.encode(value);
   EXPECT_EQ(sorted, "{" + written + R"(:1,"~last":2})");
-  const auto keys = JSONDecoder().decode(
-      sorted, [](const Decoder& root) { return root.container().allKeys(); });
+  const auto keys =
+      JSONDecoder().decode(sorted, [](const Decoder& root) { return root.container().allKeys(); });
   EXPECT_EQ(keys, (std::vector<std::string>{key, "~last"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Keys, MemberKeys,
-    ::testing::Values(KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"},
-                      KeyRow{"Empty", "", R"("")"},
-                      KeyRow{"LongerThanTheShortcut", std::string(80, 'k'),
-                             '"' + std::string(80, 'k') + '"'},
-                      KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"},
-                      KeyRow{"Backslash", "a\\b", R"("a\\b")"},
-                      KeyRow{"Control", "tab\there", R"("tab\there")"},
-                      KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Keys, MemberKeys,
+                         ::testing::Values(KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"},
+                                           KeyRow{"Empty", "", R"("")"},
+                                           KeyRow{"LongerThanTheShortcut", std::string(80, 'k'),
+                                                  '"' + std::string(80, 'k') + '"'},
+                                           KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"},
+                                           KeyRow{"Backslash", "a\\b", R"("a\\b")"},
+                                           KeyRow{"Control", "tab\there", R"("tab\there")"},
+                                           KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace tovanel::chat

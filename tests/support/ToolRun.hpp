@@ -33,7 +33,8 @@ inline std::string slurp(const std::filesystem::path& path) {
 }
 
 /// Scratch files for one test process, in a directory of its own that goes away when the process
-/// ends. Test processes run in parallel, so a shared name would let one truncate what another reads.
+/// ends. Test processes run in parallel, so a shared name would let one truncate what another
+/// reads.
 class ScratchFiles {
  public:
   static ScratchFiles& instance() {
