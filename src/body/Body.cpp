@@ -114,7 +114,7 @@ void Body::release() noexcept {
 bool Body::decodeInto(const Decoder& decoder, Body& out) {
   const BodyTypeBox* box = tovanel::chat::bodyType(decoder.userInfo());
   if (box == nullptr || !box->value) {
-    detail::writeDiagnosticLine(kPrepareLine);
+    detail::writeDiagnosticLine(decoder, kPrepareLine);
     const BodyDecodingError error;
     decoder.run().fail(std::make_exception_ptr(error), error.what());
     return false;
@@ -130,7 +130,7 @@ bool Body::decodeInto(const Decoder& decoder, BodyType kind, Body& out) {
   }
   DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
   if (ops.decode(decoder, out)) return true;
-  detail::writeDiagnosticLine(kPayloadFailedLine, decoder.run().errorDescription());
+  detail::writeDiagnosticLine(decoder, kPayloadFailedLine, decoder.run().errorDescription());
   return false;
 }
 

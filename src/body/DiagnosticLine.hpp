@@ -1,12 +1,17 @@
 #pragma once
-// The library's only output: the diagnostic lines of body decoding, on standard output.
+// The library's only output: the diagnostic lines of body decoding, handed to the decoder's sink.
 
 #include <string_view>
 
+namespace tovanel::chat {
+class Decoder;
+}
+
 namespace tovanel::chat::detail {
 
-/// Writes `text`, then `appended`, then a newline, to standard output in one call, so that lines
-/// written from several threads never interleave.
-void writeDiagnosticLine(std::string_view text, std::string_view appended = {});
+/// Hands `text`, then `appended`, then a newline, to the diagnostic sink of the JSONDecoder whose
+/// run `decoder` belongs to, as one line.
+void writeDiagnosticLine(const Decoder& decoder, std::string_view text,
+                         std::string_view appended = {});
 
 }  // namespace tovanel::chat::detail

@@ -139,6 +139,10 @@ struct JSONDecoder::Parser {
   simdjson::dom::parser parser;
 };
 
+void writeToStandardOutput(std::string_view line) {
+  std::fwrite(line.data(), 1, line.size(), stdout);
+}
+
 JSONDecoder::JSONDecoder() : parser_(std::make_unique<Parser>()) {}
 JSONDecoder::~JSONDecoder() = default;
 JSONDecoder::JSONDecoder(JSONDecoder&&) noexcept = default;

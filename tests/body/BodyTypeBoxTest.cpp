@@ -167,5 +167,33 @@ TEST(BodyHandOff, AFailingBodyInsideARecordKeepsTheFullPath) {
   EXPECT_EQ(captured.lines(), std::vector{std::string(kBodyLine) + error->what()});
 }
 
+TEST(BodyHandOff, DiagnosticLinesGoToTheDecodersSinkOrNowhere) {
+  const auto failTwice = [](JSONDecoder& decoder) {
+    for (const char* json : {R"({"text":true})", R"({"text":"ok"})"}) {
+      try {
+        decoder.decode<Body>(json);
+      } catch (const DecodingError&) {
+      }
+    }
+    decoder.userInfo.clear();  // and once without a box
+    EXPECT_THROW(decoder.decode<Body>(kGoodText), Body::BodyDecodingError);
+  };
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  writeKind(decoder, BodyType::text);
+  std::vector<std::string> received;
+  decoder.diagnosticSink = [&](std::string_view line) { received.emplace_back(line); };
+  EXPECT_EQ(test::captureStdout([&] { failTwice(decoder); }).out, "");
+  ASSERT_EQ(received.size(), 2u);
+  EXPECT_TRUE(received[0].starts_with(kBodyLine)) << received[0];
+  EXPECT_EQ(received[1], std::string(kPrepareLine) + "\n");
+
+  JSONDecoder silent;
+  prepareForBodyDecoding(silent);
+  writeKind(silent, BodyType::text);
+  silent.diagnosticSink = nullptr;
+  EXPECT_EQ(test::captureStdout([&] { failTwice(silent); }).out, "");
+}
+
 }  // namespace
 }  // namespace tovanel::chat

@@ -38,7 +38,7 @@ bool InfoBody::decodeInto(const Decoder& decoder, InfoBody& out) {
   if (!GenericInfoBody::decodeInto(decoder, generic)) return false;  // no line for the kind
   DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
   if (kDecoders[position(generic.type)](decoder, out.records_)) return true;
-  detail::writeDiagnosticLine(kRecordFailedLine, decoder.run().errorDescription());
+  detail::writeDiagnosticLine(decoder, kRecordFailedLine, decoder.run().errorDescription());
   return false;
 }
 

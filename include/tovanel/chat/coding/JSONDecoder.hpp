@@ -23,6 +23,7 @@
 // description starts "the data is not valid JSON: " and says what was wrong.
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <type_traits>
@@ -34,6 +35,13 @@
 #include "tovanel/chat/coding/Decoder.hpp"
 
 namespace tovanel::chat {
+
+/// Receives the library's diagnostic lines, one whole line per call, its newline included.
+using DiagnosticSink = std::function<void(std::string_view line)>;
+
+/// The default sink: standard output, each line written with one call, so that lines written from
+/// several threads never interleave.
+TOVANEL_CHAT_API void writeToStandardOutput(std::string_view line);
 
 /// Decodes values from JSON text, one decode at a time.
 class TOVANEL_CHAT_API JSONDecoder {
@@ -63,6 +71,10 @@ class TOVANEL_CHAT_API JSONDecoder {
   /// a single number, string, word or empty array or object. Deeper documents are refused with
   /// dataCorrupted.
   std::size_t maximumDepth = kDefaultMaximumDepth;
+  /// Where body decoding writes its diagnostic lines (standard output unless set). An empty sink
+  /// drops them. The sink is called on the decoding thread, during the decode; what it throws
+  /// replaces the decoding error.
+  DiagnosticSink diagnosticSink = writeToStandardOutput;
 
   /// Decodes a T from JSON text. Malformed JSON is dataCorrupted.
   template <class T>
