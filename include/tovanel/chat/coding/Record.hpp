@@ -78,7 +78,11 @@ constexpr Field<R, std::optional<M>, Presence::custom> customKey(
 template <class T>
 constexpr auto keysOf() {
   constexpr auto fields = Access::fields<T>();
-  return std::apply([](const auto&... field) { return std::array{field.key...}; }, fields);
+  return std::apply(
+      [](const auto&... field) {
+        return std::array<std::string_view, sizeof...(field)>{field.key...};
+      },
+      fields);
 }
 
 /// Reads the field at position I of the table: by position from a container opened with the
@@ -131,22 +135,27 @@ constexpr bool distinctKeys(const std::array<std::string_view, N>& keys) {
   return true;
 }
 
-/// The checking decode of a record: its fields in table order, stopping at the first failure.
+/// The checking decode of a record: its fields in table order, stopping at the first failure. A
+/// record without fields reads nothing, not even an object.
 template <class T>
 bool decodeFields(const Decoder& decoder, T& out) {
-  static constexpr KeyTableOf keys(keysOf<T>());
-  // The object's members are matched to the table once, when the table can hold them; each field
-  // then finds its value by position.
-  constexpr bool byPosition =
-      keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
-  const auto container =
-      byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
-  if (!container) return false;
-  return [&]<std::size_t... I>(std::index_sequence<I...>) {
-    constexpr auto fields = Access::fields<T>();
-    return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
+  if constexpr (std::tuple_size_v<decltype(Access::fields<T>())> == 0) {
+    return true;
+  } else {
+    static constexpr KeyTableOf keys(keysOf<T>());
+    // The object's members are matched to the table once, when the table can hold them; each
+    // field then finds its value by position.
+    constexpr bool byPosition =
+        keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
+    const auto container =
+        byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
+    if (!container) return false;
+    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      constexpr auto fields = Access::fields<T>();
+      return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
+    }
+    (std::make_index_sequence<keys.keys.size()>{});
   }
-  (std::make_index_sequence<keys.keys.size()>{});
 }
 
 /// Writes a record's fields, in table order, as one object.

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
 #include "tovanel/chat/coding/Record.hpp"
@@ -21,6 +22,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind hls: a video stream and what the service knows about it.
 struct HLSBody : coding::Record<HLSBody> {
+  static constexpr BodyType kind = BodyType::hls;  ///< the body kind of this payload
+
   /// One stream link of a given type.
   struct StreamURL : coding::Record<StreamURL> {
     std::optional<std::string> type;  ///< the link's type, as the service names it
@@ -132,11 +135,11 @@ struct HLSBody : coding::Record<HLSBody> {
   std::optional<std::string> title;                  ///< the content's title
   std::optional<std::vector<StreamURL>> streamUrls;  ///< the stream's links
   std::optional<std::string> bodyDescription;        ///< "description"
-  std::optional<double> duration;  ///< in whatever unit the service sends
-  std::optional<std::vector<std::string>> tags;  ///< free-form tags
-  std::optional<GeoRestriction> geoRestriction;  ///< "geoRestricted"
-  std::optional<Meta> meta;                      ///< catalogue metadata
-  std::optional<std::vector<Video>> trailers;    ///< trailer clips
+  std::optional<double> duration;                    ///< in whatever unit the service sends
+  std::optional<std::vector<std::string>> tags;      ///< free-form tags
+  std::optional<GeoRestriction> geoRestriction;      ///< "geoRestricted"
+  std::optional<Meta> meta;                          ///< catalogue metadata
+  std::optional<std::vector<Video>> trailers;        ///< trailer clips
 
   /// A body with every field, in declaration order.
   HLSBody(std::optional<std::string> type, std::optional<std::string> provider,
