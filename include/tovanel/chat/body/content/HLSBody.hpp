@@ -164,15 +164,17 @@ struct HLSBody : coding::Record<HLSBody> {
         meta(std::move(meta)),
         trailers(std::move(trailers)) {}
 
-  /// The positions in the key table of the fields in declaration order: the hash follows the
-  /// fields, the coding follows the keys.
-  static constexpr std::array<std::size_t, 13> hashOrder() {
-    return {1, 2, 3, 4, 5, 6, 11, 0, 7, 8, 12, 9, 10};
-  }
-
  private:
   friend struct coding::Access;
   HLSBody() = default;
+  // The hash follows the declaration, the coding follows the keys.
+  static constexpr auto hashOrder() {
+    return std::tuple{&HLSBody::type,       &HLSBody::provider,        &HLSBody::originalUrl,
+                      &HLSBody::url,        &HLSBody::image,           &HLSBody::title,
+                      &HLSBody::streamUrls, &HLSBody::bodyDescription, &HLSBody::duration,
+                      &HLSBody::tags,       &HLSBody::geoRestriction,  &HLSBody::meta,
+                      &HLSBody::trailers};
+  }
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("description", &HLSBody::bodyDescription),
                       coding::optionalKey("type", &HLSBody::type),
