@@ -127,7 +127,7 @@ std::string_view describe(JsonType type) noexcept {
   return "a value";
 }
 
-CodingPath coding::pathOf(const PathLink& link) {
+CodingPath coding::detail::pathOf(const PathLink& link) {
   std::size_t depth = 0;
   for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) ++depth;
   CodingPath path(depth);
@@ -163,8 +163,8 @@ void DecodingRun::fail(std::exception_ptr error, std::string description) {
   description_ = std::move(description);
 }
 
-const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
-  static const coding::PathLink kRoot{};
+const coding::detail::PathLink* DecodingRun::pinned(const coding::detail::PathLink& link) {
+  static const coding::detail::PathLink kRoot{};
   if (link.parent == nullptr) return &kRoot;
   PinnedLink& node = pinned_.emplace_front();
   node.link.parent = pinned(*link.parent);
@@ -180,7 +180,7 @@ const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
 
 const UserInfo& Decoder::userInfo() const noexcept { return run_->owner().userInfo; }
 
-CodingPath Decoder::codingPath() const { return coding::pathOf(link_); }
+CodingPath Decoder::codingPath() const { return coding::detail::pathOf(link_); }
 
 JsonType Decoder::type() const noexcept {
   switch (typeOf(wordAt(value_))) {
@@ -470,7 +470,8 @@ std::optional<Decoder> KeyedDecodingContainer::scan(std::string_view key) const 
 }
 
 bool KeyedDecodingContainer::failKeyNotFound(std::string_view key) const {
-  const Decoder missing(self_.value_, self_.run(), self_, coding::PathStep{key.data(), key.size()});
+  const Decoder missing(self_.value_, self_.run(), self_,
+                        coding::detail::PathStep{key.data(), key.size()});
   std::string message = "no value for the key \"";
   message += key;
   message += '"';
@@ -506,7 +507,7 @@ Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
 
 Decoder UnkeyedDecodingContainer::next() noexcept {
   const coding::JsonRef ref{self_.value_.document, cursor_};
-  const Decoder element(ref, self_.run(), self_, coding::PathStep{nullptr, index_});
+  const Decoder element(ref, self_.run(), self_, coding::detail::PathStep{nullptr, index_});
   cursor_ = simdjson::internal::tape_ref(static_cast<const simdjson::dom::document*>(ref.document),
                                          cursor_)
                 .after_element();
