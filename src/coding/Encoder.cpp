@@ -1,13 +1,12 @@
 #include "tovanel/chat/coding/Encoder.hpp"
 
-#include <simdjson.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 
+#include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat {
@@ -203,7 +202,7 @@ void Encoder::writeString(std::string_view text) {
   std::string& out = run_->out;
   const std::size_t start = out.size();
   // The escaping pass also tells whether the text is ASCII, which is valid UTF-8 as it is.
-  if (!appendEscaped(out, text) && !simdjson::validate_utf8(text.data(), text.size())) {
+  if (!appendEscaped(out, text) && !coding::detail::isValidUtf8(text)) {
     out.resize(start);  // nothing of the text is written
     fail("the text is not valid UTF-8");
   }
@@ -334,8 +333,7 @@ Encoder Encoder::beginMember(MemberKey key) {
   } else {
     if (!first && !pretty) out += ',';
     keyStart = out.size();
-    if (!appendEscaped(out, key.text) &&
-        !simdjson::validate_utf8(key.text.data(), key.text.size())) {
+    if (!appendEscaped(out, key.text) && !coding::detail::isValidUtf8(key.text)) {
       out.resize(keyStart);
       fail("the text is not valid UTF-8");
     }
