@@ -83,7 +83,7 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
 
 // Appends the text as a JSON string and tells whether it is all ASCII. Eight bytes at a time:
 // runs without a byte to escape are appended whole.
-bool appendEscaped(std::string& out, std::string_view text) {
+[[gnu::always_inline]] inline bool appendEscaped(std::string& out, std::string_view text) {
   out += '"';
   const char* const data = text.data();
   const std::size_t size = text.size();
@@ -104,6 +104,12 @@ bool appendEscaped(std::string& out, std::string_view text) {
   out.append(data + runStart, size - runStart);
   out += '"';
   return (seen & kHighBits) == 0;
+}
+
+// The same, out of line, for keys that need escaping: they are rare, and writeString keeps the
+// inlined copy to itself.
+[[gnu::noinline]] bool appendEscapedKey(std::string& out, std::string_view key) {
+  return appendEscaped(out, key);
 }
 
 void appendIndent(std::string& out, int depth) {
@@ -188,13 +194,9 @@ void Encoder::fail(std::string message) const {
   throw EncodingError(codingPath(), std::move(message));
 }
 
-void Encoder::take(Holds what) {
-  if (holds_ != Holds::nothing) {
-    fail(
-        "a second value at one place (a value writes itself once, as one scalar or through one "
-        "container)");
-  }
-  holds_ = what;
+void Encoder::failSecondValue() const {
+  fail("a second value at one place (a value writes itself once, as one scalar or through one "
+       "container)");
 }
 
 void Encoder::writeString(std::string_view text) {
@@ -261,7 +263,7 @@ SingleValueEncodingContainer Encoder::singleValueContainer() noexcept {
   return SingleValueEncodingContainer(*this);
 }
 
-void Encoder::end() {
+void Encoder::close() {
   coding::detail::EncodingRun& run = *run_;
   switch (holds_) {
     case Holds::nothing:
@@ -333,7 +335,7 @@ Encoder Encoder::beginMember(MemberKey key) {
   } else {
     if (!first && !pretty) out += ',';
     keyStart = out.size();
-    if (!appendEscaped(out, key.text) && !coding::detail::isValidUtf8(key.text)) {
+    if (!appendEscapedKey(out, key.text) && !coding::detail::isValidUtf8(key.text)) {
       out.resize(keyStart);
       fail("the text is not valid UTF-8");
     }

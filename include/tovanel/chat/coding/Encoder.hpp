@@ -121,10 +121,17 @@ class TOVANEL_CHAT_API Encoder {
       : run_(&run), link_{&parent.link_, step} {}
 
   /// Claims the place for a value; EncodingError when it holds one already.
-  void take(Holds what);
+  void take(Holds what) {
+    if (holds_ != Holds::nothing) failSecondValue();
+    holds_ = what;
+  }
+  [[noreturn]] void failSecondValue() const;
   /// Closes the value at this place once it is complete: its object or array, or `{}` when
   /// nothing was written. Called by whoever made the place.
-  void end();
+  void end() {
+    if (holds_ != Holds::scalar) close();
+  }
+  void close();
   Encoder beginMember(MemberKey key);
   void endMember(Encoder& member);
   Encoder beginElement();
