@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "Delivery.hpp"
 #include "Schema.hpp"
 
 namespace tovanel::chat::store::detail {
@@ -16,29 +17,15 @@ std::string selectMessages(const char* rest) {
   return std::string("SELECT ") + kMessageColumns + " FROM messages " + rest;
 }
 
-// An application callback's exception has nobody to go to; it must not stop the deliveries to
-// the others.
-template <class F>
-void shielded(F&& deliver) noexcept {
-  try {
-    deliver();
-  } catch (...) {
-  }
-}
-
-template <class T>
-void dropEnded(std::vector<Subscriber<T>>& subscribers) {
-  std::erase_if(subscribers, [](const Subscriber<T>& s) { return s.ended(); });
-}
-
 }  // namespace
 
 struct Store::Statements {
   explicit Statements(Database& db)
       : ensureRoom(db, "INSERT INTO rooms (id) VALUES (?1) ON CONFLICT DO NOTHING"),
         upsert(db, kUpsertMessage),
-        removeUnconfirmed(
-            db, "DELETE FROM messages WHERE client_id = ?1 AND unconfirmed = 1 RETURNING room_id"),
+        removeUnconfirmed(db,
+                          "DELETE FROM messages WHERE client_id = ?1 AND unconfirmed = 1 "
+                          "RETURNING room_id, message_id"),
         removeMoved(
             db, "DELETE FROM messages WHERE message_id = ?1 AND room_id <> ?2 RETURNING room_id"),
         clientIDTaken(db,
@@ -47,16 +34,18 @@ struct Store::Statements {
         messageExists(db, "SELECT 1 FROM messages WHERE message_id = ?1"),
         confirm(db,
                 "UPDATE messages SET message_id = ?2, sent_status = 0, unconfirmed = 0 "
-                "WHERE client_id = ?1 AND unconfirmed = 1 RETURNING room_id"),
+                "WHERE client_id = ?1 AND unconfirmed = 1 "
+                "RETURNING room_id, client_id, message_id, created_at"),
         fail(db,
              "UPDATE messages SET sent_status = 2 "
-             "WHERE client_id = ?1 AND unconfirmed = 1 AND sent_status = 1 RETURNING room_id"),
+             "WHERE client_id = ?1 AND unconfirmed = 1 AND sent_status = 1 "
+             "RETURNING room_id, message_id, created_at"),
         remove(db, "DELETE FROM messages WHERE message_id = ?1 AND room_id = ?2"),
         setToken(db,
                  "INSERT INTO rooms (id, lurker_token) VALUES (?1, ?2) "
                  "ON CONFLICT (id) DO UPDATE SET lurker_token = excluded.lurker_token"),
         token(db, "SELECT lurker_token FROM rooms WHERE id = ?1"),
-        room(db, selectMessages("WHERE room_id = ?1 ORDER BY created_at, message_id")),
+        byID(db, selectMessages("WHERE message_id = ?1")),
         newest(db, selectMessages("WHERE room_id = ?1 ORDER BY created_at DESC, message_id DESC "
                                   "LIMIT ?2")),
         before(db, selectMessages("WHERE room_id = ?1 AND created_at < ?2 "
@@ -77,8 +66,8 @@ struct Store::Statements {
   Statement remove;
   Statement setToken;
   Statement token;
+  Statement byID;
   // Reads of a room, in the order of createdAt (undated first), then messageID.
-  Statement room;
   Statement newest;
   Statement before;
   Statement undated;
@@ -87,9 +76,24 @@ struct Store::Statements {
 
 namespace {
 
-// Steps through a statement that returns the rooms it changed.
-void collectRooms(Statement& statement, Store::Rooms& rooms) {
-  while (statement.step()) rooms.emplace(statement.text(0));
+// Steps through a statement that returns the (room, messageID) of each row it deleted.
+void collectRemoved(Statement& statement, Changes& changes) {
+  while (statement.step()) changes.removed(statement.text(0), statement.text(1));
+}
+
+// Steps through a statement that returns the (room, old messageID, messageID, createdAt) of each
+// row it changed, or the same without the old messageID.
+void collectWritten(Statement& statement, Changes& changes, bool renames) {
+  const int column = renames ? 2 : 1;
+  while (statement.step()) {
+    if (renames) changes.removed(statement.text(0), statement.text(1));
+    changes.wrote(statement.text(0), statement.text(column), statement.optionalReal(column + 1));
+  }
+}
+
+std::optional<double> secondsOf(const std::optional<Date>& date) {
+  if (!date) return std::nullopt;
+  return date->timeIntervalSinceReferenceDate();
 }
 
 }  // namespace
@@ -124,10 +128,7 @@ void Store::open(const std::filesystem::path& path) {
 }
 
 void Store::close() {
-  for (auto& [room, subscribers] : observers_) {
-    for (auto& subscriber : subscribers) shielded([&] { subscriber.finish(); });
-  }
-  observers_.clear();
+  observed_.finish();
   for (auto& subscriber : unreadableObservers_) shielded([&] { subscriber.finish(); });
   unreadableObservers_.clear();
   // Cancelling waits for an outcome being reported on another thread; that report only queues
@@ -139,18 +140,18 @@ void Store::close() {
 
 template <class Change>
 void Store::write(Change&& change) {
-  Rooms changed;
+  Changes changes(observed_);
   Transaction transaction(*database_);
-  change(changed);
+  change(changes);
   transaction.commit();
-  publish(changed);
+  observed_.publish(changes, *this);
 }
 
-void Store::store(const ChatMessage& message, bool unconfirmed, Rooms& changed) {
+void Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes) {
   statements_->ensureRoom.bind(message.roomID).run();
   rows_.bind(statements_->upsert, message, unconfirmed);
   statements_->upsert.run();
-  changed.insert(message.roomID);
+  changes.wrote(message.roomID, message.messageID, secondsOf(message.createdAt));
 }
 
 // ---- sending ----
@@ -185,7 +186,7 @@ void Store::send(NewChatMessage message, Date createdAt) {
                             std::move(message.roomID), type, std::nullopt, localUser_, std::nullopt,
                             MessageSentStatus::sending);
   try {
-    write([&](Rooms& changed) { store(pending, true, changed); });
+    write([&](Changes& changes) { store(pending, true, changes); });
   } catch (...) {
     // The message still goes out; the service's copy shows it when it is received.
   }
@@ -211,14 +212,14 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
   if (!isOpen()) return;
   inFlight_.erase(clientID);
   try {
-    write([&](Rooms& changed) {
+    write([&](Changes& changes) {
       if (!serviceID) {
-        collectRooms(statements_->fail.bind(clientID), changed);
+        collectWritten(statements_->fail.bind(clientID), changes, false);
       } else if (*serviceID != clientID && statements_->messageExists.bind(*serviceID).exists()) {
         // The service's copy arrived first, without our clientID: it replaces the send.
-        collectRooms(statements_->removeUnconfirmed.bind(clientID), changed);
+        collectRemoved(statements_->removeUnconfirmed.bind(clientID), changes);
       } else {
-        collectRooms(statements_->confirm.bind(clientID, *serviceID), changed);
+        collectWritten(statements_->confirm.bind(clientID, *serviceID), changes, true);
       }
     });
   } catch (...) {
@@ -229,51 +230,100 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
 // ---- receiving and deleting ----
 
 void Store::receive(const std::vector<ChatMessage>& messages) {
-  write([&](Rooms& changed) {
+  write([&](Changes& changes) {
     for (const ChatMessage& message : messages) {
       if (message.clientID) {
-        collectRooms(statements_->removeUnconfirmed.bind(*message.clientID), changed);
+        collectRemoved(statements_->removeUnconfirmed.bind(*message.clientID), changes);
       }
-      collectRooms(statements_->removeMoved.bind(message.messageID, message.roomID), changed);
-      store(message, false, changed);
+      Statement& moved = statements_->removeMoved.bind(message.messageID, message.roomID);
+      while (moved.step()) changes.removed(moved.text(0), message.messageID);
+      store(message, false, changes);
     }
   });
 }
 
 void Store::remove(const std::string& messageID, const std::string& roomID) {
-  write([&](Rooms& changed) {
+  write([&](Changes& changes) {
     if (statements_->remove.bind(messageID, roomID).run() == 0) {
       throw StoreError(StoreError::Code::unknownMessage,
                        "no message \"" + messageID + "\" in room \"" + roomID + "\"");
     }
-    changed.insert(roomID);
+    changes.removed(roomID, messageID);
   });
 }
 
 // ---- reading ----
+
+Row Store::readRow(const Statement& statement) {
+  try {
+    return rows_.read(statement);
+  } catch (...) {
+    const auto createdAt = statement.optionalReal(kCreatedAt);
+    return UnreadableRow{
+        std::string(statement.text(kMessageID)), std::string(statement.text(kRoomID)),
+        createdAt ? std::optional(Date::sinceReferenceDate(*createdAt)) : std::nullopt,
+        std::current_exception()};
+  }
+}
 
 void Store::scan(Statement& statement, Scan& into) {
   while (statement.step()) {
     ++into.rows;
     into.lastCreatedAt = statement.optionalReal(kCreatedAt);
     into.lastMessageID = statement.text(kMessageID);
-    try {
-      into.messages.push_back(rows_.read(statement));
-    } catch (...) {
-      into.unreadable.push_back(UnreadableRow{
-          into.lastMessageID, std::string(statement.text(kRoomID)),
-          into.lastCreatedAt ? std::optional(Date::sinceReferenceDate(*into.lastCreatedAt))
-                             : std::nullopt,
-          std::current_exception()});
+    Row row = readRow(statement);
+    if (auto* message = std::get_if<ChatMessage>(&row)) {
+      into.messages.push_back(std::move(*message));
+    } else {
+      into.unreadable.push_back(std::get<UnreadableRow>(std::move(row)));
     }
   }
 }
 
-Store::Messages Store::readRoom(const std::string& roomID) {
-  Scan all;
-  scan(statements_->room.bind(roomID), all);
-  report(std::move(all.unreadable));
-  return std::move(all.messages);
+Page Store::readPage(const std::string& roomID, std::optional<double> before, std::uint64_t limit) {
+  const auto wanted = static_cast<std::int64_t>(
+      std::min<std::uint64_t>(limit, std::numeric_limits<std::int64_t>::max()));
+  Scan scanned;  // newest first
+  Page page;
+  if (wanted > 0) {
+    if (before) {
+      scan(statements_->before.bind(roomID, *before, wanted), scanned);
+      // Undated messages are older than any date.
+      if (scanned.rows < wanted) {
+        scan(statements_->undated.bind(roomID, wanted - scanned.rows), scanned);
+      }
+    } else {
+      scan(statements_->newest.bind(roomID, wanted), scanned);
+    }
+    page.reachesStart = scanned.rows < wanted;
+    // Take in the rest of the messages that share the oldest createdAt of the page.
+    if (scanned.rows == wanted) {
+      scan(statements_->ties.bind(roomID, scanned.lastCreatedAt, scanned.lastMessageID), scanned);
+    }
+    // The undated messages are the first of the room, and the page took them all.
+    page.reachesStart |= scanned.rows > 0 && !scanned.lastCreatedAt;
+  }
+  page.oldest = scanned.lastCreatedAt;
+  page.messages.assign(std::make_move_iterator(scanned.messages.rbegin()),
+                       std::make_move_iterator(scanned.messages.rend()));
+  page.unreadable.assign(std::make_move_iterator(scanned.unreadable.rbegin()),
+                         std::make_move_iterator(scanned.unreadable.rend()));
+  return page;
+}
+
+Page Store::page(const std::string& roomID, std::optional<double> before, std::uint64_t limit) {
+  Transaction transaction(*database_, Transaction::Mode::read);
+  Page page = readPage(roomID, before, limit);
+  transaction.commit();
+  return page;
+}
+
+std::optional<Row> Store::row(const std::string& messageID) {
+  Statement& statement = statements_->byID.bind(messageID);
+  std::optional<Row> row;
+  if (statement.step()) row = readRow(statement);
+  statement.reset();
+  return row;
 }
 
 Store::Messages Store::retrieve(const std::string& roomID, const std::optional<Date>& from,
@@ -284,26 +334,11 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
   Transaction transaction(*database_,
                           lurkerToken ? Transaction::Mode::write : Transaction::Mode::read);
   if (lurkerToken) statements_->setToken.bind(roomID, *lurkerToken).run();
-  const auto wanted = static_cast<std::int64_t>(
-      std::min<std::uint64_t>(limit, std::numeric_limits<std::int64_t>::max()));
-  Scan page;  // newest first
-  if (wanted > 0) {
-    if (before) {
-      scan(statements_->before.bind(roomID, *before, wanted), page);
-      // Undated messages are older than any date.
-      if (page.rows < wanted) scan(statements_->undated.bind(roomID, wanted - page.rows), page);
-    } else {
-      scan(statements_->newest.bind(roomID, wanted), page);
-    }
-    // Take in the rest of the messages that share the oldest createdAt of the page.
-    if (page.rows == wanted) {
-      scan(statements_->ties.bind(roomID, page.lastCreatedAt, page.lastMessageID), page);
-    }
-  }
+  Page page = readPage(roomID, before, limit);
   transaction.commit();
-  std::reverse(page.messages.begin(), page.messages.end());
-  std::reverse(page.unreadable.begin(), page.unreadable.end());
-  report(std::move(page.unreadable));
+  report(page.unreadable);
+  // Paging back widens the windows that the page reaches.
+  if (before) observed_.takeIn(roomID, *before, page);
   return std::move(page.messages);
 }
 
@@ -316,39 +351,13 @@ std::optional<std::string> Store::lurkerToken(const std::string& roomID) {
 
 // ---- observing ----
 
-void Store::observe(const std::string& roomID, const Subscriber<Messages>& subscriber) {
-  if (subscriber.ended()) return;
-  const Messages messages = readRoom(roomID);
-  shielded([&] { subscriber.receive(messages); });
-  auto& subscribers = observers_[roomID];
-  dropEnded(subscribers);  // so that a room observed and left again and again does not pile up
-  subscribers.push_back(subscriber);
+void Store::observe(const std::string& roomID, std::uint64_t window,
+                    const Subscriber<Messages>& subscriber) {
+  observed_.subscribe(roomID, window, subscriber, *this);
 }
 
 void Store::observeUnreadable(const Subscriber<std::vector<UnreadableRow>>& subscriber) {
   unreadableObservers_.push_back(subscriber);
-}
-
-void Store::publish(const Rooms& rooms) {
-  for (const std::string& room : rooms) {
-    const auto found = observers_.find(room);
-    if (found == observers_.end()) continue;
-    auto& subscribers = found->second;
-    dropEnded(subscribers);
-    if (subscribers.empty()) {
-      observers_.erase(found);
-      continue;
-    }
-    try {
-      // One read for every observer of the room.
-      const Messages messages = readRoom(room);
-      for (const auto& subscriber : subscribers) shielded([&] { subscriber.receive(messages); });
-    } catch (...) {
-      const auto error = std::current_exception();
-      for (const auto& subscriber : subscribers) shielded([&] { subscriber.fail(error); });
-      observers_.erase(room);
-    }
-  }
 }
 
 void Store::report(std::vector<UnreadableRow> rows) {
