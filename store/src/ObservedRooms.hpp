@@ -47,6 +47,7 @@ class ObservedRooms {
   explicit ObservedRooms(Report report) : report_(std::move(report)) {}
 
   bool observes(std::string_view roomID) const { return rooms_.find(roomID) != rooms_.end(); }
+  bool any() const noexcept { return !rooms_.empty(); }
 
   /// Delivers the room's latest `size` rows to the subscriber and keeps it informed: from a
   /// window of that size already held for the room, or from a new one read with `reader`.

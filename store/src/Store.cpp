@@ -22,7 +22,8 @@ std::string selectMessages(const char* rest) {
 struct Store::Statements {
   explicit Statements(Database& db)
       : ensureRoom(db, "INSERT INTO rooms (id) VALUES (?1) ON CONFLICT DO NOTHING"),
-        upsert(db, kUpsertMessage),
+        insert(db, kInsertMessage),
+        update(db, kUpdateMessage),
         removeUnconfirmed(db,
                           "DELETE FROM messages WHERE client_id = ?1 AND unconfirmed = 1 "
                           "RETURNING room_id, message_id"),
@@ -32,6 +33,7 @@ struct Store::Statements {
                       "SELECT 1 FROM messages WHERE message_id = ?1 "
                       "OR (client_id = ?1 AND unconfirmed = 1)"),
         messageExists(db, "SELECT 1 FROM messages WHERE message_id = ?1"),
+        anyUnconfirmed(db, "SELECT 1 FROM messages WHERE unconfirmed = 1 LIMIT 1"),
         confirm(db,
                 "UPDATE messages SET message_id = ?2, sent_status = 0, unconfirmed = 0 "
                 "WHERE client_id = ?1 AND unconfirmed = 1 "
@@ -56,11 +58,13 @@ struct Store::Statements {
                                 "ORDER BY message_id DESC")) {}
 
   Statement ensureRoom;
-  Statement upsert;
+  Statement insert;
+  Statement update;
   Statement removeUnconfirmed;
   Statement removeMoved;
   Statement clientIDTaken;
   Statement messageExists;
+  Statement anyUnconfirmed;
   Statement confirm;
   Statement fail;
   Statement remove;
@@ -141,6 +145,7 @@ void Store::close() {
 template <class Change>
 void Store::write(Change&& change) {
   Changes changes(observed_);
+  ensuredRoom_.clear();
   Transaction transaction(*database_);
   change(changes);
   transaction.commit();
@@ -148,9 +153,17 @@ void Store::write(Change&& change) {
 }
 
 void Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes) {
-  statements_->ensureRoom.bind(message.roomID).run();
-  rows_.bind(statements_->upsert, message, unconfirmed);
-  statements_->upsert.run();
+  // A batch is mostly one room: its row is made sure of once per transaction.
+  if (message.roomID != ensuredRoom_) {
+    statements_->ensureRoom.bind(message.roomID).run();
+    ensuredRoom_ = message.roomID;
+  }
+  rows_.bind(statements_->insert, message, unconfirmed);
+  if (statements_->insert.run() == 0) {
+    // Stored already, in this room or another: the message takes its place.
+    rows_.bindAgain(statements_->update, message, unconfirmed);
+    statements_->update.run();
+  }
   changes.wrote(message.roomID, message.messageID, secondsOf(message.createdAt));
 }
 
@@ -231,12 +244,19 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
 
 void Store::receive(const std::vector<ChatMessage>& messages) {
   write([&](Changes& changes) {
+    // Without a send waiting for the service, no message replaces one: the file's write lock
+    // keeps it so until the commit.
+    const bool sendsWaiting = statements_->anyUnconfirmed.exists();
     for (const ChatMessage& message : messages) {
-      if (message.clientID) {
+      if (sendsWaiting && message.clientID) {
         collectRemoved(statements_->removeUnconfirmed.bind(*message.clientID), changes);
       }
-      Statement& moved = statements_->removeMoved.bind(message.messageID, message.roomID);
-      while (moved.step()) changes.removed(moved.text(0), message.messageID);
+      // Storing moves a message from another room by itself; the room it leaves matters only
+      // to that room's observers.
+      if (observed_.any()) {
+        Statement& moved = statements_->removeMoved.bind(message.messageID, message.roomID);
+        while (moved.step()) changes.removed(moved.text(0), message.messageID);
+      }
       store(message, false, changes);
     }
   });

@@ -89,6 +89,8 @@ class Store final : private RowReader {
   std::mt19937_64 random_;
   ObservedRooms observed_{[this](std::vector<UnreadableRow> rows) { report(std::move(rows)); }};
   std::vector<Subscriber<std::vector<UnreadableRow>>> unreadableObservers_;
+  /// The room whose row the current write transaction has made sure of.
+  std::string ensuredRoom_;
   /// The transport's pending outcomes, by clientID.
   std::map<std::string, Cancellable> inFlight_;
 };
