@@ -127,7 +127,7 @@ std::vector<Messages> inBatches(const Messages& messages, std::size_t size) {
 /// Stores the batches, each one receive and so one transaction, and waits for the last: the
 /// store runs them in order.
 void receiveAll(SqliteChatMessageRepository& repository, std::vector<Messages> batches) {
-  std::optional<Future<void>> last;
+  std::optional<Future<ReceiveCounts>> last;
   for (Messages& batch : batches) last = repository.receive(std::move(batch));
   if (last) waitFor(*last);
 }
@@ -199,7 +199,7 @@ void BM_ImportExport(benchmark::State& state) {
     cpu.start();
     state.ResumeTiming();
     Messages batch;
-    std::optional<Future<void>> writing;
+    std::optional<Future<ReceiveCounts>> writing;
     count = 0;
     tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
       batch.push_back(*result.message);
@@ -296,7 +296,7 @@ const fs::path& roomFile(std::size_t size) {
   if (found == files.end()) {
     const auto file = scratch().fresh("room-" + std::to_string(size) + ".db");
     auto repository = openStore(file);
-    std::optional<Future<void>> last;
+    std::optional<Future<ReceiveCounts>> last;
     for (std::size_t start = 0; start < size; start += 10000) {
       Messages batch;
       for (std::size_t i = start; i < std::min(size, start + 10000); ++i) {

@@ -71,7 +71,7 @@ class MessageRows {
   MessageRows();
 
   /// The message of the statement's current row. Throws DecodingError whose coding path starts
-  /// at the message's field (body, user, type, sentStatus).
+  /// at the message's field (body, user, type, sentStatus, createdAt, updatedAt, viewCount).
   ChatMessage read(const Statement& row);
 
   /// Binds the message to the parameters of kInsertMessage or kUpdateMessage. Throws

@@ -72,7 +72,7 @@ void ObservedRooms::subscribe(const std::string& roomID, std::uint64_t size,
     view = &room->second.emplace_back(std::move(made));
   }
   view->subscribers.push_back(subscriber);
-  if (!view->window.unreadable().empty()) report_(view->window.unreadable());
+  if (!view->window.unreadable().empty()) report_(reportsOf(view->window.unreadable()));
   shielded([&] { subscriber.receive(view->window.messages()); });
 }
 
@@ -139,7 +139,7 @@ void ObservedRooms::deliver(const std::vector<const View*>& views, bool reportUn
     const View* largest = *std::max_element(views.begin(), views.end(), [](auto* a, auto* b) {
       return a->window.size() < b->window.size();
     });
-    if (!largest->window.unreadable().empty()) report_(largest->window.unreadable());
+    if (!largest->window.unreadable().empty()) report_(reportsOf(largest->window.unreadable()));
   }
   for (const View* view : views) {
     for (const auto& subscriber : view->subscribers) {

@@ -80,9 +80,12 @@ struct Store::Statements {
 
 namespace {
 
-// Steps through a statement that returns the (room, messageID) of each row it deleted.
-void collectRemoved(Statement& statement, Changes& changes) {
-  while (statement.step()) changes.removed(statement.text(0), statement.text(1));
+// Steps through a statement that returns the (room, messageID) of each row it deleted; whether
+// it deleted any.
+bool collectRemoved(Statement& statement, Changes& changes) {
+  bool any = false;
+  for (; statement.step(); any = true) changes.removed(statement.text(0), statement.text(1));
+  return any;
 }
 
 // Steps through a statement that returns the (room, old messageID, messageID, createdAt) of each
@@ -112,21 +115,37 @@ Store::Store(Worker& worker, ChatMessageUser localUser, Transport transport)
 
 Store::~Store() = default;
 
-void Store::open(const std::filesystem::path& path) {
-  auto database = std::make_unique<Database>(path);
-  // Reading the journal mode is the first read of the file: a file that is not a database
-  // fails here.
-  if (database->queryText("PRAGMA journal_mode = WAL") != "wal") {
-    database->fail("switching to the WAL journal");
+void Store::open(const std::filesystem::path& path, Database::Access access) {
+  auto database = std::make_unique<Database>(path, access);
+  // Refuse a file of a newer build or of another application before writing anything to it,
+  // from one snapshot: another process may be creating the store meanwhile.
+  Transaction reading(*database, Transaction::Mode::read);
+  const int version = checkSchema(*database);
+  reading.commit();
+  readOnly_ = access == Database::Access::readOnly;
+  if (readOnly_) {
+    if (version < currentSchemaVersion()) {
+      throw StoreError(
+          StoreError::Code::readOnly,
+          path.string() +
+              (version == 0 ? ": an empty file, not yet a message store"
+                            : ": the message store has schema version " + std::to_string(version) +
+                                  " and needs an upgrade to version " +
+                                  std::to_string(currentSchemaVersion())) +
+              ", which a read-only open does not make; open it once for writing");
+    }
+  } else {
+    database->useWriteAheadLog();
   }
   // Durable once committed in WAL mode across a crash of the application; a power cut may lose
   // the last transactions, never consistency.
   database->execute("PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL;");
-  database->execute("PRAGMA busy_timeout = 5000");
-  prepareSchema(*database);
-  // The outcome of a send that was waiting when the store last closed is lost.
-  database->execute(
-      "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
+  if (!readOnly_) {
+    prepareSchema(*database);
+    // The outcome of a send that was waiting when the store last closed is lost.
+    database->execute(
+        "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
+  }
   statements_ = std::make_unique<Statements>(*database);
   database_ = std::move(database);
 }
@@ -139,7 +158,15 @@ void Store::close() {
   // a task, which finds the store closed.
   inFlight_.clear();
   statements_.reset();
+  if (database_ && !readOnly_) database_->checkpointForClosing();
   database_.reset();
+}
+
+void Store::requireWritable(const char* operation) const {
+  if (!readOnly_) return;
+  throw StoreError(StoreError::Code::readOnly, database_->path().string() +
+                                                   ": the message store is open read-only, and " +
+                                                   operation + " writes to it");
 }
 
 template <class Change>
@@ -152,19 +179,21 @@ void Store::write(Change&& change) {
   observed_.publish(changes, *this);
 }
 
-void Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes) {
+bool Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes) {
   // A batch is mostly one room: its row is made sure of once per transaction.
   if (message.roomID != ensuredRoom_) {
     statements_->ensureRoom.bind(message.roomID).run();
     ensuredRoom_ = message.roomID;
   }
   rows_.bind(statements_->insert, message, unconfirmed);
-  if (statements_->insert.run() == 0) {
+  const bool replaces = statements_->insert.run() == 0;
+  if (replaces) {
     // Stored already, in this room or another: the message takes its place.
     rows_.bindAgain(statements_->update, message, unconfirmed);
     statements_->update.run();
   }
   changes.wrote(message.roomID, message.messageID, secondsOf(message.createdAt));
+  return replaces;
 }
 
 // ---- sending ----
@@ -192,6 +221,7 @@ std::string Store::freshClientID() {
 }
 
 void Store::send(NewChatMessage message, Date createdAt) {
+  if (readOnly_) return;  // nothing to store it in, no transport to hand it to
   const std::string clientID = freshClientID();
   const BodyType type = message.body.bodyType();
   // Until the service names it, the clientID stands in for the messageID.
@@ -242,27 +272,32 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
 
 // ---- receiving and deleting ----
 
-void Store::receive(const std::vector<ChatMessage>& messages) {
+ReceiveCounts Store::receive(const std::vector<ChatMessage>& messages) {
+  requireWritable("receive");
+  ReceiveCounts counts;
   write([&](Changes& changes) {
     // Without a send waiting for the service, no message replaces one: the file's write lock
     // keeps it so until the commit.
     const bool sendsWaiting = statements_->anyUnconfirmed.exists();
     for (const ChatMessage& message : messages) {
-      if (sendsWaiting && message.clientID) {
-        collectRemoved(statements_->removeUnconfirmed.bind(*message.clientID), changes);
-      }
+      bool replaces =
+          sendsWaiting && message.clientID &&
+          collectRemoved(statements_->removeUnconfirmed.bind(*message.clientID), changes);
       // Storing moves a message from another room by itself; the room it leaves matters only
       // to that room's observers.
       if (observed_.any()) {
         Statement& moved = statements_->removeMoved.bind(message.messageID, message.roomID);
-        while (moved.step()) changes.removed(moved.text(0), message.messageID);
+        for (; moved.step(); replaces = true) changes.removed(moved.text(0), message.messageID);
       }
-      store(message, false, changes);
+      replaces |= store(message, false, changes);
+      ++(replaces ? counts.replaced : counts.added);
     }
   });
+  return counts;
 }
 
 void Store::remove(const std::string& messageID, const std::string& roomID) {
+  requireWritable("deleteMessage");
   write([&](Changes& changes) {
     if (statements_->remove.bind(messageID, roomID).run() == 0) {
       throw StoreError(StoreError::Code::unknownMessage,
@@ -274,28 +309,44 @@ void Store::remove(const std::string& messageID, const std::string& roomID) {
 
 // ---- reading ----
 
+namespace {
+
+// A createdAt of another type than REAL, INTEGER or NULL is no date (the file was edited); SQLite
+// orders it after every date.
+bool dateReads(const Statement& statement) {
+  const auto stored = statement.stored(kCreatedAt);
+  return stored == Statement::Stored::real || stored == Statement::Stored::integer ||
+         stored == Statement::Stored::null;
+}
+
+}  // namespace
+
 Row Store::readRow(const Statement& statement) {
   try {
     return rows_.read(statement);
   } catch (...) {
-    const auto createdAt = statement.optionalReal(kCreatedAt);
-    return UnreadableRow{
-        std::string(statement.text(kMessageID)), std::string(statement.text(kRoomID)),
-        createdAt ? std::optional(Date::sinceReferenceDate(*createdAt)) : std::nullopt,
-        std::current_exception()};
+    const bool dated = dateReads(statement);
+    const auto createdAt = dated ? statement.optionalReal(kCreatedAt) : std::nullopt;
+    return Unreadable{
+        UnreadableRow{
+            std::string(statement.text(kMessageID)), std::string(statement.text(kRoomID)),
+            createdAt ? std::optional(Date::sinceReferenceDate(*createdAt)) : std::nullopt,
+            std::current_exception()},
+        !dated};
   }
 }
 
 void Store::scan(Statement& statement, Scan& into) {
   while (statement.step()) {
     ++into.rows;
-    into.lastCreatedAt = statement.optionalReal(kCreatedAt);
+    into.lastDateReadable = dateReads(statement);
+    into.lastCreatedAt = into.lastDateReadable ? statement.optionalReal(kCreatedAt) : std::nullopt;
     into.lastMessageID = statement.text(kMessageID);
     Row row = readRow(statement);
     if (auto* message = std::get_if<ChatMessage>(&row)) {
       into.messages.push_back(std::move(*message));
     } else {
-      into.unreadable.push_back(std::get<UnreadableRow>(std::move(row)));
+      into.unreadable.push_back(std::get<Unreadable>(std::move(row)));
     }
   }
 }
@@ -317,13 +368,15 @@ Page Store::readPage(const std::string& roomID, std::optional<double> before, st
     }
     page.reachesStart = scanned.rows < wanted;
     // Take in the rest of the messages that share the oldest createdAt of the page.
-    if (scanned.rows == wanted) {
+    if (scanned.rows == wanted && scanned.lastDateReadable) {
       scan(statements_->ties.bind(roomID, scanned.lastCreatedAt, scanned.lastMessageID), scanned);
     }
     // The undated messages are the first of the room, and the page took them all.
-    page.reachesStart |= scanned.rows > 0 && !scanned.lastCreatedAt;
+    page.reachesStart |= scanned.rows > 0 && scanned.lastDateReadable && !scanned.lastCreatedAt;
   }
-  page.oldest = scanned.lastCreatedAt;
+  // A page whose every row has a createdAt that is no date starts after every date.
+  page.oldest = scanned.lastDateReadable ? scanned.lastCreatedAt
+                                         : std::optional(std::numeric_limits<double>::infinity());
   page.messages.assign(std::make_move_iterator(scanned.messages.rbegin()),
                        std::make_move_iterator(scanned.messages.rend()));
   page.unreadable.assign(std::make_move_iterator(scanned.unreadable.rbegin()),
@@ -351,12 +404,13 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
                                 std::uint64_t limit) {
   const auto before =
       storedSeconds(from, [&] { return "retrieveChatMessages in room \"" + roomID + "\": from"; });
+  if (lurkerToken) requireWritable("retrieveChatMessages with a lurker token");
   Transaction transaction(*database_,
                           lurkerToken ? Transaction::Mode::write : Transaction::Mode::read);
   if (lurkerToken) statements_->setToken.bind(roomID, *lurkerToken).run();
   Page page = readPage(roomID, before, limit);
   transaction.commit();
-  report(page.unreadable);
+  report(reportsOf(page.unreadable));
   // Paging back widens the windows that the page reaches.
   if (before) observed_.takeIn(roomID, *before, page);
   return std::move(page.messages);

@@ -33,13 +33,14 @@ class Store final : private RowReader {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  void open(const std::filesystem::path& path);
+  /// A read-only open writes nothing: no upgrade, no journal change, no marking of sends.
+  void open(const std::filesystem::path& path, Database::Access access);
   /// Finishes every observation, stops listening to the transport, closes the file.
   void close();
   bool isOpen() const noexcept { return database_ != nullptr; }
 
   void send(NewChatMessage message, Date createdAt);
-  void receive(const std::vector<ChatMessage>& messages);
+  ReceiveCounts receive(const std::vector<ChatMessage>& messages);
   void observe(const std::string& roomID, std::uint64_t window,
                const Subscriber<Messages>& subscriber);
   Messages retrieve(const std::string& roomID, const std::optional<Date>& from,
@@ -55,9 +56,12 @@ class Store final : private RowReader {
   /// position of the last row (oldest or newest, as the read goes).
   struct Scan {
     Messages messages;
-    std::vector<UnreadableRow> unreadable;
+    std::vector<Unreadable> unreadable;
     std::int64_t rows = 0;
     std::optional<double> lastCreatedAt;
+    /// False when the last row's createdAt is neither a date nor NULL: it has no place to take
+    /// the ties of.
+    bool lastDateReadable = true;
     std::string lastMessageID;
   };
   void scan(Statement& statement, Scan& into);
@@ -75,8 +79,11 @@ class Store final : private RowReader {
   template <class Change>
   void write(Change&& change);
   void report(std::vector<UnreadableRow> rows);
+  /// Throws StoreError readOnly, naming `operation`, when the store was opened read-only.
+  void requireWritable(const char* operation) const;
 
-  void store(const ChatMessage& message, bool unconfirmed, Changes& changes);
+  /// Writes the message; true when it replaced a stored one with its messageID.
+  bool store(const ChatMessage& message, bool unconfirmed, Changes& changes);
   std::string freshClientID();
   void settle(const std::string& clientID, const std::optional<std::string>& serviceID);
 
@@ -84,6 +91,7 @@ class Store final : private RowReader {
   ChatMessageUser localUser_;
   Transport transport_;
   std::unique_ptr<Database> database_;
+  bool readOnly_ = false;
   std::unique_ptr<Statements> statements_;
   MessageRows rows_;
   std::mt19937_64 random_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 namespace tovanel::chat::store::detail {
@@ -34,7 +35,7 @@ template <class R>
 std::size_t countOlder(const std::vector<R>& rows, double floor) {
   return static_cast<std::size_t>(
       std::partition_point(rows.begin(), rows.end(),
-                           [&](const R& row) { return olderThan(placeOf(row).createdAt, floor); }) -
+                           [&](const R& row) { return placeOf(row).olderThan(floor); }) -
       rows.begin());
 }
 
@@ -49,8 +50,15 @@ Place placeOf(const ChatMessage& message) noexcept {
   return {secondsOf(message.createdAt), message.messageID};
 }
 
-Place placeOf(const UnreadableRow& row) noexcept {
-  return {secondsOf(row.createdAt), row.messageID};
+Place placeOf(const Unreadable& unreadable) noexcept {
+  return {secondsOf(unreadable.row.createdAt), unreadable.row.messageID, unreadable.afterDates};
+}
+
+std::vector<UnreadableRow> reportsOf(const std::vector<Unreadable>& rows) {
+  std::vector<UnreadableRow> reports;
+  reports.reserve(rows.size());
+  for (const Unreadable& unreadable : rows) reports.push_back(unreadable.row);
+  return reports;
 }
 
 void Window::fill(RowReader& reader, const std::string& roomID) {
@@ -62,7 +70,9 @@ void Window::fill(RowReader& reader, const std::string& roomID) {
 
 bool Window::apply(const std::string& roomID, const RoomChanges& changes, RowReader& reader) {
   // Every touched row leaves; those the commit left in the room come back as they now are.
-  const auto touched = [&](const auto& row) { return changes.contains(row.messageID); };
+  const auto touched = [&](const auto& row) {
+    return changes.contains(std::string(placeOf(row).messageID));
+  };
   bool changed = std::erase_if(messages_, touched) + std::erase_if(unreadable_, touched) > 0;
 
   std::vector<Place> arriving;
@@ -84,21 +94,20 @@ bool Window::apply(const std::string& roomID, const RoomChanges& changes, RowRea
     // Without a date the start is older than any date: the window keeps the whole room.
     if (const auto floor = start->createdAt) {
       changed |= cutBelow(*floor);
-      std::erase_if(arriving,
-                    [&](const Place& place) { return olderThan(place.createdAt, *floor); });
+      std::erase_if(arriving, [&](const Place& place) { return place.olderThan(*floor); });
       floor_ = floor;
     }
   }
 
   Messages arrived;
-  std::vector<UnreadableRow> arrivedUnreadable;
+  std::vector<Unreadable> arrivedUnreadable;
   for (const Place& place : arriving) {
     std::optional<Row> row = reader.row(std::string(place.messageID));
     if (!row) continue;
     if (auto* message = std::get_if<ChatMessage>(&*row)) {
       if (message->roomID == roomID) arrived.push_back(std::move(*message));
-    } else if (auto* unreadable = std::get_if<UnreadableRow>(&*row)) {
-      if (unreadable->roomID == roomID) arrivedUnreadable.push_back(std::move(*unreadable));
+    } else if (auto* unreadable = std::get_if<Unreadable>(&*row)) {
+      if (unreadable->row.roomID == roomID) arrivedUnreadable.push_back(std::move(*unreadable));
     }
   }
   changed |= !arrived.empty() || !arrivedUnreadable.empty();
@@ -142,13 +151,12 @@ void Window::tighten() {
   // Rows deleted at the bottom leave no row between the old floor and the new oldest, so the
   // oldest row held is the floor.
   if (!floor_ || held() == 0) return;
-  std::optional<double> oldest;
-  if (!messages_.empty()) oldest = placeOf(messages_.front()).createdAt;
-  if (!unreadable_.empty()) {
-    const auto other = placeOf(unreadable_.front()).createdAt;
-    if (!oldest || (other && *other < *oldest)) oldest = other;
+  std::optional<Place> oldest;
+  if (!messages_.empty()) oldest = placeOf(messages_.front());
+  if (!unreadable_.empty() && (!oldest || placeOf(unreadable_.front()) < *oldest)) {
+    oldest = placeOf(unreadable_.front());
   }
-  floor_ = oldest;
+  floor_ = oldest->afterDates ? std::numeric_limits<double>::infinity() : oldest->createdAt;
 }
 
 }  // namespace tovanel::chat::store::detail

@@ -17,24 +17,39 @@ namespace tovanel::chat::store::detail {
 
 using Messages = std::vector<ChatMessage>;
 
-/// Where a row stands in its room: by createdAt, rows without one first, then by messageID in
-/// byte order, as the file's index orders them.
+/// Where a row stands in its room: by createdAt, rows without one first and rows whose createdAt
+/// is not a date (the file was edited) after every date, then by messageID in byte order, as the
+/// file's index orders them.
 struct Place {
   std::optional<double> createdAt;
   std::string_view messageID;
+  bool afterDates = false;
 
   friend bool operator<(const Place& a, const Place& b) noexcept {
-    if (a.createdAt.has_value() != b.createdAt.has_value()) return !a.createdAt.has_value();
+    if (a.rank() != b.rank()) return a.rank() < b.rank();
     if (a.createdAt && *a.createdAt != *b.createdAt) return *a.createdAt < *b.createdAt;
     return a.messageID < b.messageID;
   }
+  /// True when the row is older than one created at `floor`.
+  bool olderThan(double floor) const noexcept {
+    return !afterDates && (!createdAt || *createdAt < floor);
+  }
+
+ private:
+  int rank() const noexcept { return afterDates ? 2 : createdAt ? 1 : 0; }
+};
+
+/// A stored row that does not decode, and whether its createdAt is not a date either.
+struct Unreadable {
+  UnreadableRow row;
+  bool afterDates = false;
 };
 
 Place placeOf(const ChatMessage& message) noexcept;
-Place placeOf(const UnreadableRow& row) noexcept;
+Place placeOf(const Unreadable& unreadable) noexcept;
 
-/// True when a row created at `a` is older than one created at `b` (no date is older than any).
-inline bool olderThan(const std::optional<double>& a, double b) noexcept { return !a || *a < b; }
+/// The reports of some unreadable rows.
+std::vector<UnreadableRow> reportsOf(const std::vector<Unreadable>& rows);
 
 /// The state one commit left a touched row in, within one room.
 struct Touch {
@@ -46,14 +61,14 @@ struct Touch {
 using RoomChanges = std::unordered_map<std::string, Touch>;
 
 /// One stored row as a read met it.
-using Row = std::variant<ChatMessage, UnreadableRow>;
+using Row = std::variant<ChatMessage, Unreadable>;
 
 /// Rows of a room going back from a point, oldest first, with the rows that did not decode
 /// apart. Like a page, it never splits the rows that share its oldest createdAt.
 struct Page {
   Messages messages;
-  std::vector<UnreadableRow> unreadable;
-  /// The createdAt of its oldest row.
+  std::vector<Unreadable> unreadable;
+  /// The createdAt of its oldest row; infinity when no row has a date that reads.
   std::optional<double> oldest;
   /// True when no row of the room is older than the page's.
   bool reachesStart = false;
@@ -98,7 +113,7 @@ class Window {
   /// The rows that decode, in the room's order.
   const Messages& messages() const noexcept { return messages_; }
   /// The rows held that do not decode, in the room's order.
-  const std::vector<UnreadableRow>& unreadable() const noexcept { return unreadable_; }
+  const std::vector<Unreadable>& unreadable() const noexcept { return unreadable_; }
 
  private:
   std::size_t held() const noexcept { return messages_.size() + unreadable_.size(); }
@@ -114,7 +129,7 @@ class Window {
   /// The createdAt of the oldest row held; empty while the window holds the whole room.
   std::optional<double> floor_;
   Messages messages_;
-  std::vector<UnreadableRow> unreadable_;
+  std::vector<Unreadable> unreadable_;
 };
 
 }  // namespace tovanel::chat::store::detail

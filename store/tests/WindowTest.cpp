@@ -182,6 +182,25 @@ TEST_F(StoreTest, anUnreadableRowTakesItsPlaceInTheWindowAndIsReportedWithEachLi
   EXPECT_EQ(reported, (std::vector<std::string>{"a4", "a4", "a4"}));
 }
 
+TEST_F(StoreTest, aRowWhoseDateIsNoDateStandsAfterEveryDateInTheWindowAsInAPage) {
+  waitFor(open()->receive(fiveInARow()));
+  RawDatabase(file()).execute("UPDATE messages SET created_at = 'soon' WHERE message_id = 'a2'");
+  auto repository = open();
+  Recorder<Messages> recorder;
+  const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1", 2));
+  const auto checkAgainstAFreshRead = [&] {
+    drain(*repository);
+    EXPECT_EQ(recorder.values().back(),
+              waitFor(repository->retrieveChatMessages("r1", std::nullopt, std::nullopt, 2)));
+  };
+  checkAgainstAFreshRead();  // a5, and a2 left out
+  waitFor(repository->receive(at("a6", 6)));
+  checkAgainstAFreshRead();  // a6
+  waitFor(repository->deleteMessage("a6", "r1"));
+  checkAgainstAFreshRead();  // a5 again
+  EXPECT_EQ(recorder.values().size(), 3u);
+}
+
 // ---- against a fresh read, after every step of random changes ----
 
 struct Observer {

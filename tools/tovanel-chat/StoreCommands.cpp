@@ -82,7 +82,7 @@ int runImport(const std::string& file, const std::string& database) {
   std::size_t imported = 0;
   std::size_t failed = 0;
   // One batch is written while the next is decoded, so memory stays bounded by two batches.
-  std::optional<Future<void> > writing;
+  std::optional<Future<store::ReceiveCounts> > writing;
   std::size_t writingCount = 0;
   const auto finishWriting = [&] {
     if (!writing) return;
