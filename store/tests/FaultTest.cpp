@@ -35,8 +35,15 @@ class StoreFaultTest : public ::testing::TestWithParam<FaultCase> {
   TemporaryFolder folder;
 };
 
+/// Thrown by a scene that needs write access taken away where nothing can take it from root.
+struct CannotDenyWriting {};
+
 TEST_P(StoreFaultTest, isSeenAsExpected) {
-  EXPECT_EQ(GetParam().scene(folder / "messages.db"), GetParam().seen);
+  try {
+    EXPECT_EQ(GetParam().scene(folder / "messages.db"), GetParam().seen);
+  } catch (const CannotDenyWriting&) {
+    GTEST_SKIP() << "running as root, and the user nobody cannot be taken on here";
+  }
 }
 
 // ---- what the scenes share ----
@@ -220,12 +227,15 @@ std::string withoutWriting(Denied what, const fs::path& file,
   }
   // Root's files as nobody sees them: the one of the two that stays writable is opened to all.
   fs::permissions(what == Denied::file ? folder : file, fs::perms::all, fs::perm_options::add);
-  return inChildProcess(scene, [] {
+  const char* const kCannot = "cannot become nobody";
+  const std::string seen = inChildProcess(scene, [&] {
     constexpr uid_t kNobody = 65534;
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
-      throw std::runtime_error("cannot become nobody");
+      throw std::runtime_error(kCannot);
     }
   });
+  if (seen == std::string("threw: ") + kCannot) throw CannotDenyWriting{};
+  return seen;
 }
 
 /// A read-only open of a store holding three messages, read whole.
