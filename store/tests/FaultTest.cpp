@@ -441,11 +441,12 @@ INSTANTIATE_TEST_SUITE_P(
                   [](const fs::path& file) { return writableOpen(Denied::file, file); },
                   "readOnly (lasting): DIR/messages.db: cannot open for writing: the file is "
                   "read-only (it can be opened read-only); the folder holds messages.db"},
-        FaultCase{"openingForWritingInAFolderThatCannotBeWritten",
-                  [](const fs::path& file) { return writableOpen(Denied::folder, file); },
-                  "readOnly (lasting): DIR/messages.db: cannot open for writing: its folder is "
-                  "read-only, and the store keeps its write-ahead log beside the file (it can be "
-                  "opened read-only); the folder holds messages.db"},
+        FaultCase{
+            "openingForWritingInAFolderThatCannotBeWritten",
+            [](const fs::path& file) { return writableOpen(Denied::folder, file); },
+            "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead log "
+            "cannot be made beside the file (its folder, or a -wal or -shm file there, is "
+            "read-only); it can be opened read-only; the folder holds messages.db"},
         FaultCase{"aFolderThatCannotBeWrittenHoldingAFileLeftInWALMode", readOnlyLeftLogged,
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
