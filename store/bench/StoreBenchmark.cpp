@@ -14,14 +14,13 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CorpusGenerator.hpp"
-#include "Envelope.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -46,8 +45,8 @@ const std::string& corpusText() {
 const Messages& corpus() {
   static const Messages messages = [] {
     Messages decoded;
-    std::istringstream input(corpusText());
-    tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    auto input = exports::Input::fromText(corpusText());
+    exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
       if (!result.message) throw std::runtime_error("the corpus does not decode");
       decoded.push_back(*result.message);
     });
@@ -137,12 +136,12 @@ void BM_ImportExport(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     auto repository = openStore(scratch().fresh("export.db"));
-    std::istringstream input(text);
+    auto input = exports::Input::fromText(text);
     state.ResumeTiming();
     Messages batch;
     std::optional<Future<void>> writing;
     count = 0;
-    tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
       batch.push_back(*result.message);
       ++count;
       if (batch.size() == 1000) {
