@@ -88,18 +88,20 @@ void ExportReader::keep(std::string_view part, bool& oversized) {
   if (oversized) return;
   // One byte beyond the limit leaves room for the CR of a CRLF line end.
   const std::size_t most = options_.maximumMessageSize + 1;
-  if (pending_.size() + part.size() > most) {
+  const std::size_t needed = pending_.size() + part.size();
+  if (needed > most) {
     oversized = true;
     pending_.clear();
     return;
   }
-  if (pending_.size() + part.size() > pending_.capacity()) {
-    // Up to a size that any machine can promise, the whole limit at once: its pages are taken
-    // only as they are written, and growing never holds the message twice.
+  if (needed > pending_.capacity()) {
+    // A long message gets the whole limit at once (up to a size any machine can promise): its
+    // pages are taken only as they are written, and growing never holds the message twice.
+    constexpr std::size_t kGrowing = std::size_t{1} << 20;
     constexpr std::size_t kReservedAtOnce = std::size_t{256} << 20;
-    pending_.reserve(most <= kReservedAtOnce
-                         ? most
-                         : std::max(2 * pending_.capacity(), pending_.size() + part.size()));
+    const std::size_t doubled = std::max(2 * pending_.capacity(), needed);
+    pending_.reserve(doubled > kGrowing && most <= kReservedAtOnce ? most
+                                                                   : std::min(most, doubled));
   }
   pending_.append(part);
 }
@@ -228,7 +230,7 @@ std::optional<ExportItem> ExportReader::nextElement() {
   ++at_;
   std::string_view text = whole ? part : std::string_view(pending_);
   if (!oversized) text.remove_suffix(trailingBlanks);
-  return finishItem(place, text, size - trailingBlanks, oversized);
+  return finishItem(place, text, size, oversized);
 }
 
 void ExportReader::frameError(const std::string& what) {

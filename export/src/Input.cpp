@@ -22,7 +22,8 @@ struct Input::Source {
   virtual std::size_t read(char* buffer, std::size_t capacity, const std::string& name) = 0;
 };
 
-namespace {
+// The sources, out of the headers; a shared library keeps them to itself.
+namespace detail {
 
 class FileSource final : public Input::Source {
  public:
@@ -85,7 +86,11 @@ void refuseDirectory(int descriptor, const std::string& name) {
   if (S_ISDIR(status.st_mode)) throw InputError(name, std::strerror(EISDIR));
 }
 
-}  // namespace
+}  // namespace detail
+
+using detail::FileSource;
+using detail::StreamSource;
+using detail::TextSource;
 
 Input::Input(std::unique_ptr<Source> source, std::string name)
     : source_(std::move(source)), name_(std::move(name)) {}
@@ -96,13 +101,13 @@ Input::~Input() = default;
 Input Input::open(const std::string& path) {
   if (path.empty() || path == "-") {
     const std::string name = "standard input";
-    refuseDirectory(STDIN_FILENO, name);
+    detail::refuseDirectory(STDIN_FILENO, name);
     return Input(std::make_unique<FileSource>(STDIN_FILENO, false), name);
   }
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) throw InputError(path, std::strerror(errno));
   auto source = std::make_unique<FileSource>(descriptor, true);
-  refuseDirectory(descriptor, path);
+  detail::refuseDirectory(descriptor, path);
   return Input(std::move(source), path);
 }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "StoreTesting.hpp"
 #include "support/ToolRun.hpp"
 
@@ -27,6 +29,18 @@ TEST_F(ToolCommandsTest, aStoredRoomReadsAsTheExportItCameFrom) {
 
   const auto fromFile = runTool("room " + quoted(kExample));
   const auto fromStore = runTool("room --db " + db() + " --room r-lisbon-weekend");
+  ASSERT_EQ(fromStore.status, 0) << fromStore.err;
+  EXPECT_EQ(fromStore.out, fromFile.out);
+}
+
+TEST_F(ToolCommandsTest, aRoomOfSeveralPagesReadsAsTheExportItCameFrom) {
+  // Messages of every kind a minute apart, over three of the pages that room --db reads.
+  const auto corpus = folder / "corpus.ndjson";
+  std::ofstream(corpus) << bench::generateCorpus(2500);
+  ASSERT_EQ(runTool("import " + quoted(corpus.string()) + " --db " + db()).status, 0);
+
+  const auto fromFile = runTool("room " + quoted(corpus.string()));
+  const auto fromStore = runTool("room --db " + db() + " --room r-" + std::to_string(2026 % 97));
   ASSERT_EQ(fromStore.status, 0) << fromStore.err;
   EXPECT_EQ(fromStore.out, fromFile.out);
 }

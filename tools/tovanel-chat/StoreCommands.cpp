@@ -163,18 +163,27 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
   std::unique_ptr<SqliteChatMessageRepository> repository;
   std::mutex mutex;
   std::vector<store::UnreadableRow> unreadable;  // those of the last read
+  struct Page {
+    std::vector<ChatMessage> messages;
+    std::vector<store::UnreadableRow> unreadable;
+  };
   const auto read = [&](const std::optional<Date>& from) {
     {
       std::lock_guard lock(mutex);
       unreadable.clear();
     }
+    Page page;
+    page.messages =
+        store::waitFor(repository->retrieveChatMessages(roomID, from, std::nullopt, kPage));
     // The store reports a read's unreadable rows before it settles the read.
-    return store::waitFor(repository->retrieveChatMessages(roomID, from, std::nullopt, kPage));
+    std::lock_guard lock(mutex);
+    page.unreadable.swap(unreadable);
+    return page;
   };
   Cancellable reports;
-  // The pages go back in time and the transcript forward: a first pass finds where each page
-  // starts, a second renders them oldest first. Memory holds one page.
-  std::vector<std::optional<Date> > starts;
+  // The pages go back in time and the transcript forward: the pages are read newest first and
+  // rendered oldest first.
+  std::vector<Page> pages;
   try {
     repository = openStore(database);
     reports = repository->observeUnreadableRows().subscribe(
@@ -183,17 +192,17 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
           unreadable.insert(unreadable.end(), rows.begin(), rows.end());
         });
     for (std::optional<Date> from;;) {
-      const auto page = read(from);
-      std::lock_guard lock(mutex);
-      if (page.empty() && unreadable.empty()) break;
-      starts.push_back(from);
-      if (page.empty() || !page.front().createdAt) break;
-      from = page.front().createdAt;
+      Page page = read(from);
+      if (page.messages.empty() && page.unreadable.empty()) break;
+      const bool last = page.messages.empty() || !page.messages.front().createdAt;
+      if (!last) from = page.messages.front().createdAt;
+      pages.push_back(std::move(page));
+      if (last) break;
     }
   } catch (const store::StoreError& error) {
     return reportStoreFailure(error.what());
   }
-  if (starts.empty()) {
+  if (pages.empty()) {
     return reportStoreFailure("room \"" + roomID + "\" has no messages in " + database);
   }
 
@@ -204,37 +213,28 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
   Transcript transcript(stdout, wantsColour(stdout));
   std::size_t number = 0;
   std::set<std::string> shownUnreadable;  // a row that two pages meet shows once
-  try {
-    for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
-      const auto page = read(*start);
-      std::vector<store::UnreadableRow> rows;
-      {
-        std::lock_guard lock(mutex);
-        rows.swap(unreadable);
+  for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
+    auto& rows = page->unreadable;
+    // Unreadable rows take their place in the room's order.
+    std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+      return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
+    });
+    auto next = rows.begin();
+    const auto addUnreadableBefore = [&](const ChatMessage* message) {
+      for (; next != rows.end() &&
+             (message == nullptr ||
+              key(next->createdAt, next->messageID) < key(message->createdAt, message->messageID));
+           ++next) {
+        if (!shownUnreadable.insert(next->messageID).second) continue;
+        transcript.addFailure(++number, next->messageID, describeFailure(next->error));
       }
-      // Unreadable rows take their place in the room's order.
-      std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
-        return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
-      });
-      auto next = rows.begin();
-      const auto addUnreadableBefore = [&](const ChatMessage* message) {
-        for (; next != rows.end() &&
-               (message == nullptr || key(next->createdAt, next->messageID) <
-                                          key(message->createdAt, message->messageID));
-             ++next) {
-          if (!shownUnreadable.insert(next->messageID).second) continue;
-          transcript.addFailure(++number, next->messageID, describeFailure(next->error));
-        }
-      };
-      for (const ChatMessage& message : page) {
-        addUnreadableBefore(&message);
-        ++number;
-        transcript.add(message);
-      }
-      addUnreadableBefore(nullptr);
+    };
+    for (const ChatMessage& message : page->messages) {
+      addUnreadableBefore(&message);
+      ++number;
+      transcript.add(message);
     }
-  } catch (const store::StoreError& error) {
-    return reportStoreFailure(error.what());
+    addUnreadableBefore(nullptr);
   }
   return shownUnreadable.empty() ? 0 : 1;
 }

@@ -21,8 +21,8 @@ void checkStorePath(const std::string& path, bool mustExist);
 int runImport(const std::string& file, const std::string& database,
               const ReadingSettings& settings);
 
-/// `tovanel-chat room --db PATH --room ID`: the transcript of a stored room, paged through the
-/// store, the same as that of an export holding the room's messages in order. Stored messages
+/// `tovanel-chat room --db PATH --room ID`: the transcript of a stored room, paged back through
+/// the store, the same as that of an export holding the room's messages in order. Stored messages
 /// that no longer decode are shown as failures. Returns 0 when every message decoded, 1
 /// otherwise or when the store holds no message of the room.
 int runStoredRoom(const std::string& database, const std::string& roomID);

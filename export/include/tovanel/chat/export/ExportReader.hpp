@@ -35,7 +35,8 @@ struct ReadingOptions {
   /// The default per-message limit: the decoder's default document limit.
   static constexpr std::size_t kDefaultMaximumMessageSize = std::size_t{64} << 20;
 
-  /// The longest line or element that is parsed, in bytes (line ends not counted).
+  /// The longest line or element that is parsed, in bytes: a line without its line end, an
+  /// element with the blanks before the comma or bracket that ends it.
   std::size_t maximumMessageSize = kDefaultMaximumMessageSize;
   /// How many bytes are read at a time.
   std::size_t blockSize = std::size_t{64} << 10;
@@ -45,8 +46,9 @@ struct ReadingOptions {
 struct ExportItem {
   std::size_t number = 0;   ///< from 1, in input order; blank lines are not counted
   std::uint64_t place = 0;  ///< lines: its physical line, from 1; arrays: its first byte, from 0
-  std::string_view text;    ///< valid until the next read; empty when oversized
-  std::uint64_t size = 0;   ///< its length in bytes, also when oversized
+  std::string_view text;    ///< without line end or ending blanks; valid until the next read;
+                            ///< empty when oversized
+  std::uint64_t size = 0;   ///< its length as the limit counts it, also when oversized
   bool oversized = false;   ///< longer than the limit: skipped, not kept
 };
 
