@@ -1,6 +1,7 @@
 // An application's first use of TovanelChatStore: it opens a message store, receives two messages
 // from the service, pages them back and prints them, oldest first; then asks to delete a message
-// that the room does not hold and prints the store's error.
+// that the room does not hold and prints the store's error; last, it opens the closed store
+// read-only, reads the room again and is refused a deletion.
 //
 //   store-consumer FOLDER
 //
@@ -83,6 +84,20 @@ int main(int argc, char** argv) {
       std::cout << "not deleted: " << error.what() << '\n';
     }
     // [error]
+
+    // [read-only]
+    repository.reset();  // a clean close: the file alone holds every message
+    auto reader = store::SqliteChatMessageRepository::openReadOnly(folder / "messages.db");
+    const auto again =
+        store::waitFor(reader->retrieveChatMessages(kRoom, std::nullopt, std::nullopt, 50));
+    std::cout << again.size() << " messages read back read-only\n";
+    try {
+      store::waitFor(reader->deleteMessage("m001", kRoom));
+    } catch (const store::StoreError& error) {
+      if (error.code() != store::StoreError::Code::readOnly) throw;
+      std::cout << "not deleted: the store is open read-only\n";
+    }
+    // [read-only]
   } catch (const std::exception& error) {  // StoreError, or EncodingError for an unwritable body
     std::cerr << "error: " << error.what() << '\n';
     return 1;

@@ -94,7 +94,7 @@ std::unique_ptr<SqliteChatMessageRepository> openStore(const fs::path& path) {
 /// last: the store runs them in order.
 void receiveInBatches(SqliteChatMessageRepository& repository, const Messages& messages,
                       std::size_t batchSize) {
-  std::optional<Future<void>> last;
+  std::optional<Future<ReceiveCounts>> last;
   for (std::size_t start = 0; start < messages.size(); start += batchSize) {
     const auto end = std::min(messages.size(), start + batchSize);
     last = repository.receive(Messages(messages.begin() + static_cast<std::ptrdiff_t>(start),
@@ -139,7 +139,7 @@ void BM_ImportExport(benchmark::State& state) {
     auto input = exports::Input::fromText(text);
     state.ResumeTiming();
     Messages batch;
-    std::optional<Future<void>> writing;
+    std::optional<Future<ReceiveCounts>> writing;
     count = 0;
     exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
       batch.push_back(*result.message);

@@ -2,6 +2,11 @@
 
 #include <sqlite3.h>
 
+#include <cassert>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
 namespace tovanel::chat::store::detail {
 
 // ---- Statement ----
@@ -55,11 +60,10 @@ void Statement::bindOne(int index, std::int64_t value) {
   database_.check(sqlite3_bind_int64(statement_, index, value), "binding a value");
 }
 
-bool Statement::isNull(int column) const {
-  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
-}
-bool Statement::isInteger(int column) const {
-  return sqlite3_column_type(statement_, column) == SQLITE_INTEGER;
+Statement::Stored Statement::stored(int column) const {
+  static_assert(SQLITE_INTEGER == 1 && SQLITE_FLOAT == 2 && SQLITE_TEXT == 3 && SQLITE_BLOB == 4 &&
+                SQLITE_NULL == 5);
+  return static_cast<Stored>(sqlite3_column_type(statement_, column) - 1);
 }
 std::string_view Statement::text(int column) const {
   const auto* bytes = sqlite3_column_text(statement_, column);
@@ -86,30 +90,91 @@ std::optional<std::int64_t> Statement::optionalInteger(int column) const {
 
 // ---- Database ----
 
-Database::Database(const std::filesystem::path& path) : path_(path) {
+namespace {
+
+StoreError::Code codeOf(int status) {
+  switch (status & 0xFF) {
+    case SQLITE_FULL:
+      return StoreError::Code::full;
+    case SQLITE_READONLY:
+      return StoreError::Code::readOnly;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return StoreError::Code::busy;
+    default:
+      return StoreError::Code::database;
+  }
+}
+
+}  // namespace
+
+Database::Database(const std::filesystem::path& path, Access access) : path_(path) {
   // One connection used by one thread at a time: SQLite's own locking would only cost.
-  const int status =
-      sqlite3_open_v2(path.c_str(), &handle_,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int flags = (access == Access::readOnly ? SQLITE_OPEN_READONLY
+                                                : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
+                    SQLITE_OPEN_NOMUTEX;
+  const int status = sqlite3_open_v2(path.c_str(), &handle_, flags, nullptr);
   if (status != SQLITE_OK) {
-    const std::string reason =
-        handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(status);
+    std::string reason = handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(status);
+    if (const int error = handle_ != nullptr ? sqlite3_system_errno(handle_) : 0; error != 0) {
+      reason.append(" (").append(std::strerror(error)).append(")");
+    }
     sqlite3_close(handle_);
     handle_ = nullptr;
-    throw StoreError(StoreError::Code::database, path.string() + ": cannot open: " + reason);
+    throw StoreError(codeOf(status), path.string() + ": cannot open: " + reason);
   }
   sqlite3_extended_result_codes(handle_, 1);
+  // Before the first read: another process may be creating or upgrading the file right now.
+  sqlite3_busy_timeout(handle_, kBusyTimeoutMs);
   // SQLite reads nothing until the first statement: read the header now, so that a file that is
   // not a database is told at once.
+  const int read = sqlite3_exec(handle_, "PRAGMA schema_version", nullptr, nullptr, nullptr);
+  if (read != SQLITE_OK && access == Access::readOnly && (read & 0xFF) == SQLITE_READONLY) {
+    // SQLite's own words ("attempt to write a readonly database") would puzzle a reader.
+    sqlite3_close(handle_);
+    throw StoreError(StoreError::Code::readOnly,
+                     path.string() +
+                         ": cannot read: the file is in WAL mode (open elsewhere, or not closed "
+                         "cleanly), which needs files beside it that a read-only open cannot "
+                         "make here; open it once for writing");
+  }
   try {
-    check(sqlite3_exec(handle_, "PRAGMA schema_version", nullptr, nullptr, nullptr), "opening");
+    check(read, "opening");
   } catch (...) {
     sqlite3_close(handle_);
     throw;
   }
 }
 
-Database::~Database() { sqlite3_close(handle_); }
+Database::~Database() {
+  [[maybe_unused]] const int status = sqlite3_close(handle_);
+  assert(status == SQLITE_OK && "a statement outlived its database");
+}
+
+void Database::useWriteAheadLog() {
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+  for (;;) {
+    try {
+      if (queryText("PRAGMA journal_mode = WAL") != "wal") fail("switching to the WAL journal");
+      return;
+    } catch (const StoreError& error) {
+      if (error.code() != StoreError::Code::busy || std::chrono::steady_clock::now() > deadline) {
+        throw;
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+void Database::checkpointForClosing() noexcept {
+  // TRUNCATE waits (within the busy timeout) for readers of other processes to finish their
+  // current read, so that the whole log goes into the file.
+  sqlite3_exec(handle_, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+  // Leaving WAL needs the file to itself: another connection keeps it for good, so do not wait.
+  sqlite3_busy_timeout(handle_, 0);
+  sqlite3_exec(handle_, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
+}
 
 void Database::execute(const char* sql) {
   check(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr), "running a statement");
@@ -136,7 +201,7 @@ void Database::fail(std::string_view what) {
   std::string description = path_.string();
   description.append(": ").append(sqlite3_errmsg(handle_)).append(" (while ").append(what);
   description += ')';
-  throw StoreError(StoreError::Code::database, description);
+  throw StoreError(codeOf(sqlite3_extended_errcode(handle_)), description);
 }
 
 // ---- Transaction ----
@@ -150,7 +215,8 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-  database_.execute("COMMIT");
+  database_.check(sqlite3_exec(database_.handle(), "COMMIT", nullptr, nullptr, nullptr),
+                  "committing");
   open_ = false;
 }
 

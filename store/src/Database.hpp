@@ -45,8 +45,12 @@ class Statement {
   /// Resets a statement left before its end, so that it holds no snapshot of the file.
   void reset();
 
-  bool isNull(int column) const;
-  bool isInteger(int column) const;
+  /// How SQLite holds a column of the current row: whatever a column's type, a file edited by
+  /// hand may hold any of these in it.
+  enum class Stored : std::uint8_t { integer, real, text, blob, null };
+  Stored stored(int column) const;
+  bool isNull(int column) const { return stored(column) == Stored::null; }
+  bool isInteger(int column) const { return stored(column) == Stored::integer; }
   std::string_view text(int column) const;
   std::optional<std::string> optionalText(int column) const;
   double real(int column) const;
@@ -77,8 +81,13 @@ class Statement {
 
 class Database {
  public:
-  /// Opens or creates the file; throws StoreError (database) when SQLite cannot.
-  explicit Database(const std::filesystem::path& path);
+  enum class Access : bool { readWrite, readOnly };
+
+  /// Opens the file, creating it when absent unless read-only, and reads its header; throws
+  /// StoreError (database) when SQLite cannot. Waits up to `kBusyTimeoutMs` for a lock that
+  /// another connection holds, from the first read on.
+  Database(const std::filesystem::path& path, Access access);
+  /// Closes the connection; every Statement must be gone by then.
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -89,8 +98,21 @@ class Database {
   std::int64_t queryInteger(const char* sql);
   std::string queryText(const char* sql);
 
-  /// Throws StoreError(database) describing SQLite's last error on this connection, while
-  /// doing `what`, unless `status` is a success.
+  /// Puts the file in WAL mode (a rollback journal at rest, see checkpointForClosing). That takes
+  /// the file's exclusive lock, which SQLite's busy timeout does not wait for: this waits for it
+  /// as long, then throws StoreError busy.
+  void useWriteAheadLog();
+
+  /// Moves every committed change from the write-ahead log into the file and, when no other
+  /// connection has the file open, returns it to a rollback journal, which removes the -wal and
+  /// -shm files: the file alone then holds everything, and a reader that cannot create files
+  /// beside it (a read-only folder) can open it. Failures leave the log, which the next open
+  /// reads: nothing committed is lost.
+  void checkpointForClosing() noexcept;
+
+  /// Throws StoreError describing SQLite's last error on this connection, while doing `what`,
+  /// unless `status` is a success: full for a full disk, readOnly for a file that cannot be
+  /// written, busy for a lock held too long, database for the rest.
   void check(int status, std::string_view what);
   [[noreturn]] void fail(std::string_view what);
 
@@ -101,6 +123,9 @@ class Database {
   std::filesystem::path path_;
   sqlite3* handle_ = nullptr;
 };
+
+/// How long an operation waits for a lock that another process holds before failing as busy.
+inline constexpr int kBusyTimeoutMs = 5000;
 
 /// A transaction that commits when commit() is called, or rolls back when it is left without.
 /// A writing one takes the file's write lock at once (BEGIN IMMEDIATE); a reading one reads one

@@ -13,9 +13,36 @@ namespace tovanel::chat::store::detail {
 
 namespace {
 
-std::optional<Date> dateOf(const std::optional<double>& seconds) {
-  if (!seconds) return std::nullopt;
-  return Date::sinceReferenceDate(*seconds);
+// What a column holds that its field cannot be read from, for an error's description.
+std::string describeStored(const Statement& row, int column) {
+  switch (row.stored(column)) {
+    case Statement::Stored::text:
+      return "text \"" + std::string(row.text(column)) + '"';
+    case Statement::Stored::blob:
+      return "a blob";
+    case Statement::Stored::real:
+      return "the number " + std::string(row.text(column));
+    default:
+      return std::string(row.text(column));
+  }
+}
+
+DecodingError wrongStoredType(const char* field, const char* expected, const Statement& row,
+                              int column) {
+  return DecodingError(
+      DecodingError::Kind::typeMismatch, {CodingKey::key(field)},
+      std::string("expected ") + expected + ", found " + describeStored(row, column));
+}
+
+// A date column holds REAL seconds (an INTEGER when whole, as SQLite may keep it) or NULL; text
+// or a blob there would otherwise read as 0, a date of 2001 that was never stored.
+std::optional<Date> dateOf(const char* field, const Statement& row, int column) {
+  const auto stored = row.stored(column);
+  if (stored == Statement::Stored::null) return std::nullopt;
+  if (stored != Statement::Stored::real && stored != Statement::Stored::integer) {
+    throw wrongStoredType(field, "a date (seconds since 2001)", row, column);
+  }
+  return Date::sinceReferenceDate(row.real(column));
 }
 
 // Runs `decode`, putting `field` in front of the coding path of its error.
@@ -97,9 +124,13 @@ ChatMessage MessageRows::read(const Statement& row) {
     throw invalidRawValue("sentStatus", "MessageSentStatus",
                           row.isNull(kSentStatus) ? "null" : std::string(row.text(kSentStatus)));
   }
-  return ChatMessage(std::move(body), dateOf(row.optionalReal(kCreatedAt)),
+  const auto stored = row.stored(kViewCount);
+  if (stored != Statement::Stored::integer && stored != Statement::Stored::null) {
+    throw wrongStoredType("viewCount", "an integer", row, kViewCount);
+  }
+  return ChatMessage(std::move(body), dateOf("createdAt", row, kCreatedAt),
                      row.optionalText(kClientID), std::string(row.text(kMessageID)),
-                     std::string(row.text(kRoomID)), type, dateOf(row.optionalReal(kUpdatedAt)),
+                     std::string(row.text(kRoomID)), type, dateOf("updatedAt", row, kUpdatedAt),
                      std::move(user), row.optionalInteger(kViewCount), *status);
 }
 

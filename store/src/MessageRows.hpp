@@ -7,6 +7,7 @@
 #include <cmath>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Database.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
@@ -70,13 +71,15 @@ class MessageRows {
   MessageRows();
 
   /// The message of the statement's current row. Throws DecodingError whose coding path starts
-  /// at the message's field (body, user, type, sentStatus).
+  /// at the message's field (body, user, type, sentStatus, createdAt, updatedAt, viewCount).
   ChatMessage read(const Statement& row);
 
   /// Binds the message to kUpsertMessage's parameters. Throws EncodingError for a body or author
   /// that has no JSON form (a NaN coordinate), StoreError invalidDate for a NaN createdAt or
   /// updatedAt.
   void bind(Statement& upsert, const ChatMessage& message, bool unconfirmed);
+
+  void setDiagnosticSink(DiagnosticSink sink) { decoder_.diagnosticSink = std::move(sink); }
 
  private:
   JSONDecoder decoder_;

@@ -50,10 +50,7 @@ std::span<const char* const> schemaSteps() { return kSteps; }
 
 int currentSchemaVersion() { return static_cast<int>(kSteps.size()); }
 
-void prepareSchema(Database& database) {
-  // One transaction from the version check to the last step: two processes opening a new file at
-  // once upgrade it once.
-  Transaction transaction(database);
+int checkSchema(Database& database) {
   const auto version = database.queryInteger("PRAGMA user_version");
   const auto name = database.path().string();
   if (version > currentSchemaVersion()) {
@@ -71,7 +68,14 @@ void prepareSchema(Database& database) {
     throw StoreError(StoreError::Code::notAStore,
                      name + ": not a message store (another application's database)");
   }
-  for (auto step = version; step < currentSchemaVersion(); ++step) {
+  return static_cast<int>(version);
+}
+
+void prepareSchema(Database& database) {
+  // One transaction from the version check to the last step: of two processes opening a new file
+  // at once, the second waits for the lock, then finds the file made and leaves it as it is.
+  Transaction transaction(database);
+  for (auto step = checkSchema(database); step < currentSchemaVersion(); ++step) {
     database.execute(kSteps[static_cast<std::size_t>(step)]);
     database.execute(("PRAGMA user_version = " + std::to_string(step + 1)).c_str());
   }

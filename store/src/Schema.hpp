@@ -18,6 +18,11 @@ std::span<const char* const> schemaSteps();
 /// The version this build writes: the number of steps.
 int currentSchemaVersion();
 
+/// Checks, without writing, that the open database is a message store this build reads, and
+/// returns its version: 0 for a new, empty file, which holds nothing yet. Throws StoreError:
+/// schemaTooNew for a newer version, notAStore for a database that is not a store.
+int checkSchema(Database& database);
+
 /// Brings the open database to the current schema, upgrading an older one step by step. Throws
 /// StoreError: schemaTooNew for a newer version, notAStore for a database that is not a store.
 void prepareSchema(Database& database);

@@ -22,8 +22,8 @@ std::exception_ptr closedError() {
 /// What the repository and its publishers share: the worker and the store it runs. Publishers
 /// hold it weakly, so that one subscribed to after the repository is gone fails as closed.
 struct SqliteChatMessageRepository::Shared {
-  Shared(ChatMessageUser localUser, Transport transport)
-      : store(worker, std::move(localUser), std::move(transport)) {}
+  Shared(ChatMessageUser localUser, Transport transport, bool readOnly)
+      : readOnly(readOnly), store(worker, std::move(localUser), std::move(transport)) {}
 
   /// Runs `work` on the worker and settles the returned future with what it returns or throws;
   /// fails it as closed when the store has been closed.
@@ -71,18 +71,18 @@ struct SqliteChatMessageRepository::Shared {
     });
   }
 
+  const bool readOnly;
   detail::Worker worker;
   detail::Store store;
 };
 
-std::unique_ptr<SqliteChatMessageRepository> SqliteChatMessageRepository::open(
-    const std::filesystem::path& path, ChatMessageUser localUser, Transport transport) {
-  if (!transport) throw std::invalid_argument("SqliteChatMessageRepository::open: no transport");
-  auto shared = std::make_shared<Shared>(std::move(localUser), std::move(transport));
+std::unique_ptr<SqliteChatMessageRepository> SqliteChatMessageRepository::openWith(
+    std::shared_ptr<Shared> shared, const std::filesystem::path& path) {
   std::promise<void> opened;
   shared->worker.post([&] {
     try {
-      shared->store.open(path);
+      shared->store.open(path, shared->readOnly ? detail::Database::Access::readOnly
+                                                : detail::Database::Access::readWrite);
       opened.set_value();
     } catch (...) {
       opened.set_exception(std::current_exception());
@@ -96,6 +96,22 @@ std::unique_ptr<SqliteChatMessageRepository> SqliteChatMessageRepository::open(
   }
   return std::unique_ptr<SqliteChatMessageRepository>(
       new SqliteChatMessageRepository(std::move(shared)));
+}
+
+std::unique_ptr<SqliteChatMessageRepository> SqliteChatMessageRepository::open(
+    const std::filesystem::path& path, ChatMessageUser localUser, Transport transport) {
+  if (!transport) throw std::invalid_argument("SqliteChatMessageRepository::open: no transport");
+  return openWith(std::make_shared<Shared>(std::move(localUser), std::move(transport), false),
+                  path);
+}
+
+std::unique_ptr<SqliteChatMessageRepository> SqliteChatMessageRepository::openReadOnly(
+    const std::filesystem::path& path) {
+  // A read-only store sends nothing: it needs neither an author nor a transport.
+  return openWith(std::make_shared<Shared>(
+                      ChatMessageUser("", std::nullopt, "", "", std::nullopt, std::nullopt, 0, 0),
+                      Transport(), true),
+                  path);
 }
 
 SqliteChatMessageRepository::SqliteChatMessageRepository(std::shared_ptr<Shared> shared)
@@ -113,12 +129,12 @@ void SqliteChatMessageRepository::send(NewChatMessage message) {
   });
 }
 
-Future<void> SqliteChatMessageRepository::receive(std::vector<ChatMessage> messages) {
-  return shared_->schedule<void>(
-      [messages = std::move(messages)](detail::Store& store) { store.receive(messages); });
+Future<ReceiveCounts> SqliteChatMessageRepository::receive(std::vector<ChatMessage> messages) {
+  return shared_->schedule<ReceiveCounts>(
+      [messages = std::move(messages)](detail::Store& store) { return store.receive(messages); });
 }
 
-Future<void> SqliteChatMessageRepository::receive(ChatMessage message) {
+Future<ReceiveCounts> SqliteChatMessageRepository::receive(ChatMessage message) {
   std::vector<ChatMessage> messages;
   messages.push_back(std::move(message));
   return receive(std::move(messages));
@@ -156,6 +172,14 @@ Publisher<std::vector<UnreadableRow>> SqliteChatMessageRepository::observeUnread
       shared_, [](detail::Store& store, const Subscriber<std::vector<UnreadableRow>>& subscriber) {
         store.observeUnreadable(subscriber);
       });
+}
+
+bool SqliteChatMessageRepository::isReadOnly() const noexcept { return shared_->readOnly; }
+
+void SqliteChatMessageRepository::setDiagnosticSink(DiagnosticSink sink) {
+  shared_->worker.post([self = shared_.get(), sink = std::move(sink)]() mutable {
+    self->store.setDiagnosticSink(std::move(sink));
+  });
 }
 
 }  // namespace tovanel::chat::store

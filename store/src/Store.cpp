@@ -87,9 +87,11 @@ struct Store::Statements {
 
 namespace {
 
-// Steps through a statement that returns the rooms it changed.
-void collectRooms(Statement& statement, Store::Rooms& rooms) {
-  while (statement.step()) rooms.emplace(statement.text(0));
+// Steps through a statement that returns the rooms it changed; whether it changed any row.
+bool collectRooms(Statement& statement, Store::Rooms& rooms) {
+  bool any = false;
+  for (; statement.step(); any = true) rooms.emplace(statement.text(0));
+  return any;
 }
 
 }  // namespace
@@ -104,21 +106,37 @@ Store::Store(Worker& worker, ChatMessageUser localUser, Transport transport)
 
 Store::~Store() = default;
 
-void Store::open(const std::filesystem::path& path) {
-  auto database = std::make_unique<Database>(path);
-  // Reading the journal mode is the first read of the file: a file that is not a database
-  // fails here.
-  if (database->queryText("PRAGMA journal_mode = WAL") != "wal") {
-    database->fail("switching to the WAL journal");
+void Store::open(const std::filesystem::path& path, Database::Access access) {
+  auto database = std::make_unique<Database>(path, access);
+  // Refuse a file of a newer build or of another application before writing anything to it,
+  // from one snapshot: another process may be creating the store meanwhile.
+  Transaction reading(*database, Transaction::Mode::read);
+  const int version = checkSchema(*database);
+  reading.commit();
+  readOnly_ = access == Database::Access::readOnly;
+  if (readOnly_) {
+    if (version < currentSchemaVersion()) {
+      throw StoreError(
+          StoreError::Code::readOnly,
+          path.string() +
+              (version == 0 ? ": an empty file, not yet a message store"
+                            : ": the message store has schema version " + std::to_string(version) +
+                                  " and needs an upgrade to version " +
+                                  std::to_string(currentSchemaVersion())) +
+              ", which a read-only open does not make; open it once for writing");
+    }
+  } else {
+    database->useWriteAheadLog();
   }
   // Durable once committed in WAL mode across a crash of the application; a power cut may lose
   // the last transactions, never consistency.
   database->execute("PRAGMA foreign_keys = ON; PRAGMA synchronous = NORMAL;");
-  database->execute("PRAGMA busy_timeout = 5000");
-  prepareSchema(*database);
-  // The outcome of a send that was waiting when the store last closed is lost.
-  database->execute(
-      "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
+  if (!readOnly_) {
+    prepareSchema(*database);
+    // The outcome of a send that was waiting when the store last closed is lost.
+    database->execute(
+        "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
+  }
   statements_ = std::make_unique<Statements>(*database);
   database_ = std::move(database);
 }
@@ -134,7 +152,15 @@ void Store::close() {
   // a task, which finds the store closed.
   inFlight_.clear();
   statements_.reset();
+  if (database_ && !readOnly_) database_->checkpointForClosing();
   database_.reset();
+}
+
+void Store::requireWritable(const char* operation) const {
+  if (!readOnly_) return;
+  throw StoreError(StoreError::Code::readOnly, database_->path().string() +
+                                                   ": the message store is open read-only, and " +
+                                                   operation + " writes to it");
 }
 
 template <class Change>
@@ -178,6 +204,7 @@ std::string Store::freshClientID() {
 }
 
 void Store::send(NewChatMessage message, Date createdAt) {
+  if (readOnly_) return;  // nothing to store it in, no transport to hand it to
   const std::string clientID = freshClientID();
   const BodyType type = message.body.bodyType();
   // Until the service names it, the clientID stands in for the messageID.
@@ -228,19 +255,26 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
 
 // ---- receiving and deleting ----
 
-void Store::receive(const std::vector<ChatMessage>& messages) {
+ReceiveCounts Store::receive(const std::vector<ChatMessage>& messages) {
+  requireWritable("receive");
+  ReceiveCounts counts;
   write([&](Rooms& changed) {
     for (const ChatMessage& message : messages) {
-      if (message.clientID) {
-        collectRooms(statements_->removeUnconfirmed.bind(*message.clientID), changed);
+      bool replaces = message.clientID &&
+                      collectRooms(statements_->removeUnconfirmed.bind(*message.clientID), changed);
+      if (statements_->messageExists.bind(message.messageID).exists()) {
+        replaces = true;
+        collectRooms(statements_->removeMoved.bind(message.messageID, message.roomID), changed);
       }
-      collectRooms(statements_->removeMoved.bind(message.messageID, message.roomID), changed);
       store(message, false, changed);
+      ++(replaces ? counts.replaced : counts.added);
     }
   });
+  return counts;
 }
 
 void Store::remove(const std::string& messageID, const std::string& roomID) {
+  requireWritable("deleteMessage");
   write([&](Rooms& changed) {
     if (statements_->remove.bind(messageID, roomID).run() == 0) {
       throw StoreError(StoreError::Code::unknownMessage,
@@ -255,7 +289,11 @@ void Store::remove(const std::string& messageID, const std::string& roomID) {
 void Store::scan(Statement& statement, Scan& into) {
   while (statement.step()) {
     ++into.rows;
-    into.lastCreatedAt = statement.optionalReal(kCreatedAt);
+    const auto stored = statement.stored(kCreatedAt);
+    into.lastDateReadable = stored == Statement::Stored::real ||
+                            stored == Statement::Stored::integer ||
+                            stored == Statement::Stored::null;
+    into.lastCreatedAt = into.lastDateReadable ? statement.optionalReal(kCreatedAt) : std::nullopt;
     into.lastMessageID = statement.text(kMessageID);
     try {
       into.messages.push_back(rows_.read(statement));
@@ -281,6 +319,7 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
                                 std::uint64_t limit) {
   const auto before =
       storedSeconds(from, [&] { return "retrieveChatMessages in room \"" + roomID + "\": from"; });
+  if (lurkerToken) requireWritable("retrieveChatMessages with a lurker token");
   Transaction transaction(*database_,
                           lurkerToken ? Transaction::Mode::write : Transaction::Mode::read);
   if (lurkerToken) statements_->setToken.bind(roomID, *lurkerToken).run();
@@ -296,7 +335,7 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
       scan(statements_->newest.bind(roomID, wanted), page);
     }
     // Take in the rest of the messages that share the oldest createdAt of the page.
-    if (page.rows == wanted) {
+    if (page.rows == wanted && page.lastDateReadable) {
       scan(statements_->ties.bind(roomID, page.lastCreatedAt, page.lastMessageID), page);
     }
   }

@@ -11,6 +11,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Database.hpp"
@@ -33,13 +34,15 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  void open(const std::filesystem::path& path);
+  /// A read-only open writes nothing: no upgrade, no journal change, no marking of sends.
+  void open(const std::filesystem::path& path, Database::Access access);
   /// Finishes every observation, stops listening to the transport, closes the file.
   void close();
   bool isOpen() const noexcept { return database_ != nullptr; }
+  void setDiagnosticSink(DiagnosticSink sink) { rows_.setDiagnosticSink(std::move(sink)); }
 
   void send(NewChatMessage message, Date createdAt);
-  void receive(const std::vector<ChatMessage>& messages);
+  ReceiveCounts receive(const std::vector<ChatMessage>& messages);
   void observe(const std::string& roomID, const Subscriber<Messages>& subscriber);
   Messages retrieve(const std::string& roomID, const std::optional<Date>& from,
                     const std::optional<std::string>& lurkerToken, std::uint64_t limit);
@@ -57,6 +60,9 @@ class Store {
     std::vector<UnreadableRow> unreadable;
     std::int64_t rows = 0;
     std::optional<double> lastCreatedAt;
+    /// False when the last row's createdAt is neither a date nor NULL: it has no place to take
+    /// the ties of.
+    bool lastDateReadable = true;
     std::string lastMessageID;
   };
   void scan(Statement& statement, Scan& into);
@@ -67,6 +73,8 @@ class Store {
   void publish(const Rooms& rooms);
   Messages readRoom(const std::string& roomID);
   void report(std::vector<UnreadableRow> rows);
+  /// Throws StoreError readOnly, naming `operation`, when the store was opened read-only.
+  void requireWritable(const char* operation) const;
 
   void store(const ChatMessage& message, bool unconfirmed, Rooms& changed);
   std::string freshClientID();
@@ -76,6 +84,7 @@ class Store {
   ChatMessageUser localUser_;
   Transport transport_;
   std::unique_ptr<Database> database_;
+  bool readOnly_ = false;
   std::unique_ptr<Statements> statements_;
   MessageRows rows_;
   std::mt19937_64 random_;

@@ -133,11 +133,12 @@ struct EchoCase {
   const char* name;
   std::vector<Step> steps;
   std::vector<std::string> room;
+  const char* received;  // what the one receive among the steps counted
 };
 
 class ServiceCopyTest : public StoreTest, public ::testing::WithParamInterface<EchoCase> {};
 
-TEST_P(ServiceCopyTest, theSendIsShownOnce) {
+TEST_P(ServiceCopyTest, theSendIsShownOnceAndTheReceiveCountsWhatItReplaced) {
   auto repository = open();
   repository->send(NewChatMessage("r1", TextBody("hello", std::nullopt)));
   drain(*repository);
@@ -148,13 +149,14 @@ TEST_P(ServiceCopyTest, theSendIsShownOnce) {
     copy.user = kMe;
     return copy;
   };
+  ReceiveCounts counts;
   for (const Step step : GetParam().steps) {
     switch (step) {
       case Step::echoWithClientID:
-        waitFor(repository->receive(echo(pending.clientID)));
+        counts = waitFor(repository->receive(echo(pending.clientID)));
         break;
       case Step::echoWithoutClientID:
-        waitFor(repository->receive(echo(std::nullopt)));
+        counts = waitFor(repository->receive(echo(std::nullopt)));
         break;
       case Step::acknowledge:
         transport.acknowledge(0, "srv-1");
@@ -163,35 +165,46 @@ TEST_P(ServiceCopyTest, theSendIsShownOnce) {
         transport.fail(0);
         break;
       case Step::otherMessage:
-        waitFor(repository->receive(
+        counts = waitFor(repository->receive(
             textMessage("srv-2", "r1", 4102444800.0, "later", std::string("someone-else"))));
         break;
     }
     drain(*repository);
   }
   EXPECT_EQ(summary(roomOf(*repository, "r1")), GetParam().room);
+  EXPECT_EQ(
+      std::to_string(counts.added) + " added, " + std::to_string(counts.replaced) + " replaced",
+      GetParam().received);
 }
 
-INSTANTIATE_TEST_SUITE_P(Orders, ServiceCopyTest,
-                         ::testing::Values(EchoCase{"copyWithOurClientIDThenAcknowledged",
-                                                    {Step::echoWithClientID, Step::acknowledge},
-                                                    {"hello (service) sent srv-1"}},
-                                           EchoCase{"acknowledgedThenCopy",
-                                                    {Step::acknowledge, Step::echoWithClientID},
-                                                    {"hello (service) sent srv-1"}},
-                                           EchoCase{"copyWithoutClientIDThenAcknowledged",
-                                                    {Step::echoWithoutClientID, Step::acknowledge},
-                                                    {"hello (service) sent srv-1"}},
-                                           EchoCase{"failedThenCopy",
-                                                    {Step::fail, Step::echoWithClientID},
-                                                    {"hello (service) sent srv-1"}},
-                                           EchoCase{"copyThenFailureReportedLate",
-                                                    {Step::echoWithClientID, Step::fail},
-                                                    {"hello (service) sent srv-1"}},
-                                           EchoCase{"someoneElsesMessageLeavesTheSendAlone",
-                                                    {Step::otherMessage},
-                                                    {"hello sending =client", "later sent srv-2"}}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Orders, ServiceCopyTest,
+    ::testing::Values(EchoCase{"copyWithOurClientIDThenAcknowledged",
+                               {Step::echoWithClientID, Step::acknowledge},
+                               {"hello (service) sent srv-1"},
+                               "0 added, 1 replaced"},
+                      EchoCase{"acknowledgedThenCopy",
+                               {Step::acknowledge, Step::echoWithClientID},
+                               {"hello (service) sent srv-1"},
+                               "0 added, 1 replaced"},
+                      // Nothing tells the copy from a new message until the service names it.
+                      EchoCase{"copyWithoutClientIDThenAcknowledged",
+                               {Step::echoWithoutClientID, Step::acknowledge},
+                               {"hello (service) sent srv-1"},
+                               "1 added, 0 replaced"},
+                      EchoCase{"failedThenCopy",
+                               {Step::fail, Step::echoWithClientID},
+                               {"hello (service) sent srv-1"},
+                               "0 added, 1 replaced"},
+                      EchoCase{"copyThenFailureReportedLate",
+                               {Step::echoWithClientID, Step::fail},
+                               {"hello (service) sent srv-1"},
+                               "0 added, 1 replaced"},
+                      EchoCase{"someoneElsesMessageLeavesTheSendAlone",
+                               {Step::otherMessage},
+                               {"hello sending =client", "later sent srv-2"},
+                               "1 added, 0 replaced"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 // ---- several threads ----
 

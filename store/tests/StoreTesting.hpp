@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "CorpusGenerator.hpp"
+#include "Schema.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
@@ -215,6 +216,20 @@ class RawDatabase {
  private:
   sqlite3* db_ = nullptr;
 };
+
+// A file as the first version of the store left it, with one message in it.
+inline void writeFirstVersion(const fs::path& path) {
+  RawDatabase raw(path);
+  raw.execute(detail::schemaSteps()[0]);
+  raw.execute("PRAGMA user_version = 1");
+  raw.execute(
+      "INSERT INTO rooms (id) VALUES ('r1');"
+      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
+      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
+      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
+      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
+      "\"followingCount\":2}', NULL, 0, 0)");
+}
 
 /// The description of a failure, whatever was thrown.
 inline std::string describe(const std::exception_ptr& error) {

@@ -58,6 +58,10 @@ class ToolCommands : public ::testing::TestWithParam<ToolRow> {
 
 TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   const auto& row = GetParam();
+  if (row.command.find("unshare -U") != std::string::npos &&
+      std::system("unshare -U true 2>/dev/null") != 0) {
+    GTEST_SKIP() << "this machine gives no user namespace to run as another user";
+  }
   const std::string command =
       row.command.starts_with("sh:") ? row.command.substr(3) : "\"$TOOL\" " + row.command;
   auto run = row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
@@ -308,16 +312,35 @@ std::vector<ToolRow> toolRows() {
       {"ImportOfAFolder", "import " + folder + " --db " + store, "", 2, "", notAFile},
       {"ImportGoesOnAfterALineBeyondTheLimit",
        "sh:" + hugeLine + "\"$TOOL\" import --max-message-size 1M - --db " + scratch("huge.db"), "",
-       1, tooLong + "imported 3 messages, 1 failed\n", "", Out::exact, 8},
+       1, tooLong + "imported 3 messages (1 new, 2 replaced), 1 failed\n", "", Out::exact, 8},
       {"ImportSendsTheLibrarysLinesToStandardError", "import - --db " + scratch("lines.db"),
        envelope("m9", "r1", R"({"text":5})") + "\n", 1,
        "message 1 (m9): error: typeMismatch: expected a string, found an integer (at body.text) "
-       "(line 1)\nimported 0 messages, 1 failed\n",
+       "(line 1)\nimported 0 messages (0 new, 0 replaced), 1 failed\n",
        "[Body] Can't decode due to error: typeMismatch at body.text"},
       {"ImportStopsAtTheFirstBatchTheStoreRefuses",
        "sh:" + manyMessages + "trap '' XFSZ; ulimit -f 2000; \"$TOOL\" import " +
            scratch("many.ndjson") + " --db " + scratch("full.db"),
        "", 1, "", "error: "},
+      {"ImportCountsReplacedMessagesApart",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("twice.db") +
+           " >/dev/null; \"$TOOL\" import " + room + " --db " + scratch("twice.db"),
+       "", 0, "imported 2 messages (0 new, 2 replaced), 0 failed\n", ""},
+      // Rendering opens the store read-only: the file stays as it was, nothing is left beside it.
+      {"RoomLeavesTheStoreAsItWas",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("kept.db") +
+           " >/dev/null; before=$(stat -c %y " + scratch("kept.db") + "); \"$TOOL\" room --db " +
+           scratch("kept.db") + " --room r1 >/dev/null; [ \"$(stat -c %y " + scratch("kept.db") +
+           ")\" = \"$before\" ] && ls " + folder + " | grep kept",
+       "", 0, "kept.db\n", ""},
+      // Another user, for whom neither the file nor its folder can be written.
+      {"RoomOfAReadOnlyStore",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("read-only.db") +
+           " >/dev/null; unshare -U \"$TOOL\" room --db " + scratch("read-only.db") + " --room r1",
+       "", 0,
+       "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n"
+       "10:00  @anna hi again\n",
+       ""},
       {"ImportShowsProgressOnATerminal",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
        "\rimported 2 messages...", "", Out::contains, 0, true},

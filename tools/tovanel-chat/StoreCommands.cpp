@@ -45,6 +45,7 @@ int runStoredRoom(const std::string&, const std::string&) { refuse(); }
 #else
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -59,6 +60,7 @@ int runStoredRoom(const std::string&, const std::string&) { refuse(); }
 #include "Output.hpp"
 #include "Transcript.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/EncodingError.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
@@ -79,7 +81,7 @@ int reportStoreFailure(const std::string& what) {
   return 1;
 }
 
-// The tool only reads and imports: nothing it does sends a message.
+// The tool imports and reads: nothing it does sends a message.
 std::unique_ptr<SqliteChatMessageRepository> openStore(const std::string& path) {
   return SqliteChatMessageRepository::open(
       path, ChatMessageUser("tovanel-chat", std::nullopt, "", "", std::nullopt, std::nullopt, 0, 0),
@@ -103,35 +105,45 @@ int runImport(const std::string& file, const std::string& database,
     return reportStoreFailure(error.what());
   }
   Progress progress("imported");
-  std::size_t imported = 0;
+  store::ReceiveCounts stored;
   std::size_t failed = 0;
-  // One batch is written while the next is decoded, so memory stays bounded by two batches. The
-  // first batch the store refuses ends the import: the next would meet the same full disk or
-  // read-only file.
-  std::optional<Future<void> > writing;
+  // One batch is written while the next is decoded, so memory stays bounded by two batches. A
+  // batch that fails for good (a full disk, a read-only file) ends the import: every later one
+  // would fail the same way. One that fails for its own sake (a message the file cannot hold, a
+  // file busy for too long) is reported, and the import goes on.
+  std::optional<Future<store::ReceiveCounts> > writing;
   std::size_t writingCount = 0;
-  std::optional<std::string> refused;
+  std::optional<std::string> stopped;
   const auto finishWriting = [&] {
     if (!writing) return;
     try {
-      store::waitFor(*writing);
-      imported += writingCount;
-      progress.update(imported);
-    } catch (const std::exception& error) {
-      refused = error.what();
+      const auto counts = store::waitFor(*writing);
+      stored.added += counts.added;
+      stored.replaced += counts.replaced;
+      progress.update(stored.added + stored.replaced);
+    } catch (const store::StoreError& error) {
+      if (error.isLasting()) {
+        stopped = error.what();
+      } else {
+        failed += writingCount;
+        reportStoreFailure(error.what());
+      }
+    } catch (const EncodingError& error) {
+      failed += writingCount;
+      reportStoreFailure(error.what());
     }
     writing.reset();
   };
   std::vector<ChatMessage> batch;
   const auto write = [&] {
     finishWriting();
-    if (refused) return;
+    if (stopped) return;
     writingCount = batch.size();
     writing = repository->receive(std::exchange(batch, {}));
   };
   std::exception_ptr broken;
   try {
-    while (!refused) {
+    while (!stopped) {
       auto result = reader.next();
       if (!result) break;
       if (!result->message) {
@@ -145,21 +157,26 @@ int runImport(const std::string& file, const std::string& database,
   } catch (const DecodingError&) {
     broken = std::current_exception();  // an array whose frame is broken: the rest is lost
   }
-  if (!batch.empty() && !refused) write();
+  if (!batch.empty() && !stopped) write();
   finishWriting();
   progress.finish();
-  if (refused) {
-    return reportStoreFailure(*refused + " (the import stopped: " + std::to_string(imported) +
+  const std::uint64_t imported = stored.added + stored.replaced;
+  if (stopped) {
+    return reportStoreFailure(*stopped + " (the import stopped: " + std::to_string(imported) +
                               " messages were stored before)");
   }
-  writeLine(stdout, "imported " + std::to_string(imported) + " messages, " +
-                        std::to_string(failed) + " failed");
+  writeLine(stdout, "imported " + std::to_string(imported) + " messages (" +
+                        std::to_string(stored.added) + " new, " + std::to_string(stored.replaced) +
+                        " replaced), " + std::to_string(failed) + " failed");
   if (broken) return reportFailure(broken);
   return failed == 0 ? 0 : 1;
 }
 
 int runStoredRoom(const std::string& database, const std::string& roomID) {
   checkStorePath(database, true);
+  // The first pass meets the same rows as the second: the library's lines are written once.
+  std::atomic<bool> quiet = true;
+  const DiagnosticSink toStandardError = diagnosticSinkTo(stderr);
   std::unique_ptr<SqliteChatMessageRepository> repository;
   std::mutex mutex;
   std::vector<store::UnreadableRow> unreadable;  // those of the last read
@@ -180,32 +197,35 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
     page.unreadable.swap(unreadable);
     return page;
   };
+  // The pages go back in time and the transcript forward: a first pass finds where each page
+  // starts, a second reads them again, oldest first, and renders them. Memory holds one page.
+  std::vector<std::optional<Date> > starts;
   Cancellable reports;
-  // The pages go back in time and the transcript forward: the pages are read newest first and
-  // rendered oldest first.
-  std::vector<Page> pages;
   try {
-    repository = openStore(database);
+    repository = SqliteChatMessageRepository::openReadOnly(database);
+    repository->setDiagnosticSink([&quiet, toStandardError](std::string_view line) {
+      if (!quiet) toStandardError(line);
+    });
     reports = repository->observeUnreadableRows().subscribe(
         [&](const std::vector<store::UnreadableRow>& rows) {
           std::lock_guard lock(mutex);
           unreadable.insert(unreadable.end(), rows.begin(), rows.end());
         });
     for (std::optional<Date> from;;) {
-      Page page = read(from);
+      const Page page = read(from);
       if (page.messages.empty() && page.unreadable.empty()) break;
-      const bool last = page.messages.empty() || !page.messages.front().createdAt;
-      if (!last) from = page.messages.front().createdAt;
-      pages.push_back(std::move(page));
-      if (last) break;
+      starts.push_back(from);
+      if (page.messages.empty() || !page.messages.front().createdAt) break;
+      from = page.messages.front().createdAt;
     }
   } catch (const store::StoreError& error) {
     return reportStoreFailure(error.what());
   }
-  if (pages.empty()) {
+  if (starts.empty()) {
     return reportStoreFailure("room \"" + roomID + "\" has no messages in " + database);
   }
 
+  quiet = false;
   const auto key = [](const std::optional<Date>& createdAt, const std::string& messageID) {
     return std::tuple(createdAt.has_value(),
                       createdAt ? createdAt->timeIntervalSinceReferenceDate() : 0.0, messageID);
@@ -213,28 +233,33 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
   Transcript transcript(stdout, wantsColour(stdout));
   std::size_t number = 0;
   std::set<std::string> shownUnreadable;  // a row that two pages meet shows once
-  for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
-    auto& rows = page->unreadable;
-    // Unreadable rows take their place in the room's order.
-    std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
-      return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
-    });
-    auto next = rows.begin();
-    const auto addUnreadableBefore = [&](const ChatMessage* message) {
-      for (; next != rows.end() &&
-             (message == nullptr ||
-              key(next->createdAt, next->messageID) < key(message->createdAt, message->messageID));
-           ++next) {
-        if (!shownUnreadable.insert(next->messageID).second) continue;
-        transcript.addFailure(++number, next->messageID, describeFailure(next->error));
+  try {
+    for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
+      Page page = read(*start);
+      auto& rows = page.unreadable;
+      // Unreadable rows take their place in the room's order.
+      std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+        return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
+      });
+      auto next = rows.begin();
+      const auto addUnreadableBefore = [&](const ChatMessage* message) {
+        for (; next != rows.end() &&
+               (message == nullptr || key(next->createdAt, next->messageID) <
+                                          key(message->createdAt, message->messageID));
+             ++next) {
+          if (!shownUnreadable.insert(next->messageID).second) continue;
+          transcript.addFailure(++number, next->messageID, describeFailure(next->error));
+        }
+      };
+      for (const ChatMessage& message : page.messages) {
+        addUnreadableBefore(&message);
+        ++number;
+        transcript.add(message);
       }
-    };
-    for (const ChatMessage& message : page->messages) {
-      addUnreadableBefore(&message);
-      ++number;
-      transcript.add(message);
+      addUnreadableBefore(nullptr);
     }
-    addUnreadableBefore(nullptr);
+  } catch (const store::StoreError& error) {
+    return reportStoreFailure(error.what());
   }
   return shownUnreadable.empty() ? 0 : 1;
 }

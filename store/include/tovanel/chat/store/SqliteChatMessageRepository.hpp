@@ -22,6 +22,7 @@
 #include "tovanel/chat/async/Future.hpp"
 #include "tovanel/chat/async/Publisher.hpp"
 #include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
 #include "tovanel/chat/message/ChatMessageRepository.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"
@@ -37,14 +38,26 @@ namespace tovanel::chat::store {
 /// settle on any thread; a transport that throws counts as failing.
 using Transport = std::function<Future<std::string>(const ChatMessage& message)>;
 
-/// A stored message that no longer decodes (its body, its author, its kind or its status).
+/// A stored message that no longer decodes (its body, its author, its kind, its status, a date or
+/// its view count): it is reported, never shown with a value made up in place of what is stored.
 struct UnreadableRow {
   std::string messageID;
   std::string roomID;
+  /// Empty when the row has none, and when it is the date that does not read.
   std::optional<Date> createdAt;
   /// Why it does not decode: a DecodingError whose coding path starts at the message's field
-  /// ("body", "user", "type" or "sentStatus").
+  /// ("body", "user", "type", "sentStatus", "createdAt", "updatedAt" or "viewCount").
   std::exception_ptr error;
+};
+
+/// What one receive stored. A message is `added` when the store held nothing it replaces, and
+/// `replaced` when it replaced a stored message with its messageID (in whatever room) or a send
+/// of ours with its clientID; a messageID given twice in one receive is added, then replaced.
+/// The two add up to the number of messages received.
+struct ReceiveCounts {
+  std::uint64_t added = 0;
+  std::uint64_t replaced = 0;
+  bool operator==(const ReceiveCounts&) const = default;
 };
 
 class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMessageRepository {
@@ -52,18 +65,34 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   using Messages = std::vector<ChatMessage>;
 
   /// Opens the database at `path`, creating it when absent, and upgrades an older schema
-  /// (versioned with PRAGMA user_version; WAL journal; foreign keys on). Blocks until the file is
-  /// ready. Sends of an earlier session still `sending` become `failed`: their outcome can no
-  /// longer be learnt. `localUser` is the author of every send. Throws StoreError: schemaTooNew
-  /// for a file of a newer store, notAStore for another application's database, database when
-  /// SQLite cannot open or read the file; std::invalid_argument for an empty transport.
+  /// (versioned with PRAGMA user_version; WAL journal while open; foreign keys on). Blocks until
+  /// the file is ready; another process creating or upgrading the same file at the same time is
+  /// waited for (up to five seconds, then StoreError busy). Sends of an earlier session still
+  /// `sending` become `failed`: their outcome can no longer be learnt. `localUser` is the author of
+  /// every send. Throws StoreError: schemaTooNew for a file of a newer store, notAStore for another
+  /// application's database, database when SQLite cannot open or read the file;
+  /// std::invalid_argument for an empty transport.
   static std::unique_ptr<SqliteChatMessageRepository> open(const std::filesystem::path& path,
                                                            ChatMessageUser localUser,
                                                            Transport transport);
 
+  /// Opens an existing store for reading only, with SQLite's read-only flags: nothing is written
+  /// to the file or created beside it when it was closed cleanly, so a file that cannot be
+  /// written, or one in a folder that cannot be written, opens. Nothing is upgraded and sends of
+  /// an earlier session keep their stored status. Writes fail with StoreError readOnly: receive,
+  /// deleteMessage and retrieveChatMessages with a lurker token (a page without one reads as
+  /// usual); send does nothing at all, since there is neither a file to keep the message nor a
+  /// transport to send it. Throws StoreError: database when the file does not exist or cannot be
+  /// read (nothing is created), readOnly for an empty file or an older schema (which only an open
+  /// for writing upgrades), schemaTooNew and notAStore as open does.
+  static std::unique_ptr<SqliteChatMessageRepository> openReadOnly(
+      const std::filesystem::path& path);
+
   /// Runs the work already queued, ends every observation (with completion), stops listening to
   /// the transport and closes the file. Sends still waiting for the transport keep `sending`
-  /// until the next open marks them `failed`.
+  /// until the next open marks them `failed`. Closing a writable store moves everything
+  /// committed into the file itself and, unless another connection has the file open, removes
+  /// the -wal and -shm files beside it: a copy of the file alone then loses nothing.
   ~SqliteChatMessageRepository() override;
 
   SqliteChatMessageRepository(const SqliteChatMessageRepository&) = delete;
@@ -80,12 +109,14 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   /// Stores messages from the service, all in one transaction: each replaces the stored message
   /// with its messageID (in whatever room), and a message whose clientID is that of one of our
   /// sends that the service has not confirmed replaces that send (sending or failed), so it is
-  /// never shown twice. Completes once committed; fails and stores none of them when a message
-  /// cannot be encoded (EncodingError) or written (StoreError), or has a NaN createdAt or
-  /// updatedAt (StoreError invalidDate, naming the message and the date: the file would keep it
-  /// as no date).
-  Future<void> receive(std::vector<ChatMessage> messages);
-  Future<void> receive(ChatMessage message);
+  /// never shown twice. Completes once committed, with how many messages were added and how many
+  /// replaced stored ones. Fails and stores none of them when a message cannot be encoded
+  /// (EncodingError) or written (StoreError: full for a full disk, readOnly, busy, database; see
+  /// StoreError::isLasting), or has a NaN createdAt or updatedAt (StoreError invalidDate, naming
+  /// the message and the date: the file would keep it as no date). A failed receive leaves the
+  /// file as the last commit left it.
+  Future<ReceiveCounts> receive(std::vector<ChatMessage> messages);
+  Future<ReceiveCounts> receive(ChatMessage message);
 
   /// On subscription the room's whole list, then the whole list again after every committed
   /// change to the room; a change to several messages at once (one receive) is one list. Ordered
@@ -121,9 +152,19 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   /// meets it reports it again.
   Publisher<std::vector<UnreadableRow>> observeUnreadableRows();
 
+  /// Whether the repository was opened with openReadOnly.
+  bool isReadOnly() const noexcept;
+
+  /// Where the library's diagnostic lines go when a stored row does not decode (see
+  /// JSONDecoder::diagnosticSink): standard output unless set, nowhere for an empty sink. Called on
+  /// the worker thread; applies to the reads queued after this call.
+  void setDiagnosticSink(DiagnosticSink sink);
+
  private:
   struct Shared;
   explicit SqliteChatMessageRepository(std::shared_ptr<Shared> shared);
+  static std::unique_ptr<SqliteChatMessageRepository> openWith(std::shared_ptr<Shared> shared,
+                                                               const std::filesystem::path& path);
 
   std::shared_ptr<Shared> shared_;
 };

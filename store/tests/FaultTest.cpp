@@ -1,0 +1,468 @@
+// The store against what the world does to it: other processes at the same file, files and
+// folders it may not write, a full or failing disk, and rows edited behind its back. Each row
+// of the table plays one fault and tells what was seen, as one text.
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <functional>
+#include <set>
+
+#include "FaultyDisk.hpp"
+#include "StoreTesting.hpp"
+#include "support/ToolRun.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+
+namespace tovanel::chat::store::test {
+namespace {
+
+using Scene = std::function<std::string(const fs::path& file)>;
+
+struct FaultCase {
+  const char* name;
+  Scene scene;  // given the store's file, in a folder of its own that holds nothing yet
+  std::string seen;
+};
+
+class StoreFaultTest : public ::testing::TestWithParam<FaultCase> {
+ protected:
+  TemporaryFolder folder;
+};
+
+TEST_P(StoreFaultTest, isSeenAsExpected) {
+  EXPECT_EQ(GetParam().scene(folder / "messages.db"), GetParam().seen);
+}
+
+// ---- what the scenes share ----
+
+Repository openStore(const fs::path& file) {
+  return SqliteChatMessageRepository::open(file, kMe, ManualTransport().transport());
+}
+
+const Messages kThree{textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1", 200, "two"),
+                      textMessage("m3", "r1", 300, "three")};
+
+void storeThree(const fs::path& file) { waitFor(openStore(file)->receive(kThree)); }
+
+std::string joined(const std::vector<std::string>& parts, const char* separator = " ") {
+  std::string text;
+  for (const auto& part : parts) text += (text.empty() ? "" : separator) + part;
+  return text;
+}
+
+std::string listing(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names.empty() ? "nothing" : joined({names.begin(), names.end()});
+}
+
+const char* codeName(StoreError::Code code) {
+  static constexpr std::array kNames{"unknownMessage", "schemaTooNew", "notAStore",
+                                     "database",       "closed",       "invalidDate",
+                                     "full",           "readOnly",     "busy"};
+  return kNames.at(static_cast<std::size_t>(code));
+}
+
+/// "code (lasting): description" for a StoreError, with the folder's path shown as "DIR".
+std::string outcome(const std::function<void()>& operation, const fs::path& folder) {
+  try {
+    operation();
+    return "done";
+  } catch (const StoreError& error) {
+    std::string description = error.what();
+    for (auto at = description.find(folder.string()); at != std::string::npos;
+         at = description.find(folder.string())) {
+      description.replace(at, folder.string().size(), "DIR");
+    }
+    return std::string(codeName(error.code())) + (error.isLasting() ? " (lasting): " : ": ") +
+           description;
+  }
+}
+
+std::string idsIn(const Messages& messages) { return joined(idsOf(messages)); }
+
+Messages roomOf(SqliteChatMessageRepository& repository, const std::string& roomID = "r1") {
+  return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 100000));
+}
+
+/// "read m1 m2; unreadable m3 at body: typeMismatch" from a read and its report.
+std::string described(const Messages& read, const std::vector<UnreadableRow>& report) {
+  std::vector<std::string> parts{"read " + idsIn(read)};
+  for (const auto& row : report) {
+    try {
+      std::rethrow_exception(row.error);
+    } catch (const DecodingError& error) {
+      parts.push_back(
+          "unreadable " + row.messageID + " at " + error.codingPath().at(0).stringValue + ": " +
+          std::string(DecodingError::kindName(error.kind())) + (row.createdAt ? " dated" : ""));
+    }
+  }
+  return joined(parts, "; ");
+}
+
+/// Runs `scene` in a child process and returns what it wrote, or how it ended otherwise.
+std::string inChildProcess(const std::function<std::string()>& scene,
+                           const std::function<void()>& before = {}) {
+  int channel[2];
+  if (::pipe(channel) != 0) return "no pipe";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::close(channel[0]);
+    std::string seen;
+    try {
+      if (before) before();
+      seen = scene();
+    } catch (const std::exception& error) {
+      seen = std::string("threw: ") + error.what();
+    }
+    const auto written = ::write(channel[1], seen.data(), seen.size());
+    ::_exit(written == static_cast<ssize_t>(seen.size()) ? 0 : 1);
+  }
+  ::close(channel[1]);
+  std::string seen;
+  char buffer[4096];
+  for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) > 0;) seen.append(buffer, n);
+  ::close(channel[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    return "the child ended with status " + std::to_string(status) + " after: " + seen;
+  }
+  return seen;
+}
+
+// ---- other processes ----
+
+/// Starts `processes` processes at once that each open the new file and receive one message.
+std::string createTogether(const fs::path& file, int processes) {
+  int go[2];
+  if (::pipe(go) != 0) return "no pipe";
+  std::vector<pid_t> children;
+  for (int i = 0; i < processes; ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::close(go[1]);
+      char ignored;
+      (void)!::read(go[0], &ignored, 1);  // returns when the parent closes its end: all at once
+      try {
+        auto repository = openStore(file);
+        waitFor(repository->receive(textMessage("m" + std::to_string(i), "r1", i, "hello")));
+        repository.reset();
+        ::_exit(0);
+      } catch (const std::exception& error) {
+        const std::string line = std::string(error.what()) + "\n";
+        (void)!::write(STDERR_FILENO, line.data(), line.size());
+        ::_exit(1);
+      }
+    }
+    children.push_back(child);
+  }
+  ::close(go[0]);
+  ::close(go[1]);
+  int opened = 0;
+  for (const pid_t child : children) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) ++opened;
+  }
+  return std::to_string(opened) + " of " + std::to_string(processes) + " opened, " +
+         std::to_string(RawDatabase(file).integer("SELECT count(*) FROM messages")) + " kept";
+}
+
+std::string createTogetherAgainAndAgain(const fs::path& file) {
+  // A race shows only sometimes: give it many chances, each with a new file.
+  std::set<std::string> seen;
+  for (int round = 0; round < 12; ++round) {
+    seen.insert(createTogether(file.parent_path() / ("new-" + std::to_string(round) + ".db"), 4));
+  }
+  return joined({seen.begin(), seen.end()}, "; ");
+}
+
+// ---- files that may not be written ----
+
+enum class Denied { file, folder };
+
+/// Plays `scene` in a process that may read the store's file but not write `what`: as the user
+/// nobody when the tests run as root (whom permissions do not stop), otherwise by taking away
+/// the write permission for the time of the scene.
+std::string withoutWriting(Denied what, const fs::path& file,
+                           const std::function<std::string()>& scene) {
+  const fs::path folder = file.parent_path();
+  const auto denied = what == Denied::file ? file : folder;
+  if (::geteuid() != 0) {
+    const auto permissions = fs::status(denied).permissions();
+    fs::permissions(denied,
+                    fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    const std::string seen = inChildProcess(scene);
+    fs::permissions(denied, permissions);
+    return seen;
+  }
+  // Root's files as nobody sees them: the one of the two that stays writable is opened to all.
+  fs::permissions(what == Denied::file ? folder : file, fs::perms::all, fs::perm_options::add);
+  return inChildProcess(scene, [] {
+    constexpr uid_t kNobody = 65534;
+    if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
+      throw std::runtime_error("cannot become nobody");
+    }
+  });
+}
+
+/// A read-only open of a store holding three messages, read whole.
+std::string readOnlyRead(Denied what, const fs::path& file) {
+  storeThree(file);
+  return withoutWriting(what, file, [&] {
+    const std::string read =
+        "read " + idsIn(roomOf(*SqliteChatMessageRepository::openReadOnly(file)));
+    return read + "; the folder holds " + listing(file.parent_path());
+  });
+}
+
+// A file that another build, or a crash, left in WAL mode.
+std::string readOnlyLeftLogged(const fs::path& file) {
+  storeThree(file);
+  RawDatabase(file).execute("PRAGMA journal_mode = WAL");
+  return withoutWriting(Denied::folder, file, [&] {
+    return outcome([&] { SqliteChatMessageRepository::openReadOnly(file); }, file.parent_path());
+  });
+}
+
+std::string readOnlyChangesNothing(const fs::path& file) {
+  {
+    ManualTransport neverAnswers;
+    auto repository = SqliteChatMessageRepository::open(file, kMe, neverAnswers.transport());
+    repository->send(NewChatMessage("r1", TextBody("waiting", std::nullopt)));
+    drain(*repository);
+  }
+  const std::string before = chat::test::slurp(file);
+  auto repository = SqliteChatMessageRepository::openReadOnly(file);
+  const Messages room = roomOf(*repository);
+  repository.reset();
+  return std::string(room.at(0).sentStatus == MessageSentStatus::sending ? "still sending"
+                                                                         : "marked") +
+         (chat::test::slurp(file) == before ? ", the file unchanged" : ", the file changed") +
+         ", the folder holds " + listing(file.parent_path());
+}
+
+std::string readOnlyWrites(const fs::path& file) {
+  storeThree(file);
+  auto repository = SqliteChatMessageRepository::openReadOnly(file);
+  Recorder<Messages> observed;
+  const auto subscription = observed.subscribeTo(repository->observeChatMessages("r1"));
+  repository->send(NewChatMessage("r1", TextBody("lost", std::nullopt)));
+  std::vector<std::string> seen{
+      outcome([&] { waitFor(repository->receive(textMessage("m4", "r1", 400, "four"))); },
+              file.parent_path()),
+      outcome([&] { waitFor(repository->deleteMessage("m1", "r1")); }, file.parent_path()),
+      outcome([&] { waitFor(repository->retrieveChatMessages("r1", std::nullopt, "t", 10)); },
+              file.parent_path())};
+  drain(*repository);
+  seen.push_back("observed " + std::to_string(observed.values().size()) + " list, read " +
+                 idsIn(roomOf(*repository)));
+  return joined(seen, "\n");
+}
+
+/// What a read-only open of the file that `prepare` leaves says, and what is there afterwards.
+Scene readOnlyOpenOf(std::function<void(const fs::path&)> prepare) {
+  return [prepare](const fs::path& file) {
+    prepare(file);
+    return outcome([&] { SqliteChatMessageRepository::openReadOnly(file); }, file.parent_path()) +
+           "\nthe folder holds " + listing(file.parent_path());
+  };
+}
+
+// ---- closing ----
+
+std::string closeAlone(const fs::path& file) {
+  storeThree(file);
+  const std::string left = listing(file.parent_path());
+  const fs::path copy = file.parent_path() / "copy.db";
+  fs::copy_file(file, copy);
+  return "the folder held " + left + "; a copy of the file alone reads " +
+         idsIn(roomOf(*SqliteChatMessageRepository::openReadOnly(copy)));
+}
+
+// Another process reading the file keeps the log from being removed; what was committed must be
+// in the file anyway.
+std::string closeBesideAReader(const fs::path& file) {
+  auto repository = openStore(file);
+  RawDatabase reader(file);
+  const auto before = reader.integer("SELECT count(*) FROM messages");
+  waitFor(repository->receive(kThree));
+  repository.reset();
+  const fs::path copy = file.parent_path() / "copy.db";
+  fs::copy_file(file, copy);
+  return std::to_string(before) + " before; a copy of the file alone holds " +
+         std::to_string(RawDatabase(copy).integer("SELECT count(*) FROM messages"));
+}
+
+// ---- a full or failing disk ----
+
+struct Batches {
+  Messages messages = corpusMessages(4000);
+  std::size_t next = 0;
+  Messages take(std::size_t count) {
+    Messages batch(messages.begin() + static_cast<std::ptrdiff_t>(next),
+                   messages.begin() + static_cast<std::ptrdiff_t>(next + count));
+    next += count;
+    return batch;
+  }
+};
+
+/// Receives batches until the disk fails one; then the disk heals and the failed batch goes in
+/// again. Tells how the receive failed and what the file holds after closing.
+std::string receiveUntilTheDiskFails(const fs::path& file,
+                                     const std::function<void(FaultyDisk&)> fault) {
+  FaultyDisk disk;
+  Batches batches;
+  std::uint64_t committed = 0;
+  std::string failure = "never failed";
+  {
+    auto repository = openStore(file);
+    committed += waitFor(repository->receive(batches.take(100))).added;
+    fault(disk);
+    Messages failed;
+    while (batches.next + 100 <= batches.messages.size()) {
+      failed = batches.take(100);
+      failure = outcome([&] { committed += waitFor(repository->receive(failed)).added; },
+                        file.parent_path());
+      if (failure != "done") break;
+    }
+    const auto readAfter = roomOf(*repository, failed.at(0).roomID).size();
+    disk.leaveFree(FaultyDisk::kUnlimited);
+    disk.failWritesWith(SQLITE_OK);
+    const auto retried = waitFor(repository->receive(failed));
+    failure +=
+        "\nthen reads " + std::string(readAfter == committed ? "all" : "not all") +
+        " that was committed; healed, takes the batch again: " + std::to_string(retried.added) +
+        " added";
+    committed += retried.added;
+  }
+  RawDatabase raw(file);
+  const auto kept = raw.integer("SELECT count(*) FROM messages");
+  return failure + "\nintegrity " +
+         (raw.integer("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'") ==
+                  1
+              ? "ok"
+              : "broken") +
+         ", " +
+         (kept == static_cast<std::int64_t>(committed) ? "every committed message kept"
+                                                       : std::to_string(kept) + " kept");
+}
+
+// ---- rows edited behind the store's back ----
+
+/// The three messages stored, `damage` done to m2's row by another program, then the room read
+/// as a page and as an observed list.
+Scene damaged(std::string damage) {
+  return [damage](const fs::path& file) {
+    storeThree(file);
+    RawDatabase(file).execute(damage + " WHERE message_id = 'm2'");
+    auto repository = openStore(file);
+    Recorder<std::vector<UnreadableRow>> reports;
+    const auto reporting = reports.subscribeTo(repository->observeUnreadableRows());
+    Recorder<Messages> observed;
+    const auto observing = observed.subscribeTo(repository->observeChatMessages("r1"));
+    const Messages page = roomOf(*repository);
+    drain(*repository);
+    const auto list = observed.values().at(0);
+    // The list and the page each report the row, alike.
+    const auto values = reports.values();
+    const bool alike = values.size() == 2 && described({}, values[0]) == described({}, values[1]);
+    return described(page, values.at(0)) + (alike ? "" : "; the two reads reported otherwise") +
+           (list == page ? "" : "; the observed list differs: " + idsIn(list));
+  };
+}
+
+const char* const kReadOnlyRefusals =
+    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and receive "
+    "writes to it\n"
+    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
+    "deleteMessage writes to it\n"
+    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
+    "retrieveChatMessages with a lurker token writes to it\n"
+    "observed 1 list, read m1 m2 m3";
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, StoreFaultTest,
+    ::testing::Values(
+        FaultCase{"processesCreatingOneNewFileAtOnce", createTogetherAgainAndAgain,
+                  "4 of 4 opened, 4 kept"},
+        FaultCase{"aFileThatCannotBeWritten",
+                  [](const fs::path& file) { return readOnlyRead(Denied::file, file); },
+                  "read m1 m2 m3; the folder holds messages.db"},
+        FaultCase{"aFolderThatCannotBeWritten",
+                  [](const fs::path& file) { return readOnlyRead(Denied::folder, file); },
+                  "read m1 m2 m3; the folder holds messages.db"},
+        FaultCase{"aFolderThatCannotBeWrittenHoldingAFileLeftInWALMode", readOnlyLeftLogged,
+                  "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
+                  "(open elsewhere, or not closed cleanly), which needs files beside it that a "
+                  "read-only open cannot make here; open it once for writing"},
+        FaultCase{"aReadOnlyOpen", readOnlyChangesNothing,
+                  "still sending, the file unchanged, the folder holds messages.db"},
+        FaultCase{"writesToAReadOnlyStore", readOnlyWrites, kReadOnlyRefusals},
+        FaultCase{"aReadOnlyOpenOfAMissingFile", readOnlyOpenOf([](const fs::path&) {}),
+                  "database (lasting): DIR/messages.db: cannot open: unable to open database "
+                  "file (No such file or directory)\nthe folder holds nothing"},
+        FaultCase{"aReadOnlyOpenOfAnEmptyFile",
+                  readOnlyOpenOf([](const fs::path& file) { std::ofstream{file}; }),
+                  "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
+                  "which a read-only open does not make; open it once for writing\n"
+                  "the folder holds messages.db"},
+        FaultCase{"aReadOnlyOpenOfAnOlderSchema", readOnlyOpenOf(writeFirstVersion),
+                  "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
+                  "and needs an upgrade to version 2, which a read-only open does not make; open "
+                  "it once for writing\nthe folder holds messages.db"},
+        FaultCase{"aCleanClose", closeAlone,
+                  "the folder held messages.db; a copy of the file alone reads m1 m2 m3"},
+        FaultCase{"aCloseWhileAnotherProcessReads", closeBesideAReader,
+                  "0 before; a copy of the file alone holds 3"},
+        FaultCase{"aFullDisk",
+                  [](const fs::path& file) {
+                    return receiveUntilTheDiskFails(
+                        file, [](FaultyDisk& disk) { disk.leaveFree(256 * 1024); });
+                  },
+                  "full (lasting): DIR/messages.db: database or disk is full (while committing)\n"
+                  "then reads all that was committed; healed, takes the batch again: 100 added\n"
+                  "integrity ok, every committed message kept"},
+        FaultCase{"aDiskThatFailsEveryWrite",
+                  [](const fs::path& file) {
+                    return receiveUntilTheDiskFails(
+                        file, [](FaultyDisk& disk) { disk.failWritesWith(SQLITE_IOERR_WRITE); });
+                  },
+                  "database (lasting): DIR/messages.db: disk I/O error (while committing)\n"
+                  "then reads all that was committed; healed, takes the batch again: 100 added\n"
+                  "integrity ok, every committed message kept"},
+        FaultCase{"aDateThatIsText", damaged("UPDATE messages SET created_at = 'yesterday'"),
+                  "read m1 m3; unreadable m2 at createdAt: typeMismatch"},
+        FaultCase{"aDateThatIsABlob", damaged("UPDATE messages SET updated_at = x'00'"),
+                  "read m1 m3; unreadable m2 at updatedAt: typeMismatch dated"},
+        FaultCase{"aViewCountThatIsNotWhole", damaged("UPDATE messages SET view_count = 2.5"),
+                  "read m1 m3; unreadable m2 at viewCount: typeMismatch dated"},
+        FaultCase{"aBodyThatIsNotJSON", damaged("UPDATE messages SET body = '{\"text\":'"),
+                  "read m1 m3; unreadable m2 at body: dataCorrupted dated"},
+        FaultCase{"aBodyOfTheWrongShape", damaged("UPDATE messages SET body = '{\"text\":5}'"),
+                  "read m1 m3; unreadable m2 at body: typeMismatch dated"},
+        FaultCase{"anUnknownBodyKind", damaged("UPDATE messages SET body_kind = 'fax'"),
+                  "read m1 m3; unreadable m2 at body: dataCorrupted dated"},
+        FaultCase{"anUnknownMessageKind", damaged("UPDATE messages SET type = 'fax'"),
+                  "read m1 m3; unreadable m2 at type: dataCorrupted dated"},
+        FaultCase{"anAuthorWithoutID",
+                  damaged("UPDATE messages SET author = '{\"firstName\":\"A\"}'"),
+                  "read m1 m3; unreadable m2 at user: keyNotFound dated"},
+        FaultCase{"aSentStatusOutOfRange", damaged("UPDATE messages SET sent_status = 7"),
+                  "read m1 m3; unreadable m2 at sentStatus: dataCorrupted dated"},
+        FaultCase{"aSentStatusThatIsText", damaged("UPDATE messages SET sent_status = 'sent'"),
+                  "read m1 m3; unreadable m2 at sentStatus: dataCorrupted dated"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tovanel::chat::store::test
