@@ -168,12 +168,12 @@ void Database::useWriteAheadLog() {
       return;
     } catch (const StoreError& error) {
       if (error.code() == StoreError::Code::readOnly) {
-        // The file itself may be written (see the constructor): the log cannot be made beside it.
+        // The file itself may be written (see the constructor): the log cannot be beside it.
         throw StoreError(StoreError::Code::readOnly,
                          path_.string() +
-                             ": cannot open for writing: its folder is read-only, and the store "
-                             "keeps its write-ahead log beside the file (it can be opened "
-                             "read-only)");
+                             ": cannot open for writing: the write-ahead log cannot be made "
+                             "beside the file (its folder, or a -wal or -shm file there, is "
+                             "read-only); it can be opened read-only");
       }
       if (error.code() != StoreError::Code::busy || std::chrono::steady_clock::now() > deadline) {
         throw;

@@ -35,8 +35,15 @@ class StoreFaultTest : public ::testing::TestWithParam<FaultCase> {
   TemporaryFolder folder;
 };
 
+/// Thrown by a scene that needs write access taken away where nothing can take it from root.
+struct CannotDenyWriting {};
+
 TEST_P(StoreFaultTest, isSeenAsExpected) {
-  EXPECT_EQ(GetParam().scene(folder / "messages.db"), GetParam().seen);
+  try {
+    EXPECT_EQ(GetParam().scene(folder / "messages.db"), GetParam().seen);
+  } catch (const CannotDenyWriting&) {
+    GTEST_SKIP() << "running as root, and the user nobody cannot be taken on here";
+  }
 }
 
 // ---- what the scenes share ----
@@ -220,12 +227,15 @@ std::string withoutWriting(Denied what, const fs::path& file,
   }
   // Root's files as nobody sees them: the one of the two that stays writable is opened to all.
   fs::permissions(what == Denied::file ? folder : file, fs::perms::all, fs::perm_options::add);
-  return inChildProcess(scene, [] {
+  const char* const kCannot = "cannot become nobody";
+  const std::string seen = inChildProcess(scene, [&] {
     constexpr uid_t kNobody = 65534;
     if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
-      throw std::runtime_error("cannot become nobody");
+      throw std::runtime_error(kCannot);
     }
   });
+  if (seen == std::string("threw: ") + kCannot) throw CannotDenyWriting{};
+  return seen;
 }
 
 /// A read-only open of a store holding three messages, read whole.
@@ -431,11 +441,12 @@ INSTANTIATE_TEST_SUITE_P(
                   [](const fs::path& file) { return writableOpen(Denied::file, file); },
                   "readOnly (lasting): DIR/messages.db: cannot open for writing: the file is "
                   "read-only (it can be opened read-only); the folder holds messages.db"},
-        FaultCase{"openingForWritingInAFolderThatCannotBeWritten",
-                  [](const fs::path& file) { return writableOpen(Denied::folder, file); },
-                  "readOnly (lasting): DIR/messages.db: cannot open for writing: its folder is "
-                  "read-only, and the store keeps its write-ahead log beside the file (it can be "
-                  "opened read-only); the folder holds messages.db"},
+        FaultCase{
+            "openingForWritingInAFolderThatCannotBeWritten",
+            [](const fs::path& file) { return writableOpen(Denied::folder, file); },
+            "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead log "
+            "cannot be made beside the file (its folder, or a -wal or -shm file there, is "
+            "read-only); it can be opened read-only; the folder holds messages.db"},
         FaultCase{"aFolderThatCannotBeWrittenHoldingAFileLeftInWALMode", readOnlyLeftLogged,
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
