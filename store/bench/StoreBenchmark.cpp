@@ -26,15 +26,14 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CorpusGenerator.hpp"
-#include "Envelope.hpp"
 #include "ImportFloor.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -57,8 +56,8 @@ const std::string& corpusText() {
 
 Messages decode(const std::string& text) {
   Messages decoded;
-  std::istringstream input(text);
-  tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+  auto input = exports::Input::fromText(text);
+  exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
     if (!result.message) throw std::runtime_error("the corpus does not decode");
     decoded.push_back(*result.message);
   });
@@ -195,13 +194,13 @@ void BM_ImportExport(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     auto repository = openStore(scratch().fresh("export.db"));
-    std::istringstream input(text);
+    auto input = exports::Input::fromText(text);
     cpu.start();
     state.ResumeTiming();
     Messages batch;
     std::optional<Future<ReceiveCounts>> writing;
     count = 0;
-    tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
       batch.push_back(*result.message);
       ++count;
       if (batch.size() == 1000) {
