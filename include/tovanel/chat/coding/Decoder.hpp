@@ -82,10 +82,8 @@ struct KeyTableOf {
 /// refers to the decode call's document and to the keys it names, so it is used within that call.
 class [[nodiscard]] Status {
  public:
-  /// Success.
   Status() noexcept = default;
 
-  /// True on success.
   explicit operator bool() const noexcept { return reason_ == Reason::none; }
 
   /// Throws the error this failure stands for: a DecodingError, or the library error (or the
