@@ -153,6 +153,14 @@ std::vector<ToolRow> toolRows() {
       "seq 20000 | sed " +
       quoted("s/.*/" + envelope("m&", "r1", "{\"text\":\"" + std::string(400, 'x') + "\"}") + "/") +
       " > " + scratch("many.ndjson") + "; ";
+  // Thirty thousand messages a second apart, so that a page of the store holds a thousand.
+  const std::string secondsApart =
+      R"awk(awk 'BEGIN { for (i = 0; i < 30000; i++) printf "{\"messageId\":\"m%d\",\"roomId\":\"r1\",)awk"
+      R"awk(\"type\":\"text\",\"body\":{\"text\":\"%0200d\"},\"user\":{\"id\":\"u1\",)awk"
+      R"awk(\"firstName\":\"A\",\"lastName\":\"B\",\"followerCount\":0,\"followingCount\":0},)awk"
+      R"awk(\"createdAt\":\"2026-11-22T%02d:%02d:%02dZ\"}\n", i, i, i / 3600, i / 60 % 60, i % 60 }')awk"
+      " > " +
+      scratch("paged.ndjson") + "; ";
   const std::string bigRoom = "yes " + quoted(good) + " | head -n 5000 > " + scratch("big") + "; ";
 
   std::vector<ToolRow> rows{
@@ -341,6 +349,13 @@ std::vector<ToolRow> toolRows() {
        "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n"
        "10:00  @anna hi again\n",
        ""},
+      // Memory holds a page of the store, not the room (a sanitizer's quarantine would hold all).
+      {"RoomOfAStorePagesInFlatMemory",
+       "sh:" + secondsApart + "\"$TOOL\" import " + scratch("paged.ndjson") + " --db " +
+           scratch("paged.db") +
+           " >/dev/null; ASAN_OPTIONS=quarantine_size_mb=0 \"$TOOL\" room --db " +
+           scratch("paged.db") + " --room r1 | tail -n 1",
+       "", 0, "08:19  deleted account " + std::string(195, '0') + "29999\n", "", Out::exact, 16},
       {"ImportShowsProgressOnATerminal",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
        "\rimported 2 messages...", "", Out::contains, 0, true},
