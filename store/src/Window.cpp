@@ -14,6 +14,9 @@ std::optional<double> secondsOf(const std::optional<Date>& date) noexcept {
   return date->timeIntervalSinceReferenceDate();
 }
 
+const std::string& idOf(const ChatMessage& message) noexcept { return message.messageID; }
+const std::string& idOf(const Unreadable& unreadable) noexcept { return unreadable.row.messageID; }
+
 template <class R>
 bool inRoomOrder(const R& a, const R& b) noexcept {
   return placeOf(a) < placeOf(b);
@@ -70,9 +73,7 @@ void Window::fill(RowReader& reader, const std::string& roomID) {
 
 bool Window::apply(const std::string& roomID, const RoomChanges& changes, RowReader& reader) {
   // Every touched row leaves; those the commit left in the room come back as they now are.
-  const auto touched = [&](const auto& row) {
-    return changes.contains(std::string(placeOf(row).messageID));
-  };
+  const auto touched = [&](const auto& row) { return changes.contains(idOf(row)); };
   bool changed = std::erase_if(messages_, touched) + std::erase_if(unreadable_, touched) > 0;
 
   std::vector<Place> arriving;
@@ -92,9 +93,11 @@ bool Window::apply(const std::string& roomID, const RoomChanges& changes, RowRea
     const auto start = places.begin() + static_cast<std::ptrdiff_t>(total - size_);
     std::nth_element(places.begin(), start, places.end());
     // Without a date the start is older than any date: the window keeps the whole room.
-    if (const auto floor = start->createdAt) {
-      changed |= cutBelow(*floor);
-      std::erase_if(arriving, [&](const Place& place) { return place.olderThan(*floor); });
+    if (start->createdAt || start->afterDates) {
+      const double floor =
+          start->afterDates ? std::numeric_limits<double>::infinity() : *start->createdAt;
+      changed |= cutBelow(floor);
+      std::erase_if(arriving, [&](const Place& place) { return place.olderThan(floor); });
       floor_ = floor;
     }
   }
