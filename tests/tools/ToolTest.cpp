@@ -351,10 +351,9 @@ std::vector<ToolRow> toolRows() {
        ""},
       // Memory holds a page of the store, not the room (a sanitizer's quarantine would hold all).
       {"RoomOfAStorePagesInFlatMemory",
-       "sh:" + secondsApart + "\"$TOOL\" import " + scratch("paged.ndjson") + " --db " +
-           scratch("paged.db") +
-           " >/dev/null; ASAN_OPTIONS=quarantine_size_mb=0 \"$TOOL\" room --db " +
-           scratch("paged.db") + " --room r1 | tail -n 1",
+       "sh:export ASAN_OPTIONS=quarantine_size_mb=0; " + secondsApart + "\"$TOOL\" import " +
+           scratch("paged.ndjson") + " --db " + scratch("paged.db") +
+           " >/dev/null; \"$TOOL\" room --db " + scratch("paged.db") + " --room r1 | tail -n 1",
        "", 0, "08:19  deleted account " + std::string(195, '0') + "29999\n", "", Out::exact, 16},
       {"ImportShowsProgressOnATerminal",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
