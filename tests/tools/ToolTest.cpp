@@ -88,10 +88,13 @@ TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   }
   EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
   EXPECT_EQ(lineCount(run.err), row.errPrefix.empty() ? 0 : 1) << run.err;
+  // A sanitizer's shadow memory and quarantine grow with what the tool allocates and frees.
+#ifndef TOVANEL_SANITIZED
   if (row.growthMiB > 0) {
     EXPECT_LT(run.peakResidentKiB, smallRunPeakKiB() + row.growthMiB * 1024)
         << "a small run peaks at " << smallRunPeakKiB() << " KiB";
   }
+#endif
 }
 
 std::string envelope(const std::string& id, const std::string& room, const std::string& body,
@@ -349,11 +352,11 @@ std::vector<ToolRow> toolRows() {
        "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n"
        "10:00  @anna hi again\n",
        ""},
-      // Memory holds a page of the store, not the room (a sanitizer's quarantine would hold all).
+      // Memory holds a page of the store, not the room.
       {"RoomOfAStorePagesInFlatMemory",
-       "sh:export ASAN_OPTIONS=quarantine_size_mb=0; " + secondsApart + "\"$TOOL\" import " +
-           scratch("paged.ndjson") + " --db " + scratch("paged.db") +
-           " >/dev/null; \"$TOOL\" room --db " + scratch("paged.db") + " --room r1 | tail -n 1",
+       "sh:" + secondsApart + "\"$TOOL\" import " + scratch("paged.ndjson") + " --db " +
+           scratch("paged.db") + " >/dev/null; \"$TOOL\" room --db " + scratch("paged.db") +
+           " --room r1 | tail -n 1",
        "", 0, "08:19  deleted account " + std::string(195, '0') + "29999\n", "", Out::exact, 16},
       {"ImportShowsProgressOnATerminal",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
