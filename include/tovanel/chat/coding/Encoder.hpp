@@ -58,7 +58,7 @@ namespace coding::detail {
 /// objects still open when keys are sorted.
 class EncodingRun {
  public:
-  EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
+  TOVANEL_CHAT_API EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
   EncodingRun(const EncodingRun&) = delete;
   EncodingRun& operator=(const EncodingRun&) = delete;
 
