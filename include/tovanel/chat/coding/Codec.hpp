@@ -67,12 +67,12 @@ struct Unfilled {
 /// operations that give no private part away are public: each makes a record only by decoding
 /// it, and reads or writes fields only through the record's own table.
 struct Access {
-  /// Decodes a new T.
+  /// Decodes a new T, in the object returned; throws the failure.
   template <class T>
-  static Result<T> decodeNew(const Decoder& decoder) {
+  static T decodeNew(const Decoder& decoder) {
     T out = construct<T>();
-    if (Status status = Codec<T>::tryDecode(decoder, out); !status) return status;
-    return Result<T>(std::move(out));
+    if (Status status = Codec<T>::tryDecode(decoder, out); !status) status.raise();
+    return out;
   }
   /// Decodes into `out` the value found (a required key's, an element's): made in place.
   template <class T>
@@ -274,9 +274,7 @@ T Decoder::decode() const {
   if constexpr (coding::ThrowingDecodable<T>) {
     return T::decode(*this);
   } else {
-    auto value = coding::Access::decodeNew<T>(*this);
-    if (!value) value.status().raise();
-    return std::move(*value);
+    return coding::Access::decodeNew<T>(*this);
   }
 }
 
