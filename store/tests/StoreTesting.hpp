@@ -186,6 +186,13 @@ inline std::vector<std::string> idsOf(const Messages& messages) {
   return ids;
 }
 
+/// The messages' identifiers, separated by spaces.
+inline std::string idsIn(const Messages& messages) {
+  std::string text;
+  for (const auto& message : messages) text += (text.empty() ? "" : " ") + message.messageID;
+  return text;
+}
+
 /// Raw SQL on a store's file while no repository has it open, as another program would.
 class RawDatabase {
  public:

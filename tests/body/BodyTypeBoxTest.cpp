@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "support/RecordTables.hpp"
-#include "support/RecordingHasher.hpp"
 #include "tovanel/chat/body/Body.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
 
@@ -149,9 +148,15 @@ TEST(BodyHandOff, PreparingAgainInstallsOneFreshEmptyBox) {
   EXPECT_EQ(first->value, BodyType::url);  // the old box is merely unreachable
 }
 
-TEST(BodyHandOff, TheMissingKindErrorIsOneEqualValueHashedAsWordZero) {
-  EXPECT_EQ(Body::BodyDecodingError{}, Body::BodyDecodingError{});
-  EXPECT_EQ(test::hashLine(Body::BodyDecodingError{}), "w0");
+// Decoding a kind is not handing it over: the box stays empty, and a failure writes no line.
+TEST(BodyHandOff, DecodingAKindLeavesTheBoxAloneAndWritesNothing) {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  EXPECT_EQ(decoder.decode<BodyType>(R"("text")"), BodyType::text);
+  EXPECT_EQ(bodyType(decoder.userInfo)->value, std::nullopt);
+  const auto captured = test::captureStdout([&] { decoder.decode<BodyType>(R"("Text")"); });
+  EXPECT_TRUE(test::errorAs<DecodingError>(captured.error));
+  EXPECT_EQ(captured.out, "");
 }
 
 TEST(BodyHandOff, AFailingBodyInsideARecordKeepsTheFullPath) {
