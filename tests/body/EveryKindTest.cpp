@@ -49,6 +49,12 @@ std::vector<KindRow> kindRows() {
       {B::video, R"({"video":null})", "{}"},
       {B::youtube, R"({"viewCount":"7","duration":"PT4M13S","title":5,"id":"x"})",
        R"({"id":"x","duration":253,"viewCount":"7"})"},
+      {B::youtube,
+       R"({"url":"https://youtu.be/x","id":"x","title":"Title","image":{"width":640},)"
+       R"("duration":253,"type":"video","description":"About","video":{"url":"v","duration":253},)"
+       R"("channelTitle":"Channel","originalUrl":"o","site_name":"YouTube","favicon":"f",)"
+       R"("viewCount":"1200"})",
+       ""},
       {B::location,
        R"({"text":"here","originalUrl":"https://maps.example/1","name":"Square",)"
        R"("description":"A square","location":{"long":-0.1,"lat":51.5},)"

@@ -133,6 +133,7 @@ std::vector<test::CodingRow> eventRows() {
   const auto added = read<AddedInfoBody>, title = read<RoomTitleInfoBody>;
   const auto created = read<RoomCreatedInfoBody>, call = read<RoomCallSummaryInfoBody>;
   const auto request = read<RoomRequestCreatedInfoBody>, present = read<UserPresentInfoBody>;
+  // Every record written back whole, in key order, is in EveryKindTest.cpp.
   return {
       // the five membership events share one record
       {"membership: nothing at all", added, "{}", "{}"},
@@ -158,8 +159,6 @@ std::vector<test::CodingRow> eventRows() {
        R"({"title":"New","previously":{}})"},
       {"title: a previous title of a wrong type", title, R"({"previously":{"title":1}})",
        "typeMismatch at previously.title"},
-      {"topic: keys in order", read<RoomTopicInfoBody>, R"({"topic":"Talk","type":"room_topic"})",
-       R"({"type":"room_topic","topic":"Talk"})"},
       {"created: both settings in key order", created,
        R"({"accessibility":"open","visibility":"everyone","title":"Lobby"})",
        R"({"visibility":"everyone","accessibility":"open","title":"Lobby"})"},
@@ -178,22 +177,12 @@ std::vector<test::CodingRow> eventRows() {
        R"({"request":{"_id":"r1","__v":2,"appId":"a"}})"},
       {"request: field names are not keys", request,
        R"({"request":{"id":"r1","version":2,"appID":"a"}})", R"({"request":{}})"},
-      {"request: every field in declaration order", request,
-       R"({"request":{"metadata":{"previouslyAcceptedCount":0},"updatedAt":5.5,)"
-       R"("state":"open","isInvite":true,"createdAt":1.25,"appId":"a","__v":1,)"
-       R"("user":"u","type":"t","room":"r","_id":"i"}})",
-       R"({"request":{"_id":"i","room":"r","type":"t","user":"u","__v":1,"appId":"a",)"
-       R"("createdAt":1.25,"isInvite":true,"state":"open","updatedAt":5.5,)"
-       R"("metadata":{"previouslyAcceptedCount":0}}})"},
       {"request: an invitation flag given as text", request, R"({"request":{"isInvite":"true"}})",
        "typeMismatch at request.isInvite"},
       {"request: a count given as text", request,
        R"({"request":{"metadata":{"previouslyAcceptedCount":"1"}}})",
        "typeMismatch at request.metadata.previouslyAcceptedCount"},
       // the presence event is strict around its tolerant media
-      {"present: keys in order", present,
-       R"({"media":{},"mediaType":"image","type":"user_present"})",
-       R"({"type":"user_present","mediaType":"image","media":{}})"},
       {"present: a media type unlike the media's kind", present,
        R"({"mediaType":"audio","media":{"type":"hint"}})",
        R"({"mediaType":"audio","media":{"type":"hint"}})"},
