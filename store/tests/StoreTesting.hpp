@@ -238,17 +238,6 @@ inline void writeFirstVersion(const fs::path& path) {
       "\"followingCount\":2}', NULL, 0, 0)");
 }
 
-/// The description of a failure, whatever was thrown.
-inline std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "?";
-  }
-}
-
 /// A test with a store file of its own, opened with the local user kMe and a manual transport.
 class StoreTest : public ::testing::Test {
  protected:

@@ -1,5 +1,5 @@
-// The message records: the user, read and written; ChatMessage, MessageSentStatus and
-// NewChatMessage, which have no JSON form.
+// The message records: the user, read and written; ChatMessage and MessageSentStatus, which have
+// no JSON form.
 
 #include "tovanel/chat/message/ChatMessage.hpp"
 
@@ -20,7 +20,6 @@
 #include "support/RecordingHasher.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
 #include "tovanel/chat/message/MessageSentStatus.hpp"
-#include "tovanel/chat/message/NewChatMessage.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -157,10 +156,6 @@ TEST(ChatMessageEquality, EveryFieldTakesPartAndHashesFollow) {
   plus.createdAt = Date::sinceReferenceDate(0.0), minus.createdAt = Date::sinceReferenceDate(-0.0);
   plus.clientID = "caf\u00e9", minus.clientID = "cafe\u0301";
   EXPECT_TRUE(plus == minus && test::hashLine(plus) == test::hashLine(minus));
-}
-
-TEST(NewChatMessage, OfATextIsATextBody) {
-  EXPECT_EQ(NewChatMessage("r-1", TextBody("hi", std::nullopt)).body, Body(TextBody("hi", {})));
 }
 
 TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
