@@ -1,15 +1,18 @@
 // The message store under load: importing the generated 200,000-message export (one transaction
-// per batch), and fetching one page of 50 from the middle of a 200,000-message room.
+// per batch), with and without the search index; fetching one page of 50 from the middle of a
+// 200,000-message room; and the first page of 50 hits of common searches, on the export and on a
+// store of 1,000,000 messages that the run builds first (a minute or two).
 //
 //   build/release/store/bench/tovanel-chat-store-bench
 //
-// TOVANEL_BENCH_MESSAGES sets another corpus size. The files live in the system's temporary
-// folder and are removed at the end.
+// TOVANEL_BENCH_MESSAGES sets another corpus size, TOVANEL_BENCH_LARGE_STORE the size of the large
+// store. The files live in the system's temporary folder and are removed at the end.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -22,6 +25,8 @@
 
 #include "CorpusGenerator.hpp"
 #include "Envelope.hpp"
+#include "Store.hpp"
+#include "Worker.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -31,10 +36,12 @@ namespace {
 namespace fs = std::filesystem;
 using Messages = std::vector<ChatMessage>;
 
-std::size_t corpusSize() {
-  const char* text = std::getenv("TOVANEL_BENCH_MESSAGES");
-  return text != nullptr ? std::stoul(text) : 200000;
+std::size_t sizeFrom(const char* variable, std::size_t otherwise) {
+  const char* text = std::getenv(variable);
+  return text != nullptr ? std::stoul(text) : otherwise;
 }
+
+std::size_t corpusSize() { return sizeFrom("TOVANEL_BENCH_MESSAGES", 200000); }
 
 /// The export as newline-delimited envelopes.
 const std::string& corpusText() {
@@ -42,17 +49,19 @@ const std::string& corpusText() {
   return text;
 }
 
+Messages decode(const std::string& text) {
+  Messages decoded;
+  std::istringstream input(text);
+  tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    if (!result.message) throw std::runtime_error("the corpus does not decode");
+    decoded.push_back(*result.message);
+  });
+  return decoded;
+}
+
 /// The export's messages, decoded once.
 const Messages& corpus() {
-  static const Messages messages = [] {
-    Messages decoded;
-    std::istringstream input(corpusText());
-    tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
-      if (!result.message) throw std::runtime_error("the corpus does not decode");
-      decoded.push_back(*result.message);
-    });
-    return decoded;
-  }();
+  static const Messages messages = decode(corpusText());
   return messages;
 }
 
@@ -129,6 +138,44 @@ BENCHMARK(BM_ImportDecodedMessages)
     ->UseRealTime()
     ->Iterations(3);
 
+// The same on the store's own thread, with the search index kept and without it (arg 0): what the
+// index costs an import, in time and in the file's size.
+void BM_ImportSearchIndex(benchmark::State& state) {
+  const Messages& messages = corpus();
+  const bool indexed = state.range(0) != 0;
+  std::uintmax_t bytes = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const auto path = scratch().fresh(indexed ? "indexed.db" : "unindexed.db");
+    auto worker = std::make_unique<detail::Worker>();
+    auto store = std::make_unique<detail::Store>(*worker, kMe, Transport());
+    store->open(path, detail::Database::Access::readWrite);
+    store->indexForSearch(indexed);
+    state.ResumeTiming();
+    for (std::size_t start = 0; start < messages.size(); start += 1000) {
+      const auto end = std::min(messages.size(), start + 1000);
+      store->receive(Messages(messages.begin() + static_cast<std::ptrdiff_t>(start),
+                              messages.begin() + static_cast<std::ptrdiff_t>(end)));
+    }
+    state.PauseTiming();
+    store->close();
+    store.reset();
+    worker->stop();
+    bytes = fs::file_size(path);
+    if (indexed) fs::copy_file(path, "/tmp/ftsx/indexed.db", fs::copy_options::overwrite_existing);
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
+  state.counters["MB"] = static_cast<double>(bytes) / 1e6;
+}
+BENCHMARK(BM_ImportSearchIndex)
+    ->ArgName("indexed")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+
 // The whole import as `tovanel-chat import` runs it: envelopes decoded on this thread while the
 // store writes the previous batch of 1000.
 void BM_ImportExport(benchmark::State& state) {
@@ -160,13 +207,40 @@ void BM_ImportExport(benchmark::State& state) {
 }
 BENCHMARK(BM_ImportExport)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
-// One page of 50 from the middle of the room, through the worker thread and the decoder.
-void BM_PageFromTheMiddle(benchmark::State& state) {
+/// The export imported into a store, once.
+const fs::path& exportStore() {
   static const fs::path path = [] {
     const auto file = scratch().fresh("room.db");
     receiveInBatches(*openStore(file), corpus(), 1000);
     return file;
   }();
+  return path;
+}
+
+/// A store of TOVANEL_BENCH_LARGE_STORE (1,000,000) generated messages, built once, in batches of
+/// 10,000 decoded as they are stored: the decoded messages of the whole store would not fit in
+/// the memory of a small machine.
+const fs::path& largeStore() {
+  static const fs::path path = [] {
+    const auto file = scratch().fresh("large.db");
+    auto repository = openStore(file);
+    const std::size_t size = sizeFrom("TOVANEL_BENCH_LARGE_STORE", 1000000);
+    for (std::size_t first = 0; first < size; first += 10000) {
+      std::string text;
+      for (std::size_t i = first; i < std::min(size, first + 10000); ++i) {
+        text += chat::bench::generateEnvelope(2026, i);
+        text += '\n';
+      }
+      waitFor(repository->receive(decode(text)));
+    }
+    return file;
+  }();
+  return path;
+}
+
+// One page of 50 from the middle of the room, through the worker thread and the decoder.
+void BM_PageFromTheMiddle(benchmark::State& state) {
+  const fs::path& path = exportStore();
   const Messages& messages = corpus();
   const std::string roomID = messages.front().roomID;
   // The corpus is one room whose dates cycle through four weeks: the date of its middle message
@@ -183,6 +257,46 @@ void BM_PageFromTheMiddle(benchmark::State& state) {
   state.counters["room"] = static_cast<double>(messages.size());
 }
 BENCHMARK(BM_PageFromTheMiddle)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+// Searches as people type them, against the generated texts (a vocabulary of two dozen words, so
+// every word of it is common): a username, which about one message in 500 has; a word that most
+// texts hold; two words in a row; the beginning of a word; a common word in one room.
+struct Query {
+  const char* name;
+  const char* text;
+  bool inRoom;
+};
+constexpr std::array<Query, 5> kQueries{{
+    {"rare", "user137", false},
+    {"common", "coffee", false},
+    {"phrase", "\"train was\"", false},
+    {"prefix", "tomor*", false},
+    {"commonInRoom", "coffee", true},
+}};
+
+// The first page of 50 hits, through the worker thread, the decoder and the highlighting.
+void search(benchmark::State& state, const fs::path& path) {
+  const Query& query = kQueries[static_cast<std::size_t>(state.range(0))];
+  state.SetLabel(query.name);
+  auto repository = SqliteChatMessageRepository::openReadOnly(path);
+  SearchOptions options;
+  options.limit = 50;
+  if (query.inRoom) options.roomID = corpus().front().roomID;
+  std::size_t hits = 0;
+  for (auto _ : state) {
+    const SearchResults results = waitFor(repository->search(query.text, options));
+    hits = results.hits.size();
+    benchmark::DoNotOptimize(results.hits.data());
+  }
+  state.counters["hits"] = static_cast<double>(hits);
+  state.counters["MB"] = static_cast<double>(fs::file_size(path)) / 1e6;
+}
+
+void BM_SearchExport(benchmark::State& state) { search(state, exportStore()); }
+BENCHMARK(BM_SearchExport)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
+
+void BM_SearchLargeStore(benchmark::State& state) { search(state, largeStore()); }
+BENCHMARK(BM_SearchLargeStore)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tovanel::chat::store::bench

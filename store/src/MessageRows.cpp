@@ -134,7 +134,8 @@ ChatMessage MessageRows::read(const Statement& row) {
                      std::move(user), row.optionalInteger(kViewCount), *status);
 }
 
-void MessageRows::bind(Statement& upsert, const ChatMessage& message, bool unconfirmed) {
+void MessageRows::bind(Statement& upsert, const ChatMessage& message, bool unconfirmed,
+                       std::optional<std::int64_t> searchKey) {
   body_.clear();
   encoder_.encode(message.body, body_);
   author_.clear();
@@ -149,7 +150,7 @@ void MessageRows::bind(Statement& upsert, const ChatMessage& message, bool uncon
               storedSeconds(message.createdAt, named("createdAt")),
               storedSeconds(message.updatedAt, named("updatedAt")), author_, message.viewCount,
               static_cast<std::int64_t>(rawValue(message.sentStatus)),
-              static_cast<std::int64_t>(unconfirmed ? 1 : 0));
+              static_cast<std::int64_t>(unconfirmed ? 1 : 0), searchKey);
 }
 
 }  // namespace tovanel::chat::store::detail

@@ -40,14 +40,14 @@ enum MessageColumn : int {
 /// Stores a message, replacing the one with its messageID; MessageRows::bind binds it.
 inline constexpr const char* kUpsertMessage =
     "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, event_kind, body, "
-    "created_at, updated_at, author, view_count, sent_status, unconfirmed) "
-    "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13) "
+    "created_at, updated_at, author, view_count, sent_status, unconfirmed, search_key) "
+    "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14) "
     "ON CONFLICT (message_id) DO UPDATE SET room_id = excluded.room_id, "
     "client_id = excluded.client_id, type = excluded.type, body_kind = excluded.body_kind, "
     "event_kind = excluded.event_kind, body = excluded.body, created_at = excluded.created_at, "
     "updated_at = excluded.updated_at, author = excluded.author, "
     "view_count = excluded.view_count, sent_status = excluded.sent_status, "
-    "unconfirmed = excluded.unconfirmed";
+    "unconfirmed = excluded.unconfirmed, search_key = excluded.search_key";
 
 /// The error for a NaN date, whose description starts with `what`, the name of the date.
 StoreError nanDate(const std::string& what);
@@ -73,10 +73,11 @@ class MessageRows {
   /// at the message's field (body, user, type, sentStatus, createdAt, updatedAt, viewCount).
   ChatMessage read(const Statement& row);
 
-  /// Binds the message to kUpsertMessage's parameters. Throws EncodingError for a body or author
-  /// that has no JSON form (a NaN coordinate), StoreError invalidDate for a NaN createdAt or
-  /// updatedAt.
-  void bind(Statement& upsert, const ChatMessage& message, bool unconfirmed);
+  /// Binds the message and its key in the search index (SearchIndex::keyFor) to kUpsertMessage's
+  /// parameters. Throws EncodingError for a body or author that has no JSON form (a NaN
+  /// coordinate), StoreError invalidDate for a NaN createdAt or updatedAt.
+  void bind(Statement& upsert, const ChatMessage& message, bool unconfirmed,
+            std::optional<std::int64_t> searchKey);
 
  private:
   JSONDecoder decoder_;

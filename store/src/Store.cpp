@@ -138,6 +138,7 @@ void Store::open(const std::filesystem::path& path, Database::Access access) {
         "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
   }
   statements_ = std::make_unique<Statements>(*database);
+  search_ = std::make_unique<SearchIndex>(*database);
   database_ = std::move(database);
 }
 
@@ -152,6 +153,7 @@ void Store::close() {
   // a task, which finds the store closed.
   inFlight_.clear();
   statements_.reset();
+  search_.reset();
   if (database_ && !readOnly_) database_->checkpointForClosing();
   database_.reset();
 }
@@ -167,14 +169,14 @@ template <class Change>
 void Store::write(Change&& change) {
   Rooms changed;
   Transaction transaction(*database_);
-  change(changed);
-  transaction.commit();
+  search_->commit(transaction, [&] { change(changed); });
   publish(changed);
 }
 
 void Store::store(const ChatMessage& message, bool unconfirmed, Rooms& changed) {
   statements_->ensureRoom.bind(message.roomID).run();
-  rows_.bind(statements_->upsert, message, unconfirmed);
+  rows_.bind(statements_->upsert, message, unconfirmed,
+             indexing_ ? search_->keyFor(message) : std::nullopt);
   statements_->upsert.run();
   changed.insert(message.roomID);
 }
@@ -351,6 +353,14 @@ std::optional<std::string> Store::lurkerToken(const std::string& roomID) {
   auto value = token.step() ? token.optionalText(0) : std::nullopt;
   token.reset();
   return value;
+}
+
+SearchResults Store::search(const std::string& query, const SearchOptions& options) {
+  Transaction transaction(*database_, Transaction::Mode::read);
+  SearchIndex::Page page = search_->search(query, options, rows_);
+  transaction.commit();
+  report(std::move(page.unreadable));
+  return std::move(page.results);
 }
 
 // ---- observing ----
