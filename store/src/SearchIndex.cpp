@@ -86,16 +86,16 @@ std::optional<double> storedDate(const Statement& row, int column) {
   return row.real(column);
 }
 
-// Fields in NFC, separated by a barrier token so that no phrase runs from one field into the
-// next.
+// Fields in their decomposed form, separated by a barrier token so that no phrase runs from one
+// field into the next.
 void appendFields(std::string& out, const std::string_view* begin, const std::string_view* end) {
   for (; begin != end; ++begin) {
     if (begin->empty()) continue;
     if (!out.empty()) out.append(" ").append(kFieldBarrier).append(" ");
-    if (isKnownCanonical(*begin)) {
+    if (isAscii(*begin)) {
       out.append(*begin);
     } else {
-      out.append(canonicalForm(*begin));
+      out.append(decomposed(*begin));
     }
   }
 }

@@ -1,8 +1,10 @@
 #include "SearchText.hpp"
 
 #include <sqlite3.h>
+#include <utf8proc.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -92,6 +94,17 @@ SearchableText searchableText(const ChatMessage& message, std::string& nameBuffe
 
 // ---- words ----
 
+std::string decomposed(std::string_view text) {
+  utf8proc_uint8_t* out = nullptr;
+  const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                 static_cast<utf8proc_ssize_t>(text.size()), &out,
+                                 static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
+  if (size < 0) return std::string(text);  // not UTF-8: kept as it is
+  std::string result(reinterpret_cast<const char*>(out), static_cast<std::size_t>(size));
+  std::free(out);
+  return result;
+}
+
 WordSplitter::WordSplitter(sqlite3* connection) {
   fts5_api* fts5 = nullptr;
   sqlite3_stmt* statement = nullptr;
@@ -135,17 +148,17 @@ std::vector<WordSplitter::Word> WordSplitter::tokenize(std::string_view text) co
 
 std::vector<WordSplitter::Word> WordSplitter::split(std::string_view text) const {
   std::vector<Word> words = tokenize(text);
-  if (isKnownCanonical(text)) return words;
-  // The index holds the NFC form: fold each word from its own NFC form, keeping its span.
+  if (isAscii(text)) return words;
+  // The index holds the decomposed form: fold each word from its own, keeping its span.
   std::vector<Word> folded;
   folded.reserve(words.size());
   for (const Word& word : words) {
     const std::string_view original = text.substr(word.begin, word.end - word.begin);
-    if (isKnownCanonical(original)) {
+    if (isAscii(original)) {
       folded.push_back(word);
       continue;
     }
-    for (Word& part : tokenize(canonicalForm(original))) {
+    for (Word& part : tokenize(decomposed(original))) {
       folded.push_back(Word{std::move(part.folded), word.begin, word.end});
     }
   }
@@ -194,7 +207,7 @@ class QueryParser {
 
   SearchQuery parse() {
     if (!isUtf8(raw_)) fail("it is not UTF-8 text");
-    const std::string text = canonicalForm(raw_);
+    const std::string_view text = raw_;
     std::size_t at = 0;
     while (at < text.size()) {
       const char c = text[at];
@@ -203,7 +216,7 @@ class QueryParser {
       } else if (c == '"') {
         const auto close = text.find('"', at + 1);
         if (close == std::string::npos) fail("a quote is not closed");
-        at = addTerm(std::string_view(text).substr(at + 1, close - at - 1), text, close + 1);
+        at = addTerm(text.substr(at + 1, close - at - 1), text, close + 1);
       } else if (c == '*') {
         fail("a star must end a word or a quoted phrase");
       } else {
@@ -211,7 +224,7 @@ class QueryParser {
         while (end < text.size() && !isSpace(text[end]) && text[end] != '"' && text[end] != '*') {
           ++end;
         }
-        at = addTerm(std::string_view(text).substr(at, end - at), text, end);
+        at = addTerm(text.substr(at, end - at), text, end);
       }
     }
     if (parsed_.terms.empty()) fail("it has no word to search for");
@@ -221,7 +234,7 @@ class QueryParser {
  private:
   // Adds the term whose text ends at `next` in `text`, with the star that may follow; returns
   // where parsing goes on.
-  std::size_t addTerm(std::string_view termText, const std::string& text, std::size_t next) {
+  std::size_t addTerm(std::string_view termText, std::string_view text, std::size_t next) {
     QueryTerm term;
     if (next < text.size() && text[next] == '*') {
       term.prefix = true;

@@ -26,6 +26,11 @@ inline constexpr std::size_t kSearchFieldCount = 9;
 /// Queries never search for it.
 inline constexpr std::string_view kFieldBarrier = "\uE000";
 
+/// The form in which text is indexed and searched: canonically decomposed (NFD), so that
+/// canonically equivalent text is one text, and every diacritic, precomposed or not, is a mark
+/// that the tokenizer drops. Text that is not UTF-8 is kept as it is.
+std::string decomposed(std::string_view text);
+
 /// The searchable text of a message, by field; an empty view for a field it lacks. Views point
 /// into the message, but authorName into `nameBuffer`.
 using SearchableText = std::array<std::string_view, kSearchFieldCount>;
@@ -48,12 +53,12 @@ class WordSplitter {
     std::size_t begin;
     std::size_t end;
   };
-  /// The words of `text`, folded. Canonically equivalent text gives the same folded words: a word
-  /// not in NFC is folded from its NFC form (its span stays that of the text as given).
+  /// The words of `text`, folded as the index folds them: each word from its decomposed form,
+  /// so canonically equivalent text gives the same words; the spans are those of `text`.
   std::vector<Word> split(std::string_view text) const;
 
-  /// Calls `each` with every folded word of `text`, which is in NFC: the words the index holds
-  /// of it. The view lasts for the call.
+  /// Calls `each` with every folded word of `text`, which is decomposed already: the words the
+  /// index holds of it. The view lasts for the call.
   template <class F>
   void forEachWord(std::string_view text, F&& each) const {
     tokenize(text, &each, [](void* context, int, const char* token, int size, int, int) {
