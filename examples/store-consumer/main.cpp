@@ -1,7 +1,8 @@
 // An application's first use of TovanelChatStore: it opens a message store, receives two messages
-// from the service, pages them back and prints them, oldest first; then asks to delete a message
-// that the room does not hold and prints the store's error; last, it opens the closed store
-// read-only, reads the room again and is refused a deletion.
+// from the service, pages them back and prints them, oldest first; observes the room's latest
+// message and pages back from it; then asks to delete a message that the room does not hold and
+// prints the store's error; last, it opens the closed store read-only, reads the room again and
+// is refused a deletion.
 //
 //   store-consumer FOLDER
 //
@@ -75,6 +76,21 @@ int main(int argc, char** argv) {
                 << message.user.atUsername().value_or("a deleted user") << ": "
                 << message.body.get<chat::TextBody>()->text << '\n';
     }
+
+    // [observe]
+    // The room's latest message, then the list again after every change to it, delivered on the
+    // store's thread until `observing` is cancelled or destroyed.
+    const chat::Cancellable observing = repository->observeChatMessages(kRoom, 1).subscribe(
+        [](const std::vector<chat::ChatMessage>& list) {
+          std::string line = "observed:";
+          for (const chat::ChatMessage& message : list) line += ' ' + message.messageID;
+          std::cout << line + '\n';
+        });
+    // Paging back from the oldest message observed widens the window: the observer has the
+    // wider list before the page's future completes.
+    store::waitFor(
+        repository->retrieveChatMessages(kRoom, page.back().createdAt, std::nullopt, 50));
+    // [observe]
 
     // [error]
     try {

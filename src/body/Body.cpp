@@ -1,5 +1,5 @@
 // Body's dispatch: one table row per kind says how its payload decodes, encodes, compares,
-// hashes and is destroyed. A payload record plugs in by taking its row.
+// hashes and is destroyed. The rows are generated from BodyPayloads.
 
 #include "tovanel/chat/body/Body.hpp"
 
@@ -7,17 +7,7 @@
 #include <memory>
 
 #include "body/DiagnosticLine.hpp"
-#include "tovanel/chat/body/BodyTypeBox.hpp"
-#include "tovanel/chat/body/content/HLSBody.hpp"
-#include "tovanel/chat/body/content/ImagesBody.hpp"
-#include "tovanel/chat/body/content/LocationBody.hpp"
-#include "tovanel/chat/body/content/SoundCloudBody.hpp"
-#include "tovanel/chat/body/content/TextBody.hpp"
-#include "tovanel/chat/body/content/TwitchBody.hpp"
-#include "tovanel/chat/body/content/URLBody.hpp"
-#include "tovanel/chat/body/content/VideoBody.hpp"
-#include "tovanel/chat/body/content/YoutubeBody.hpp"
-#include "tovanel/chat/body/info/InfoBody.hpp"
+#include "tovanel/chat.hpp"  // every payload record of BodyPayloads
 #include "tovanel/chat/coding/Codec.hpp"
 
 namespace tovanel::chat {
@@ -30,7 +20,7 @@ struct BodyPayloadOps {
   }
   static bool decode(const Decoder& decoder, Body& out) {
     // Decoded in place, in the allocation the body will keep.
-    auto box = std::make_unique<Box>(BodyPayloadKind<T>::value, coding::Access::construct<T>());
+    auto box = std::make_unique<Box>(T::kind, coding::Access::construct<T>());
     if (!coding::Codec<T>::decode(decoder, box->value)) return false;
     out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
     return true;
@@ -63,31 +53,30 @@ struct PayloadOps {
   void (*destroy)(const detail::BodyPayloadHeader*) = nullptr;
 };
 
+// Payloads without fields are kept inline, like the kinds without a payload.
 template <class T>
 constexpr PayloadOps opsFor() {
-  using Ops = BodyPayloadOps<T>;
-  return {&Ops::decode, &Ops::encode, &Ops::equal, &Ops::hash, &Ops::hashRef, &Ops::destroy};
+  if constexpr (std::is_empty_v<T>) {
+    return {};
+  } else {
+    using Ops = BodyPayloadOps<T>;
+    return {&Ops::decode, &Ops::encode, &Ops::equal, &Ops::hash, &Ops::hashRef, &Ops::destroy};
+  }
 }
 
-constexpr PayloadOps kNoPayload{};
+// Each kind's row: its record's operations, or none for a kind that no record names.
+constexpr std::size_t kKindCount = RawValues<BodyType>::values.size();
 
-constexpr std::array<PayloadOps, 15> kPayloadOps{
-    kNoPayload,                // action
-    kNoPayload,                // app
-    kNoPayload,                // event
-    kNoPayload,                // hint
-    opsFor<HLSBody>(),         // hls
-    opsFor<ImagesBody>(),      // images
-    opsFor<InfoBody>(),        // info
-    opsFor<LocationBody>(),    // location
-    opsFor<SoundCloudBody>(),  // soundcloud
-    opsFor<TextBody>(),        // text
-    opsFor<TwitchBody>(),      // twitch
-    opsFor<URLBody>(),         // url
-    opsFor<VideoBody>(),       // video
-    kNoPayload,                // vimeo: its EmptyBody reads and writes nothing here
-    opsFor<YoutubeBody>(),     // youtube
-};
+template <class... T>
+constexpr std::array<PayloadOps, kKindCount> opsTable(TypeList<T...>) {
+  std::array<PayloadOps, kKindCount> table{};
+  ((table[position(T::kind)] = opsFor<T>()), ...);
+  return table;
+}
+
+// Refuses a list where two records name one kind, or a record names a kind beyond BodyType.
+static_assert(detail::recordOfKind<BodyPayloads, kKindCount>().size() == kKindCount);
+constexpr auto kPayloadOps = opsTable(BodyPayloads{});
 
 const PayloadOps& opsOf(BodyType kind) { return kPayloadOps[position(kind)]; }
 

@@ -1,21 +1,34 @@
-// The message store under load: importing the generated 200,000-message export (one transaction
-// per batch), with and without the search index; fetching one page of 50 from the middle of a
-// 200,000-message room; and the first page of 50 hits of common searches, on the export and on a
-// store of 1,000,000 messages that the run builds first (a minute or two).
+// The message store under load:
+//  - importing the generated 200,000-message export (one transaction per batch), against the
+//    floor: the same rows written into the same schema by SQLite alone (ImportFloor.cpp); and
+//    with the search index kept against without it, in time and in the file's size;
+//  - fetching one page of 50 from the middle of a 200,000-message room;
+//  - observing rooms of 1,000, 10,000, 100,000 and 1,000,000 messages: the first list, and the
+//    time a change takes to reach the observer (one received message, a receive of 1,000, a
+//    deletion, a send that fails, a send that the service confirms);
+//  - the first page of 50 hits of searches as people type them, on the 200,000-message export
+//    and on the million-message room.
 //
 //   build/release/store/bench/tovanel-chat-store-bench
 //
-// TOVANEL_BENCH_MESSAGES sets another corpus size, TOVANEL_BENCH_LARGE_STORE the size of the large
-// store. The files live in the system's temporary folder and are removed at the end.
+// TOVANEL_BENCH_MESSAGES sets another corpus size. The files live in the system's temporary
+// folder and are removed at the end; the rooms to observe are written once per run (the
+// million-message room takes a while).
 
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -25,6 +38,7 @@
 
 #include "CorpusGenerator.hpp"
 #include "Envelope.hpp"
+#include "ImportFloor.hpp"
 #include "Store.hpp"
 #include "Worker.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
@@ -36,12 +50,10 @@ namespace {
 namespace fs = std::filesystem;
 using Messages = std::vector<ChatMessage>;
 
-std::size_t sizeFrom(const char* variable, std::size_t otherwise) {
-  const char* text = std::getenv(variable);
-  return text != nullptr ? std::stoul(text) : otherwise;
+std::size_t corpusSize() {
+  const char* text = std::getenv("TOVANEL_BENCH_MESSAGES");
+  return text != nullptr ? std::stoul(text) : 200000;
 }
-
-std::size_t corpusSize() { return sizeFrom("TOVANEL_BENCH_MESSAGES", 200000); }
 
 /// The export as newline-delimited envelopes.
 const std::string& corpusText() {
@@ -93,39 +105,81 @@ Scratch& scratch() {
 
 const ChatMessageUser kMe("u-bench", "bench", "Bench", "Mark", std::nullopt, std::nullopt, 0, 0);
 
+/// What the service does with a send: fails it at once, or confirms it at once.
+std::atomic<bool> acknowledging{false};
+
 std::unique_ptr<SqliteChatMessageRepository> openStore(const fs::path& path) {
   return SqliteChatMessageRepository::open(path, kMe,
-                                           [](const ChatMessage&) -> Future<std::string> {
-                                             throw std::logic_error("the benchmarks send nothing");
+                                           [](const ChatMessage& message) -> Future<std::string> {
+                                             if (!acknowledging)
+                                               throw std::runtime_error("offline");
+                                             Promise<std::string> serviceID;
+                                             serviceID.resolve("srv-" + *message.clientID);
+                                             return serviceID.future();
                                            });
 }
 
-/// Stores the messages in batches, each one receive and so one transaction, and waits for the
-/// last: the store runs them in order.
-void receiveInBatches(SqliteChatMessageRepository& repository, const Messages& messages,
-                      std::size_t batchSize) {
-  std::optional<Future<ReceiveCounts>> last;
-  for (std::size_t start = 0; start < messages.size(); start += batchSize) {
-    const auto end = std::min(messages.size(), start + batchSize);
-    last = repository.receive(Messages(messages.begin() + static_cast<std::ptrdiff_t>(start),
-                                       messages.begin() + static_cast<std::ptrdiff_t>(end)));
+/// The messages in batches of `size`.
+std::vector<Messages> inBatches(const Messages& messages, std::size_t size) {
+  std::vector<Messages> batches;
+  for (std::size_t start = 0; start < messages.size(); start += size) {
+    const auto end = std::min(messages.size(), start + size);
+    batches.emplace_back(messages.begin() + static_cast<std::ptrdiff_t>(start),
+                         messages.begin() + static_cast<std::ptrdiff_t>(end));
   }
+  return batches;
+}
+
+/// Stores the batches, each one receive and so one transaction, and waits for the last: the
+/// store runs them in order.
+void receiveAll(SqliteChatMessageRepository& repository, std::vector<Messages> batches) {
+  std::optional<Future<ReceiveCounts>> last;
+  for (Messages& batch : batches) last = repository.receive(std::move(batch));
   if (last) waitFor(*last);
 }
+
+/// The CPU time of the timed parts of a benchmark, every thread of the process counted: the work
+/// an import does, wherever it runs and whatever else the machine is running. Reported per
+/// iteration as `cpu`, in seconds.
+class ProcessCPU {
+ public:
+  void start() { started_ = now(); }
+  void stop() { total_ += now() - started_; }
+  void report(benchmark::State& state) const {
+    state.counters["cpu"] = total_ / static_cast<double>(state.iterations());
+  }
+
+ private:
+  static double now() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& t) {
+      return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  }
+  double started_ = 0;
+  double total_ = 0;
+};
 
 // The store's side of an import: decoded messages into a new file.
 void BM_ImportDecodedMessages(benchmark::State& state) {
   const Messages& messages = corpus();
   const auto batchSize = static_cast<std::size_t>(state.range(0));
+  ProcessCPU cpu;
   for (auto _ : state) {
     state.PauseTiming();
     auto repository = openStore(scratch().fresh("import.db"));
+    auto batches = inBatches(messages, batchSize);
+    cpu.start();
     state.ResumeTiming();
-    receiveInBatches(*repository, messages, batchSize);
+    receiveAll(*repository, std::move(batches));
     state.PauseTiming();
+    cpu.stop();
     repository.reset();
     state.ResumeTiming();
   }
+  cpu.report(state);
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
   state.counters["messages"] = static_cast<double>(messages.size());
 }
@@ -138,53 +192,17 @@ BENCHMARK(BM_ImportDecodedMessages)
     ->UseRealTime()
     ->Iterations(3);
 
-// The same on the store's own thread, with the search index kept and without it (arg 0): what the
-// index costs an import, in time and in the file's size.
-void BM_ImportSearchIndex(benchmark::State& state) {
-  const Messages& messages = corpus();
-  const bool indexed = state.range(0) != 0;
-  std::uintmax_t bytes = 0;
-  for (auto _ : state) {
-    state.PauseTiming();
-    const auto path = scratch().fresh(indexed ? "indexed.db" : "unindexed.db");
-    auto worker = std::make_unique<detail::Worker>();
-    auto store = std::make_unique<detail::Store>(*worker, kMe, Transport());
-    store->open(path, detail::Database::Access::readWrite);
-    store->indexForSearch(indexed);
-    state.ResumeTiming();
-    for (std::size_t start = 0; start < messages.size(); start += 1000) {
-      const auto end = std::min(messages.size(), start + 1000);
-      store->receive(Messages(messages.begin() + static_cast<std::ptrdiff_t>(start),
-                              messages.begin() + static_cast<std::ptrdiff_t>(end)));
-    }
-    state.PauseTiming();
-    store->close();
-    store.reset();
-    worker->stop();
-    bytes = fs::file_size(path);
-    if (indexed) fs::copy_file(path, "/tmp/ftsx/indexed.db", fs::copy_options::overwrite_existing);
-    state.ResumeTiming();
-  }
-  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
-  state.counters["MB"] = static_cast<double>(bytes) / 1e6;
-}
-BENCHMARK(BM_ImportSearchIndex)
-    ->ArgName("indexed")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Iterations(3);
-
 // The whole import as `tovanel-chat import` runs it: envelopes decoded on this thread while the
 // store writes the previous batch of 1000.
 void BM_ImportExport(benchmark::State& state) {
   const std::string& text = corpusText();
   std::size_t count = 0;
+  ProcessCPU cpu;
   for (auto _ : state) {
     state.PauseTiming();
     auto repository = openStore(scratch().fresh("export.db"));
     std::istringstream input(text);
+    cpu.start();
     state.ResumeTiming();
     Messages batch;
     std::optional<Future<ReceiveCounts>> writing;
@@ -200,47 +218,90 @@ void BM_ImportExport(benchmark::State& state) {
     if (writing) waitFor(*writing);
     if (!batch.empty()) waitFor(repository->receive(std::move(batch)));
     state.PauseTiming();
+    cpu.stop();
     repository.reset();
     state.ResumeTiming();
   }
+  cpu.report(state);
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
 }
 BENCHMARK(BM_ImportExport)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
-/// The export imported into a store, once.
-const fs::path& exportStore() {
+// What the search index costs an import: the store's side of BM_ImportDecodedMessages/batch:1000
+// with the index kept (indexed:1) and without it (indexed:0), run by the store's own code on this
+// thread, and the size of the file each leaves.
+void BM_ImportSearchIndex(benchmark::State& state) {
+  const Messages& messages = corpus();
+  const bool indexed = state.range(0) != 0;
+  std::uintmax_t bytes = 0;
+  ProcessCPU cpu;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const auto path = scratch().fresh(indexed ? "indexed.db" : "unindexed.db");
+    auto worker = std::make_unique<detail::Worker>();
+    auto store = std::make_unique<detail::Store>(*worker, kMe, Transport());
+    store->open(path, detail::Database::Access::readWrite);
+    store->indexForSearch(indexed);
+    auto batches = inBatches(messages, 1000);
+    cpu.start();
+    state.ResumeTiming();
+    for (const Messages& batch : batches) store->receive(batch);
+    state.PauseTiming();
+    cpu.stop();
+    store->close();
+    store.reset();
+    worker->stop();
+    bytes = fs::file_size(path);
+    state.ResumeTiming();
+  }
+  cpu.report(state);
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
+  state.counters["MB"] = static_cast<double>(bytes) / 1e6;
+}
+BENCHMARK(BM_ImportSearchIndex)
+    ->ArgName("indexed")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+
+/// The corpus imported in batches of 1000, once.
+const fs::path& importedCorpus() {
   static const fs::path path = [] {
     const auto file = scratch().fresh("room.db");
-    receiveInBatches(*openStore(file), corpus(), 1000);
+    receiveAll(*openStore(file), inBatches(corpus(), 1000));
     return file;
   }();
   return path;
 }
 
-/// A store of TOVANEL_BENCH_LARGE_STORE (1,000,000) generated messages, built once, in batches of
-/// 10,000 decoded as they are stored: the decoded messages of the whole store would not fit in
-/// the memory of a small machine.
-const fs::path& largeStore() {
-  static const fs::path path = [] {
-    const auto file = scratch().fresh("large.db");
-    auto repository = openStore(file);
-    const std::size_t size = sizeFrom("TOVANEL_BENCH_LARGE_STORE", 1000000);
-    for (std::size_t first = 0; first < size; first += 10000) {
-      std::string text;
-      for (std::size_t i = first; i < std::min(size, first + 10000); ++i) {
-        text += chat::bench::generateEnvelope(2026, i);
-        text += '\n';
-      }
-      waitFor(repository->receive(decode(text)));
-    }
-    return file;
-  }();
-  return path;
+// The floor of BM_ImportDecodedMessages/batch:1000: the rows it writes, written by SQLite alone.
+void BM_ImportFloor(benchmark::State& state) {
+  static const std::vector<FloorRow> rows = readFloorRows(importedCorpus());
+  ProcessCPU cpu;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const auto file = scratch().fresh("floor.db");
+    openStore(file).reset();  // the store's schema, no rows
+    std::optional<FloorImport> floor(std::in_place, file);
+    cpu.start();
+    state.ResumeTiming();
+    floor->write(rows, 1000);
+    state.PauseTiming();
+    cpu.stop();
+    floor.reset();
+    state.ResumeTiming();
+  }
+  cpu.report(state);
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rows.size()));
+  state.counters["messages"] = static_cast<double>(rows.size());
 }
+BENCHMARK(BM_ImportFloor)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 // One page of 50 from the middle of the room, through the worker thread and the decoder.
 void BM_PageFromTheMiddle(benchmark::State& state) {
-  const fs::path& path = exportStore();
+  const fs::path& path = importedCorpus();
   const Messages& messages = corpus();
   const std::string roomID = messages.front().roomID;
   // The corpus is one room whose dates cycle through four weeks: the date of its middle message
@@ -258,9 +319,205 @@ void BM_PageFromTheMiddle(benchmark::State& state) {
 }
 BENCHMARK(BM_PageFromTheMiddle)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
+// ---- observed rooms of every size ----
+
+/// One room of `size` messages in a file of its own, written once per run: the corpus's kinds
+/// over and over, each message with its own ID, a second after the one before.
+const std::string kObservedRoom = "observed";
+constexpr double kFirstSecond = 1577836800.0;  // 2020-01-01, well before any send's date
+
+ChatMessage roomMessage(std::size_t index) {
+  static const Messages kinds = decode(chat::bench::generateCorpus(10000));
+  ChatMessage message = kinds[index % kinds.size()];
+  message.messageID = "m" + std::to_string(index);
+  message.roomID = kObservedRoom;
+  message.createdAt = Date::since1970(kFirstSecond + static_cast<double>(index));
+  return message;
+}
+
+const fs::path& roomFile(std::size_t size) {
+  static std::map<std::size_t, fs::path> files;
+  auto found = files.find(size);
+  if (found == files.end()) {
+    const auto file = scratch().fresh("room-" + std::to_string(size) + ".db");
+    auto repository = openStore(file);
+    std::optional<Future<ReceiveCounts>> last;
+    for (std::size_t start = 0; start < size; start += 10000) {
+      Messages batch;
+      for (std::size_t i = start; i < std::min(size, start + 10000); ++i) {
+        batch.push_back(roomMessage(i));
+      }
+      last = repository->receive(std::move(batch));
+    }
+    if (last) waitFor(*last);
+    found = files.emplace(size, file).first;
+  }
+  return found->second;
+}
+
+/// The lists an observer received, for the benchmark's thread to wait on.
+class Lists {
+ public:
+  void add(const Messages& list) {
+    std::lock_guard lock(mutex_);
+    ++count_;
+    size_ = list.size();
+    newest_.reset();
+    if (!list.empty()) newest_ = list.back();
+    arrived_.notify_all();
+  }
+  /// Waits until more than `count` lists have arrived; the newest message of the last one.
+  std::optional<ChatMessage> waitPast(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [&] { return count_ > count; });
+    return newest_;
+  }
+  std::size_t count() {
+    std::lock_guard lock(mutex_);
+    return count_;
+  }
+  std::size_t size() {
+    std::lock_guard lock(mutex_);
+    return size_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::size_t count_ = 0;
+  std::size_t size_ = 0;
+  std::optional<ChatMessage> newest_;
+};
+
+// Subscribing until the first list arrives (the room's latest kDefaultWindow messages).
+void BM_FirstList(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  auto repository = openStore(roomFile(size));
+  std::size_t listSize = 0;
+  for (auto _ : state) {
+    Lists lists;
+    const auto subscription =
+        repository->observeChatMessages(kObservedRoom).subscribe([&](const Messages& list) {
+          lists.add(list);
+        });
+    lists.waitPast(0);
+    listSize = lists.size();
+  }
+  state.counters["list"] = static_cast<double>(listSize);
+  state.counters["room"] = static_cast<double>(size);
+}
+BENCHMARK(BM_FirstList)
+    ->ArgName("room")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+
+enum Change { receiveOne, receiveThousand, deleteOne, sendFailed, sendConfirmed };
+
+// From the call that changes the room until its observer has the list that shows the change.
+// What each iteration adds is taken away again, untimed, so that the room keeps its size.
+void BM_ChangeReachesObserver(benchmark::State& state, Change change) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  auto repository = openStore(roomFile(size));
+  Lists lists;
+  const auto subscription =
+      repository->observeChatMessages(kObservedRoom).subscribe([&](const Messages& list) {
+        lists.add(list);
+      });
+  lists.waitPast(0);
+  std::size_t next = size;  // the next message is the newest
+  using Clock = std::chrono::steady_clock;
+  // Runs `act` and waits for the `count`th list from then, whose newest message must satisfy
+  // `shows`.
+  const auto timed = [&](auto act, std::size_t count, auto shows) {
+    const std::size_t before = lists.count();
+    const auto start = Clock::now();
+    act();
+    const auto newest = lists.waitPast(before + count - 1);
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    if (!newest || !shows(*newest)) state.SkipWithError("the list does not show the change");
+  };
+  const auto untimed = [&](auto act) {
+    const std::size_t before = lists.count();
+    act();
+    return lists.waitPast(before);
+  };
+  const auto isNewest = [](std::string id) {
+    return [id](const ChatMessage& newest) { return newest.messageID == id; };
+  };
+  acknowledging = change == sendConfirmed;
+  for (auto _ : state) {
+    switch (change) {
+      case receiveOne: {
+        const ChatMessage message = roomMessage(next++);
+        timed([&] { repository->receive(message); }, 1, isNewest(message.messageID));
+        untimed([&] { repository->deleteMessage(message.messageID, kObservedRoom); });
+        break;
+      }
+      case receiveThousand: {
+        // The same thousand messages each time, newer each time, coming back from another room.
+        Messages batch;
+        for (int i = 0; i < 1000; ++i) {
+          batch.push_back(roomMessage(next++));
+          batch.back().messageID = "batch-" + std::to_string(i);
+        }
+        Messages away = batch;
+        for (auto& message : away) message.roomID = "elsewhere";
+        timed([&] { repository->receive(std::move(batch)); }, 1, isNewest("batch-999"));
+        untimed([&] { repository->receive(std::move(away)); });
+        break;
+      }
+      case deleteOne: {
+        const ChatMessage message = roomMessage(next++);
+        untimed([&] { repository->receive(message); });
+        timed([&] { repository->deleteMessage(message.messageID, kObservedRoom); }, 1,
+              [&](const ChatMessage& newest) { return newest.messageID != message.messageID; });
+        break;
+      }
+      case sendFailed:
+      case sendConfirmed: {
+        // Two lists: the send as sending, then as failed or sent.
+        const auto outcome =
+            change == sendFailed ? MessageSentStatus::failed : MessageSentStatus::sent;
+        timed([&] { repository->send(NewChatMessage(roomMessage(0).body, kObservedRoom)); }, 2,
+              [&](const ChatMessage& newest) { return newest.sentStatus == outcome; });
+        const auto sent = lists.waitPast(0);
+        untimed([&] { repository->deleteMessage(sent->messageID, kObservedRoom); });
+        break;
+      }
+    }
+  }
+  state.counters["room"] = static_cast<double>(size);
+}
+const bool kChangesRegistered = [] {
+  const std::pair<const char*, Change> changes[] = {{"receiveOne", receiveOne},
+                                                    {"receiveThousand", receiveThousand},
+                                                    {"deleteOne", deleteOne},
+                                                    {"sendFailed", sendFailed},
+                                                    {"sendConfirmed", sendConfirmed}};
+  for (const auto& [name, change] : changes) {
+    benchmark::RegisterBenchmark((std::string("BM_ChangeReachesObserver/") + name).c_str(),
+                                 BM_ChangeReachesObserver, change)
+        ->ArgName("room")
+        ->Arg(1000)
+        ->Arg(10000)
+        ->Arg(100000)
+        ->Arg(1000000)
+        ->Unit(benchmark::kMicrosecond)
+        ->UseManualTime();
+  }
+  return true;
+}();
+
+// ---- search ----
+
 // Searches as people type them, against the generated texts (a vocabulary of two dozen words, so
-// every word of it is common): a username, which about one message in 500 has; a word that most
-// texts hold; two words in a row; the beginning of a word; a common word in one room.
+// that every word of it is common): a username, which about one message in 500 has; a word that
+// most texts hold; two words in a row; the beginning of a common word; a common word in the room
+// (the stores hold one room, so the room's token is in every entry).
 struct Query {
   const char* name;
   const char* text;
@@ -275,13 +532,13 @@ constexpr std::array<Query, 5> kQueries{{
 }};
 
 // The first page of 50 hits, through the worker thread, the decoder and the highlighting.
-void search(benchmark::State& state, const fs::path& path) {
+void search(benchmark::State& state, const fs::path& path, const std::string& roomID) {
   const Query& query = kQueries[static_cast<std::size_t>(state.range(0))];
   state.SetLabel(query.name);
   auto repository = SqliteChatMessageRepository::openReadOnly(path);
   SearchOptions options;
   options.limit = 50;
-  if (query.inRoom) options.roomID = corpus().front().roomID;
+  if (query.inRoom) options.roomID = roomID;
   std::size_t hits = 0;
   for (auto _ : state) {
     const SearchResults results = waitFor(repository->search(query.text, options));
@@ -292,11 +549,15 @@ void search(benchmark::State& state, const fs::path& path) {
   state.counters["MB"] = static_cast<double>(fs::file_size(path)) / 1e6;
 }
 
-void BM_SearchExport(benchmark::State& state) { search(state, exportStore()); }
+void BM_SearchExport(benchmark::State& state) {
+  search(state, importedCorpus(), corpus().front().roomID);
+}
 BENCHMARK(BM_SearchExport)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
 
-void BM_SearchLargeStore(benchmark::State& state) { search(state, largeStore()); }
-BENCHMARK(BM_SearchLargeStore)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
+void BM_SearchMillion(benchmark::State& state) {
+  search(state, roomFile(1000000), kObservedRoom);
+}
+BENCHMARK(BM_SearchMillion)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tovanel::chat::store::bench

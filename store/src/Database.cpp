@@ -123,6 +123,14 @@ Database::Database(const std::filesystem::path& path, Access access) : path_(pat
     handle_ = nullptr;
     throw StoreError(codeOf(status), path.string() + ": cannot open: " + reason);
   }
+  // SQLite opens a file it may not write read-only without a word, and fails the first write.
+  if (access == Access::readWrite && sqlite3_db_readonly(handle_, "main") == 1) {
+    sqlite3_close(handle_);
+    throw StoreError(StoreError::Code::readOnly,
+                     path.string() +
+                         ": cannot open for writing: the file is read-only (it can be opened "
+                         "read-only)");
+  }
   sqlite3_extended_result_codes(handle_, 1);
   // Before the first read: another process may be creating or upgrading the file right now.
   sqlite3_busy_timeout(handle_, kBusyTimeoutMs);
@@ -159,6 +167,14 @@ void Database::useWriteAheadLog() {
       if (queryText("PRAGMA journal_mode = WAL") != "wal") fail("switching to the WAL journal");
       return;
     } catch (const StoreError& error) {
+      if (error.code() == StoreError::Code::readOnly) {
+        // The file itself may be written (see the constructor): the log cannot be beside it.
+        throw StoreError(StoreError::Code::readOnly,
+                         path_.string() +
+                             ": cannot open for writing: the write-ahead log cannot be made "
+                             "beside the file (its folder, or a -wal or -shm file there, is "
+                             "read-only); it can be opened read-only");
+      }
       if (error.code() != StoreError::Code::busy || std::chrono::steady_clock::now() > deadline) {
         throw;
       }
@@ -207,7 +223,9 @@ void Database::fail(std::string_view what) {
 // ---- Transaction ----
 
 Transaction::Transaction(Database& database, Mode mode) : database_(database) {
-  database.execute(mode == Mode::write ? "BEGIN IMMEDIATE" : "BEGIN");
+  database.check(sqlite3_exec(database.handle(), mode == Mode::write ? "BEGIN IMMEDIATE" : "BEGIN",
+                              nullptr, nullptr, nullptr),
+                 "beginning a transaction");
 }
 
 Transaction::~Transaction() {

@@ -140,31 +140,37 @@ std::int64_t SearchIndex::freeKey(std::int64_t bucket) {
 }
 
 std::optional<std::int64_t> SearchIndex::keyFor(const ChatMessage& message) {
-  Statement& row = keyOf_.bind(message.messageID);
-  const std::optional<std::int64_t> stored = row.step() ? row.optionalInteger(0) : std::nullopt;
-  row.reset();
-
   const SearchableText text = searchableText(message, nameBuffer_);
   constexpr auto kAuthor = static_cast<std::size_t>(SearchField::username);
   Entry entry;
   appendFields(entry.content, text.data(), text.data() + kAuthor);
   appendFields(entry.author, text.data() + kAuthor, text.data() + text.size());
-  const bool searchable = !entry.content.empty() || !entry.author.empty();
-  const std::int64_t bucket = bucketOf(secondsOf(message.createdAt));
-  std::optional<std::int64_t> key = stored;
-  if (!searchable || !key || (*key >> kSequenceBits) != bucket) {
-    if (key) {
-      pending_.erase(*key);
-      forgotten_.insert(*key);
-    }
-    // -1: nothing to search, or a millisecond that already holds 2^20 messages.
-    const std::int64_t fresh = searchable ? freeKey(bucket) : -1;
-    key = fresh >= 0 ? std::optional(fresh) : std::nullopt;
-    if (!key) return std::nullopt;
-  }
+  fresh_.reset();
+  if (entry.content.empty() && entry.author.empty()) return std::nullopt;
+  // -1: a millisecond that already holds 2^20 messages.
+  const std::int64_t key = freeKey(bucketOf(secondsOf(message.createdAt)));
+  if (key < 0) return std::nullopt;
   entry.room = roomToken(message.roomID);
-  pending_.insert_or_assign(*key, std::move(entry));
+  pending_.insert_or_assign(key, std::move(entry));
+  fresh_ = key;
   return key;
+}
+
+std::optional<std::int64_t> SearchIndex::keyForStored(const ChatMessage& message) {
+  Statement& row = keyOf_.bind(message.messageID);
+  const std::optional<std::int64_t> stored = row.step() ? row.optionalInteger(0) : std::nullopt;
+  row.reset();
+  if (!stored) return fresh_;
+  if (fresh_ && (*stored >> kSequenceBits) == (*fresh_ >> kSequenceBits)) {
+    // Still in its millisecond: the entry keeps its key, which keeps its place among the hits.
+    auto entry = pending_.extract(*fresh_);
+    entry.key() = *stored;
+    pending_.insert(std::move(entry));
+    return stored;
+  }
+  pending_.erase(*stored);
+  forgotten_.insert(*stored);
+  return fresh_;
 }
 
 void SearchIndex::flush() {

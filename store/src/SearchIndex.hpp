@@ -66,12 +66,15 @@ class SearchIndex {
     remember();
   }
 
-  /// The key that the message's row is to hold, now that the message is about to be written in
-  /// the current transaction (over the row with its messageID, if any), and queues its entry. A
-  /// stored message keeps its key unless its createdAt moved to another millisecond; empty, and
-  /// no entry, when nothing of the message is searchable. The row must be written with the key
-  /// before the transaction's end. Inside commit() only.
+  /// The key of a message about to be written as a new row, whose entry is queued; empty, and no
+  /// entry, when nothing of the message is searchable. The row must hold the key by the end of
+  /// the transaction. Inside commit() only.
   std::optional<std::int64_t> keyFor(const ChatMessage& message);
+  /// The key of the message of the last keyFor when it is written over the stored row with its
+  /// messageID instead: the stored key while the message stays in its millisecond (so that its
+  /// place among the hits does not change), else keyFor's; the stored key's entry is removed when
+  /// it changes.
+  std::optional<std::int64_t> keyForStored(const ChatMessage& message);
 
   /// A page of hits and the rows met that do not decode, read inside the caller's transaction.
   struct Page {
@@ -116,6 +119,8 @@ class SearchIndex {
   /// The entries to write at the end of the transaction, by key; and the keys to remove first.
   std::map<std::int64_t, Entry> pending_;
   std::set<std::int64_t> forgotten_;
+  /// The key that the last keyFor gave.
+  std::optional<std::int64_t> fresh_;
   /// Words known to be in the dictionary (search_terms), which need no insert; and those that the
   /// open transaction inserted.
   std::unordered_set<std::string, WordHash, std::equal_to<>> known_;

@@ -142,10 +142,15 @@ Future<ReceiveCounts> SqliteChatMessageRepository::receive(ChatMessage message) 
 
 Publisher<SqliteChatMessageRepository::Messages> SqliteChatMessageRepository::observeChatMessages(
     std::string roomID) {
+  return observeChatMessages(std::move(roomID), kDefaultWindow);
+}
+
+Publisher<SqliteChatMessageRepository::Messages> SqliteChatMessageRepository::observeChatMessages(
+    std::string roomID, std::uint64_t window) {
   return Shared::publisher<Messages>(
-      shared_,
-      [roomID = std::move(roomID)](detail::Store& store, const Subscriber<Messages>& subscriber) {
-        store.observe(roomID, subscriber);
+      shared_, [roomID = std::move(roomID), window](detail::Store& store,
+                                                    const Subscriber<Messages>& subscriber) {
+        store.observe(roomID, window, subscriber);
       });
 }
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "Delivery.hpp"
 #include "Schema.hpp"
 
 namespace tovanel::chat::store::detail {
@@ -16,47 +17,37 @@ std::string selectMessages(const char* rest) {
   return std::string("SELECT ") + kMessageColumns + " FROM messages " + rest;
 }
 
-// An application callback's exception has nobody to go to; it must not stop the deliveries to
-// the others.
-template <class F>
-void shielded(F&& deliver) noexcept {
-  try {
-    deliver();
-  } catch (...) {
-  }
-}
-
-template <class T>
-void dropEnded(std::vector<Subscriber<T>>& subscribers) {
-  std::erase_if(subscribers, [](const Subscriber<T>& s) { return s.ended(); });
-}
-
 }  // namespace
 
 struct Store::Statements {
   explicit Statements(Database& db)
       : ensureRoom(db, "INSERT INTO rooms (id) VALUES (?1) ON CONFLICT DO NOTHING"),
-        upsert(db, kUpsertMessage),
-        removeUnconfirmed(
-            db, "DELETE FROM messages WHERE client_id = ?1 AND unconfirmed = 1 RETURNING room_id"),
+        insert(db, kInsertMessage),
+        update(db, kUpdateMessage),
+        removeUnconfirmed(db,
+                          "DELETE FROM messages WHERE client_id = ?1 AND unconfirmed = 1 "
+                          "RETURNING room_id, message_id"),
         removeMoved(
             db, "DELETE FROM messages WHERE message_id = ?1 AND room_id <> ?2 RETURNING room_id"),
         clientIDTaken(db,
                       "SELECT 1 FROM messages WHERE message_id = ?1 "
                       "OR (client_id = ?1 AND unconfirmed = 1)"),
         messageExists(db, "SELECT 1 FROM messages WHERE message_id = ?1"),
+        anyUnconfirmed(db, "SELECT 1 FROM messages WHERE unconfirmed = 1 LIMIT 1"),
         confirm(db,
                 "UPDATE messages SET message_id = ?2, sent_status = 0, unconfirmed = 0 "
-                "WHERE client_id = ?1 AND unconfirmed = 1 RETURNING room_id"),
+                "WHERE client_id = ?1 AND unconfirmed = 1 "
+                "RETURNING room_id, client_id, message_id, created_at"),
         fail(db,
              "UPDATE messages SET sent_status = 2 "
-             "WHERE client_id = ?1 AND unconfirmed = 1 AND sent_status = 1 RETURNING room_id"),
+             "WHERE client_id = ?1 AND unconfirmed = 1 AND sent_status = 1 "
+             "RETURNING room_id, message_id, created_at"),
         remove(db, "DELETE FROM messages WHERE message_id = ?1 AND room_id = ?2"),
         setToken(db,
                  "INSERT INTO rooms (id, lurker_token) VALUES (?1, ?2) "
                  "ON CONFLICT (id) DO UPDATE SET lurker_token = excluded.lurker_token"),
         token(db, "SELECT lurker_token FROM rooms WHERE id = ?1"),
-        room(db, selectMessages("WHERE room_id = ?1 ORDER BY created_at, message_id")),
+        byID(db, selectMessages("WHERE message_id = ?1")),
         newest(db, selectMessages("WHERE room_id = ?1 ORDER BY created_at DESC, message_id DESC "
                                   "LIMIT ?2")),
         before(db, selectMessages("WHERE room_id = ?1 AND created_at < ?2 "
@@ -67,18 +58,20 @@ struct Store::Statements {
                                 "ORDER BY message_id DESC")) {}
 
   Statement ensureRoom;
-  Statement upsert;
+  Statement insert;
+  Statement update;
   Statement removeUnconfirmed;
   Statement removeMoved;
   Statement clientIDTaken;
   Statement messageExists;
+  Statement anyUnconfirmed;
   Statement confirm;
   Statement fail;
   Statement remove;
   Statement setToken;
   Statement token;
+  Statement byID;
   // Reads of a room, in the order of createdAt (undated first), then messageID.
-  Statement room;
   Statement newest;
   Statement before;
   Statement undated;
@@ -87,11 +80,27 @@ struct Store::Statements {
 
 namespace {
 
-// Steps through a statement that returns the rooms it changed; whether it changed any row.
-bool collectRooms(Statement& statement, Store::Rooms& rooms) {
+// Steps through a statement that returns the (room, messageID) of each row it deleted; whether
+// it deleted any.
+bool collectRemoved(Statement& statement, Changes& changes) {
   bool any = false;
-  for (; statement.step(); any = true) rooms.emplace(statement.text(0));
+  for (; statement.step(); any = true) changes.removed(statement.text(0), statement.text(1));
   return any;
+}
+
+// Steps through a statement that returns the (room, old messageID, messageID, createdAt) of each
+// row it changed, or the same without the old messageID.
+void collectWritten(Statement& statement, Changes& changes, bool renames) {
+  const int column = renames ? 2 : 1;
+  while (statement.step()) {
+    if (renames) changes.removed(statement.text(0), statement.text(1));
+    changes.wrote(statement.text(0), statement.text(column), statement.optionalReal(column + 1));
+  }
+}
+
+std::optional<double> secondsOf(const std::optional<Date>& date) {
+  if (!date) return std::nullopt;
+  return date->timeIntervalSinceReferenceDate();
 }
 
 }  // namespace
@@ -143,10 +152,7 @@ void Store::open(const std::filesystem::path& path, Database::Access access) {
 }
 
 void Store::close() {
-  for (auto& [room, subscribers] : observers_) {
-    for (auto& subscriber : subscribers) shielded([&] { subscriber.finish(); });
-  }
-  observers_.clear();
+  observed_.finish();
   for (auto& subscriber : unreadableObservers_) shielded([&] { subscriber.finish(); });
   unreadableObservers_.clear();
   // Cancelling waits for an outcome being reported on another thread; that report only queues
@@ -167,18 +173,30 @@ void Store::requireWritable(const char* operation) const {
 
 template <class Change>
 void Store::write(Change&& change) {
-  Rooms changed;
+  Changes changes(observed_);
+  ensuredRoom_.clear();
   Transaction transaction(*database_);
-  search_->commit(transaction, [&] { change(changed); });
-  publish(changed);
+  search_->commit(transaction, [&] { change(changes); });
+  observed_.publish(changes, *this);
 }
 
-void Store::store(const ChatMessage& message, bool unconfirmed, Rooms& changed) {
-  statements_->ensureRoom.bind(message.roomID).run();
-  rows_.bind(statements_->upsert, message, unconfirmed,
+bool Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes) {
+  // A batch is mostly one room: its row is made sure of once per transaction.
+  if (message.roomID != ensuredRoom_) {
+    statements_->ensureRoom.bind(message.roomID).run();
+    ensuredRoom_ = message.roomID;
+  }
+  rows_.bind(statements_->insert, message, unconfirmed,
              indexing_ ? search_->keyFor(message) : std::nullopt);
-  statements_->upsert.run();
-  changed.insert(message.roomID);
+  const bool replaces = statements_->insert.run() == 0;
+  if (replaces) {
+    // Stored already, in this room or another: the message takes its place.
+    rows_.bindAgain(statements_->update, message, unconfirmed,
+                    indexing_ ? search_->keyForStored(message) : std::nullopt);
+    statements_->update.run();
+  }
+  changes.wrote(message.roomID, message.messageID, secondsOf(message.createdAt));
+  return replaces;
 }
 
 // ---- sending ----
@@ -214,7 +232,7 @@ void Store::send(NewChatMessage message, Date createdAt) {
                             std::move(message.roomID), type, std::nullopt, localUser_, std::nullopt,
                             MessageSentStatus::sending);
   try {
-    write([&](Rooms& changed) { store(pending, true, changed); });
+    write([&](Changes& changes) { store(pending, true, changes); });
   } catch (...) {
     // The message still goes out; the service's copy shows it when it is received.
   }
@@ -240,14 +258,14 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
   if (!isOpen()) return;
   inFlight_.erase(clientID);
   try {
-    write([&](Rooms& changed) {
+    write([&](Changes& changes) {
       if (!serviceID) {
-        collectRooms(statements_->fail.bind(clientID), changed);
+        collectWritten(statements_->fail.bind(clientID), changes, false);
       } else if (*serviceID != clientID && statements_->messageExists.bind(*serviceID).exists()) {
         // The service's copy arrived first, without our clientID: it replaces the send.
-        collectRooms(statements_->removeUnconfirmed.bind(clientID), changed);
+        collectRemoved(statements_->removeUnconfirmed.bind(clientID), changes);
       } else {
-        collectRooms(statements_->confirm.bind(clientID, *serviceID), changed);
+        collectWritten(statements_->confirm.bind(clientID, *serviceID), changes, true);
       }
     });
   } catch (...) {
@@ -260,15 +278,21 @@ void Store::settle(const std::string& clientID, const std::optional<std::string>
 ReceiveCounts Store::receive(const std::vector<ChatMessage>& messages) {
   requireWritable("receive");
   ReceiveCounts counts;
-  write([&](Rooms& changed) {
+  write([&](Changes& changes) {
+    // Without a send waiting for the service, no message replaces one: the file's write lock
+    // keeps it so until the commit.
+    const bool sendsWaiting = statements_->anyUnconfirmed.exists();
     for (const ChatMessage& message : messages) {
-      bool replaces = message.clientID &&
-                      collectRooms(statements_->removeUnconfirmed.bind(*message.clientID), changed);
-      if (statements_->messageExists.bind(message.messageID).exists()) {
-        replaces = true;
-        collectRooms(statements_->removeMoved.bind(message.messageID, message.roomID), changed);
+      bool replaces =
+          sendsWaiting && message.clientID &&
+          collectRemoved(statements_->removeUnconfirmed.bind(*message.clientID), changes);
+      // Storing moves a message from another room by itself; the room it leaves matters only
+      // to that room's observers.
+      if (observed_.any()) {
+        Statement& moved = statements_->removeMoved.bind(message.messageID, message.roomID);
+        for (; moved.step(); replaces = true) changes.removed(moved.text(0), message.messageID);
       }
-      store(message, false, changed);
+      replaces |= store(message, false, changes);
       ++(replaces ? counts.replaced : counts.added);
     }
   });
@@ -277,43 +301,105 @@ ReceiveCounts Store::receive(const std::vector<ChatMessage>& messages) {
 
 void Store::remove(const std::string& messageID, const std::string& roomID) {
   requireWritable("deleteMessage");
-  write([&](Rooms& changed) {
+  write([&](Changes& changes) {
     if (statements_->remove.bind(messageID, roomID).run() == 0) {
       throw StoreError(StoreError::Code::unknownMessage,
                        "no message \"" + messageID + "\" in room \"" + roomID + "\"");
     }
-    changed.insert(roomID);
+    changes.removed(roomID, messageID);
   });
 }
 
 // ---- reading ----
 
+namespace {
+
+// A createdAt of another type than REAL, INTEGER or NULL is no date (the file was edited); SQLite
+// orders it after every date.
+bool dateReads(const Statement& statement) {
+  const auto stored = statement.stored(kCreatedAt);
+  return stored == Statement::Stored::real || stored == Statement::Stored::integer ||
+         stored == Statement::Stored::null;
+}
+
+}  // namespace
+
+Row Store::readRow(const Statement& statement) {
+  try {
+    return rows_.read(statement);
+  } catch (...) {
+    const bool dated = dateReads(statement);
+    const auto createdAt = dated ? statement.optionalReal(kCreatedAt) : std::nullopt;
+    return Unreadable{
+        UnreadableRow{
+            std::string(statement.text(kMessageID)), std::string(statement.text(kRoomID)),
+            createdAt ? std::optional(Date::sinceReferenceDate(*createdAt)) : std::nullopt,
+            std::current_exception()},
+        !dated};
+  }
+}
+
 void Store::scan(Statement& statement, Scan& into) {
   while (statement.step()) {
     ++into.rows;
-    const auto stored = statement.stored(kCreatedAt);
-    into.lastDateReadable = stored == Statement::Stored::real ||
-                            stored == Statement::Stored::integer ||
-                            stored == Statement::Stored::null;
+    into.lastDateReadable = dateReads(statement);
     into.lastCreatedAt = into.lastDateReadable ? statement.optionalReal(kCreatedAt) : std::nullopt;
     into.lastMessageID = statement.text(kMessageID);
-    try {
-      into.messages.push_back(rows_.read(statement));
-    } catch (...) {
-      into.unreadable.push_back(UnreadableRow{
-          into.lastMessageID, std::string(statement.text(kRoomID)),
-          into.lastCreatedAt ? std::optional(Date::sinceReferenceDate(*into.lastCreatedAt))
-                             : std::nullopt,
-          std::current_exception()});
+    Row row = readRow(statement);
+    if (auto* message = std::get_if<ChatMessage>(&row)) {
+      into.messages.push_back(std::move(*message));
+    } else {
+      into.unreadable.push_back(std::get<Unreadable>(std::move(row)));
     }
   }
 }
 
-Store::Messages Store::readRoom(const std::string& roomID) {
-  Scan all;
-  scan(statements_->room.bind(roomID), all);
-  report(std::move(all.unreadable));
-  return std::move(all.messages);
+Page Store::readPage(const std::string& roomID, std::optional<double> before, std::uint64_t limit) {
+  const auto wanted = static_cast<std::int64_t>(
+      std::min<std::uint64_t>(limit, std::numeric_limits<std::int64_t>::max()));
+  Scan scanned;  // newest first
+  Page page;
+  if (wanted > 0) {
+    if (before) {
+      scan(statements_->before.bind(roomID, *before, wanted), scanned);
+      // Undated messages are older than any date.
+      if (scanned.rows < wanted) {
+        scan(statements_->undated.bind(roomID, wanted - scanned.rows), scanned);
+      }
+    } else {
+      scan(statements_->newest.bind(roomID, wanted), scanned);
+    }
+    page.reachesStart = scanned.rows < wanted;
+    // Take in the rest of the messages that share the oldest createdAt of the page.
+    if (scanned.rows == wanted && scanned.lastDateReadable) {
+      scan(statements_->ties.bind(roomID, scanned.lastCreatedAt, scanned.lastMessageID), scanned);
+    }
+    // The undated messages are the first of the room, and the page took them all.
+    page.reachesStart |= scanned.rows > 0 && scanned.lastDateReadable && !scanned.lastCreatedAt;
+  }
+  // A page whose every row has a createdAt that is no date starts after every date.
+  page.oldest = scanned.lastDateReadable ? scanned.lastCreatedAt
+                                         : std::optional(std::numeric_limits<double>::infinity());
+  page.messages.assign(std::make_move_iterator(scanned.messages.rbegin()),
+                       std::make_move_iterator(scanned.messages.rend()));
+  page.unreadable.assign(std::make_move_iterator(scanned.unreadable.rbegin()),
+                         std::make_move_iterator(scanned.unreadable.rend()));
+  return page;
+}
+
+Page Store::page(const std::string& roomID, std::optional<double> before, std::uint64_t limit) {
+  Transaction transaction(*database_, Transaction::Mode::read);
+  Page page = readPage(roomID, before, limit);
+  transaction.commit();
+  return page;
+}
+
+std::optional<Row> Store::row(const std::string& messageID) {
+  Statement& statement = statements_->byID.bind(messageID);
+  std::optional<Row> row;
+  if (statement.step()) row = readRow(statement);
+  statement.reset();
+  return row;
 }
 
 Store::Messages Store::retrieve(const std::string& roomID, const std::optional<Date>& from,
@@ -325,26 +411,11 @@ Store::Messages Store::retrieve(const std::string& roomID, const std::optional<D
   Transaction transaction(*database_,
                           lurkerToken ? Transaction::Mode::write : Transaction::Mode::read);
   if (lurkerToken) statements_->setToken.bind(roomID, *lurkerToken).run();
-  const auto wanted = static_cast<std::int64_t>(
-      std::min<std::uint64_t>(limit, std::numeric_limits<std::int64_t>::max()));
-  Scan page;  // newest first
-  if (wanted > 0) {
-    if (before) {
-      scan(statements_->before.bind(roomID, *before, wanted), page);
-      // Undated messages are older than any date.
-      if (page.rows < wanted) scan(statements_->undated.bind(roomID, wanted - page.rows), page);
-    } else {
-      scan(statements_->newest.bind(roomID, wanted), page);
-    }
-    // Take in the rest of the messages that share the oldest createdAt of the page.
-    if (page.rows == wanted && page.lastDateReadable) {
-      scan(statements_->ties.bind(roomID, page.lastCreatedAt, page.lastMessageID), page);
-    }
-  }
+  Page page = readPage(roomID, before, limit);
   transaction.commit();
-  std::reverse(page.messages.begin(), page.messages.end());
-  std::reverse(page.unreadable.begin(), page.unreadable.end());
-  report(std::move(page.unreadable));
+  report(reportsOf(page.unreadable));
+  // Paging back widens the windows that the page reaches.
+  if (before) observed_.takeIn(roomID, *before, page);
   return std::move(page.messages);
 }
 
@@ -365,39 +436,13 @@ SearchResults Store::search(const std::string& query, const SearchOptions& optio
 
 // ---- observing ----
 
-void Store::observe(const std::string& roomID, const Subscriber<Messages>& subscriber) {
-  if (subscriber.ended()) return;
-  const Messages messages = readRoom(roomID);
-  shielded([&] { subscriber.receive(messages); });
-  auto& subscribers = observers_[roomID];
-  dropEnded(subscribers);  // so that a room observed and left again and again does not pile up
-  subscribers.push_back(subscriber);
+void Store::observe(const std::string& roomID, std::uint64_t window,
+                    const Subscriber<Messages>& subscriber) {
+  observed_.subscribe(roomID, window, subscriber, *this);
 }
 
 void Store::observeUnreadable(const Subscriber<std::vector<UnreadableRow>>& subscriber) {
   unreadableObservers_.push_back(subscriber);
-}
-
-void Store::publish(const Rooms& rooms) {
-  for (const std::string& room : rooms) {
-    const auto found = observers_.find(room);
-    if (found == observers_.end()) continue;
-    auto& subscribers = found->second;
-    dropEnded(subscribers);
-    if (subscribers.empty()) {
-      observers_.erase(found);
-      continue;
-    }
-    try {
-      // One read for every observer of the room.
-      const Messages messages = readRoom(room);
-      for (const auto& subscriber : subscribers) shielded([&] { subscriber.receive(messages); });
-    } catch (...) {
-      const auto error = std::current_exception();
-      for (const auto& subscriber : subscribers) shielded([&] { subscriber.fail(error); });
-      observers_.erase(room);
-    }
-  }
 }
 
 void Store::report(std::vector<UnreadableRow> rows) {

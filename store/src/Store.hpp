@@ -9,13 +9,14 @@
 #include <memory>
 #include <optional>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "Database.hpp"
 #include "MessageRows.hpp"
+#include "ObservedRooms.hpp"
 #include "SearchIndex.hpp"
+#include "Window.hpp"
 #include "Worker.hpp"
 #include "tovanel/chat/async/Cancellable.hpp"
 #include "tovanel/chat/async/Publisher.hpp"
@@ -23,10 +24,9 @@
 
 namespace tovanel::chat::store::detail {
 
-class Store {
+class Store final : private RowReader {
  public:
   using Messages = std::vector<ChatMessage>;
-  using Rooms = std::set<std::string>;
 
   /// `worker` receives the outcomes that the transport reports from other threads.
   Store(Worker& worker, ChatMessageUser localUser, Transport transport);
@@ -42,7 +42,8 @@ class Store {
 
   void send(NewChatMessage message, Date createdAt);
   ReceiveCounts receive(const std::vector<ChatMessage>& messages);
-  void observe(const std::string& roomID, const Subscriber<Messages>& subscriber);
+  void observe(const std::string& roomID, std::uint64_t window,
+               const Subscriber<Messages>& subscriber);
   Messages retrieve(const std::string& roomID, const std::optional<Date>& from,
                     const std::optional<std::string>& lurkerToken, std::uint64_t limit);
   void remove(const std::string& messageID, const std::string& roomID);
@@ -60,7 +61,7 @@ class Store {
   /// position of the last row (oldest or newest, as the read goes).
   struct Scan {
     Messages messages;
-    std::vector<UnreadableRow> unreadable;
+    std::vector<Unreadable> unreadable;
     std::int64_t rows = 0;
     std::optional<double> lastCreatedAt;
     /// False when the last row's createdAt is neither a date nor NULL: it has no place to take
@@ -69,17 +70,25 @@ class Store {
     std::string lastMessageID;
   };
   void scan(Statement& statement, Scan& into);
+  /// The message of the statement's current row, or why it does not decode.
+  Row readRow(const Statement& statement);
+  /// A page, inside the caller's transaction.
+  Page readPage(const std::string& roomID, std::optional<double> before, std::uint64_t limit);
 
-  /// Runs `change` in a write transaction, then delivers the rooms it changed to their observers.
+  // The reads of the observed windows, each in a transaction of its own.
+  Page page(const std::string& roomID, std::optional<double> before, std::uint64_t limit) override;
+  std::optional<Row> row(const std::string& messageID) override;
+
+  /// Runs `change` in a write transaction, then brings the observers of the rooms it changed up
+  /// to date.
   template <class Change>
   void write(Change&& change);
-  void publish(const Rooms& rooms);
-  Messages readRoom(const std::string& roomID);
   void report(std::vector<UnreadableRow> rows);
   /// Throws StoreError readOnly, naming `operation`, when the store was opened read-only.
   void requireWritable(const char* operation) const;
 
-  void store(const ChatMessage& message, bool unconfirmed, Rooms& changed);
+  /// Writes the message; true when it replaced a stored one with its messageID.
+  bool store(const ChatMessage& message, bool unconfirmed, Changes& changes);
   std::string freshClientID();
   void settle(const std::string& clientID, const std::optional<std::string>& serviceID);
 
@@ -93,8 +102,10 @@ class Store {
   bool indexing_ = true;
   MessageRows rows_;
   std::mt19937_64 random_;
-  std::map<std::string, std::vector<Subscriber<Messages>>> observers_;
+  ObservedRooms observed_{[this](std::vector<UnreadableRow> rows) { report(std::move(rows)); }};
   std::vector<Subscriber<std::vector<UnreadableRow>>> unreadableObservers_;
+  /// The room whose row the current write transaction has made sure of.
+  std::string ensuredRoom_;
   /// The transport's pending outcomes, by clientID.
   std::map<std::string, Cancellable> inFlight_;
 };

@@ -1,4 +1,4 @@
-// InfoBody's dispatch: the kind read from "type" picks the record of the same position.
+// InfoBody's dispatch: the kind read from "type" picks the record of that kind.
 
 #include "tovanel/chat/body/info/InfoBody.hpp"
 
@@ -36,10 +36,20 @@ constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: "
 bool InfoBody::decodeInto(const Decoder& decoder, InfoBody& out) {
   GenericInfoBody generic;
   if (!GenericInfoBody::decodeInto(decoder, generic)) return false;  // no line for the kind
+  return decodeInto(decoder, generic.type, out);
+}
+
+bool InfoBody::decodeInto(const Decoder& decoder, InfoType kind, InfoBody& out) {
   DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
-  if (kDecoders[position(generic.type)](decoder, out.records_)) return true;
+  if (kDecoders[position(kind)](decoder, out.records_)) return true;
   detail::writeDiagnosticLine(decoder, kRecordFailedLine, decoder.run().errorDescription());
   return false;
+}
+
+InfoBody InfoBody::decode(const Decoder& decoder, InfoType kind) {
+  InfoBody out;
+  if (!decodeInto(decoder, kind, out)) decoder.run().rethrow();
+  return out;
 }
 
 void InfoBody::encode(Encoder& encoder) const {

@@ -1,12 +1,16 @@
 #pragma once
-// Enumerations whose JSON form is a string raw value. An enumeration opts in by specialising
-// `RawValues<E>` with the raw strings in case order; the case's position is its index.
+// Enumerations with raw values. A string raw value is the JSON form: an enumeration opts in by
+// specialising `RawValues<E>` with the raw strings in case order (the case's position is its
+// index). An integer raw value is the case's underlying value: `IntegerRawValues<E>` lists the
+// cases.
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <optional>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace tovanel::chat {
 
@@ -46,6 +50,32 @@ constexpr auto allCases() noexcept {
   std::array<E, RawValues<E>::values.size()> cases{};
   for (std::size_t i = 0; i < cases.size(); ++i) cases[i] = static_cast<E>(i);
   return cases;
+}
+
+/// Enumerations whose raw value is an integer: a specialisation lists the cases, and each case's
+/// underlying value is its raw value.
+template <class E>
+struct IntegerRawValues;  // specialise: static constexpr std::array cases{...};
+
+template <class E>
+concept IntegerRawValueEnum = std::is_enum_v<E> && requires {
+  { IntegerRawValues<E>::cases.size() } -> std::convertible_to<std::size_t>;
+};
+
+/// The case's integer raw value.
+template <IntegerRawValueEnum E>
+constexpr std::underlying_type_t<E> rawValue(E value) noexcept {
+  return static_cast<std::underlying_type_t<E>>(value);
+}
+
+/// The case whose raw value is `raw`; nothing for any other integer. Any integer type is
+/// accepted and compared by value, so a wide value never wraps onto a case.
+template <IntegerRawValueEnum E, std::integral I>
+requires(!std::same_as<I, bool>) constexpr std::optional<E> fromRawValue(I raw) noexcept {
+  for (const E value : IntegerRawValues<E>::cases) {
+    if (std::cmp_equal(rawValue(value), raw)) return value;
+  }
+  return std::nullopt;
 }
 
 }  // namespace tovanel::chat

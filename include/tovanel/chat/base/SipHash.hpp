@@ -71,8 +71,8 @@ class SipHash {
   static std::uint64_t loadLittleEndian(const unsigned char* p, std::size_t count) noexcept {
     if (count == 8) return load<std::uint64_t>(p);
     if (count >= 4) {
-      return load<std::uint32_t>(p) |
-             std::uint64_t{load<std::uint32_t>(p + count - 4)} << (8 * (count - 4));
+      return load<std::uint32_t>(p) | std::uint64_t{load<std::uint32_t>(p + count - 4)}
+                                          << (8 * (count - 4));
     }
     std::uint64_t word = 0;
     for (std::size_t i = 0; i < count; ++i) word |= std::uint64_t{p[i]} << (8 * i);

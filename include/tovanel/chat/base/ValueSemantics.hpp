@@ -3,12 +3,16 @@
 // text by canonical equivalence; doubles by IEEE equality, fed as their bit pattern with minus
 // zero fed as plus zero; integers as 64-bit words; optionals as a presence byte then the value;
 // lists as their count then each element; raw-value enumerations by their raw string; records by
-// their own `operator==` and `hashInto`.
+// their own `operator==` and `hashInto`; integer raw-value enumerations as their raw value, in a
+// word of its width. A record states its members once, as a tuple of member pointers in
+// declaration order, and gets its equality and hash input from it (equalMembers, feedMembers).
 
 #include <bit>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "tovanel/chat/base/CanonicalString.hpp"
@@ -36,10 +40,7 @@ inline bool equal(std::int64_t a, std::int64_t b) noexcept { return a == b; }
 inline bool equal(bool a, bool b) noexcept { return a == b; }
 /// Records, enumerations and other types: their own `operator==`.
 template <class T>
-  requires(!std::is_arithmetic_v<T>)
-bool equal(const T& a, const T& b) {
-  return a == b;
-}
+requires(!std::is_arithmetic_v<T>) bool equal(const T& a, const T& b) { return a == b; }
 /// Optionals: both absent, or both present with equal values.
 template <class T>
 bool equal(const std::optional<T>& a, const std::optional<T>& b) {
@@ -82,12 +83,15 @@ template <class H, RawValueEnum E>
 void feed(H& hasher, E value) {
   hasher.combineString(rawValue(value));
 }
+/// Integer raw-value enumerations: the raw value as an unsigned word of its width.
+template <class H, IntegerRawValueEnum E>
+void feed(H& hasher, E value) {
+  hasher.combine(static_cast<std::make_unsigned_t<std::underlying_type_t<E>>>(rawValue(value)));
+}
 /// Records: their own `hashInto`.
 template <class H, class T>
-  requires requires(const T& v, H& h) { v.hashInto(h); }
-void feed(H& hasher, const T& record) {
-  record.hashInto(hasher);
-}
+requires requires(const T& v, H& h) { v.hashInto(h); }
+void feed(H& hasher, const T& record) { record.hashInto(hasher); }
 /// Optionals: a presence byte (1 or 0), then the value when present.
 template <class H, class T>
 void feed(H& hasher, const std::optional<T>& optional) {
@@ -99,6 +103,18 @@ template <class H, class T>
 void feed(H& hasher, const std::vector<T>& list) {
   hasher.combine(static_cast<std::uint64_t>(list.size()));
   for (const auto& element : list) feed(hasher, element);
+}
+
+/// True when every member of the tuple of member pointers is equal in both.
+template <class T, class... M>
+bool equalMembers(const T& a, const T& b, const std::tuple<M T::*...>& members) {
+  return std::apply([&](auto... member) { return (equal(a.*member, b.*member) && ...); }, members);
+}
+
+/// Feeds each member of the tuple of member pointers, in its order.
+template <class H, class T, class... M>
+void feedMembers(H& hasher, const T& value, const std::tuple<M T::*...>& members) {
+  std::apply([&](auto... member) { (feed(hasher, value.*member), ...); }, members);
 }
 
 }  // namespace tovanel::chat::value

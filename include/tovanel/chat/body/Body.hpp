@@ -7,6 +7,7 @@
 // The payload records live in body/content/ and body/info/; include the headers of those you
 // read, or <tovanel/chat.hpp> for all of them.
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -24,44 +25,9 @@
 
 namespace tovanel::chat {
 
-struct HLSBody;
-struct ImagesBody;
-class InfoBody;
-struct LocationBody;
-struct SoundCloudBody;
-struct TextBody;
-struct TwitchBody;
-struct URLBody;
-struct VideoBody;
-struct YoutubeBody;
-
-/// The kind whose payload is T.
+/// A record of BodyPayloads: the payload of the kind it names as `T::kind`.
 template <class T>
-struct BodyPayloadKind;
-template <>
-struct BodyPayloadKind<HLSBody> : std::integral_constant<BodyType, BodyType::hls> {};
-template <>
-struct BodyPayloadKind<ImagesBody> : std::integral_constant<BodyType, BodyType::images> {};
-template <>
-struct BodyPayloadKind<InfoBody> : std::integral_constant<BodyType, BodyType::info> {};
-template <>
-struct BodyPayloadKind<LocationBody> : std::integral_constant<BodyType, BodyType::location> {};
-template <>
-struct BodyPayloadKind<SoundCloudBody>
-    : std::integral_constant<BodyType, BodyType::soundcloud> {};
-template <>
-struct BodyPayloadKind<TextBody> : std::integral_constant<BodyType, BodyType::text> {};
-template <>
-struct BodyPayloadKind<TwitchBody> : std::integral_constant<BodyType, BodyType::twitch> {};
-template <>
-struct BodyPayloadKind<URLBody> : std::integral_constant<BodyType, BodyType::url> {};
-template <>
-struct BodyPayloadKind<VideoBody> : std::integral_constant<BodyType, BodyType::video> {};
-template <>
-struct BodyPayloadKind<YoutubeBody> : std::integral_constant<BodyType, BodyType::youtube> {};
-
-template <class T>
-concept BodyPayload = requires { BodyPayloadKind<T>::value; };
+concept BodyPayload = detail::ListContains<BodyPayloads, T>::value;
 
 namespace detail {
 struct BodyPayloadHeader {
@@ -72,10 +38,6 @@ template <class T>
 struct BodyPayloadBox : BodyPayloadHeader {
   BodyPayloadBox(BodyType k, T v) : BodyPayloadHeader{{1}, k}, value(std::move(v)) {}
   T value;
-};
-template <class T, class>
-struct Dependent {
-  using type = T;
 };
 }  // namespace detail
 
@@ -116,13 +78,15 @@ class TOVANEL_CHAT_API Body {
   static Body hint() noexcept { return Body(BodyType::hint); }
   /// A body of the kind vimeo (an EmptyBody payload).
   static Body vimeo() noexcept { return Body(BodyType::vimeo); }
-  /// A body of the kind vimeo.
-  explicit Body(EmptyBody) noexcept : Body(BodyType::vimeo) {}
-  /// A body of the payload's kind (text for a TextBody, and so on).
+  /// A body of the payload's kind (text for a TextBody, and so on). A payload without fields
+  /// (EmptyBody) allocates nothing.
   template <BodyPayload T>
-  explicit Body(T payload)
-      : Body(static_cast<const detail::BodyPayloadHeader*>(
-            new detail::BodyPayloadBox<T>(BodyPayloadKind<T>::value, std::move(payload)))) {}
+  explicit Body(T payload) noexcept(std::is_empty_v<T>) : Body(T::kind) {
+    if constexpr (!std::is_empty_v<T>) {
+      bits_ = reinterpret_cast<std::uintptr_t>(static_cast<const detail::BodyPayloadHeader*>(
+          new detail::BodyPayloadBox<T>(T::kind, std::move(payload))));
+    }
+  }
 
   /// Shares the other body's payload.
   Body(const Body& other) noexcept : bits_(other.bits_) { retain(); }
@@ -150,7 +114,7 @@ class TOVANEL_CHAT_API Body {
   }
 
   /// The payload when the body is of T's kind, else null. (EmptyBody for vimeo.)
-  template <class T>
+  template <BodyPayload T>
   const T* get() const noexcept;
 
   /// Calls `f` with the payload (EmptyBody for vimeo, NoPayload for the payload-less kinds).
@@ -192,6 +156,7 @@ class TOVANEL_CHAT_API Body {
   friend struct coding::Access;
   template <class T>
   friend struct BodyPayloadOps;
+  static constexpr std::size_t kKindCount = RawValues<BodyType>::values.size();
 
   // Payload-less kinds and vimeo are stored as their position; payloads as their address.
   static constexpr std::uintptr_t kInlineLimit = 16;
@@ -220,57 +185,33 @@ TOVANEL_CHAT_API bool operator==(const Body& a, const Body& b);
 
 static_assert(sizeof(Body) == sizeof(void*));
 
-template <class T>
+template <BodyPayload T>
 const T* Body::get() const noexcept {
-  if constexpr (std::is_same_v<T, EmptyBody>) {
-    static constexpr EmptyBody empty{};
-    return bodyType() == BodyType::vimeo ? &empty : nullptr;
+  if constexpr (std::is_empty_v<T>) {
+    static constexpr T empty{};
+    return bodyType() == T::kind ? &empty : nullptr;
   } else {
-    if (isInline() || header()->kind != BodyPayloadKind<T>::value) return nullptr;
+    if (isInline() || header()->kind != T::kind) return nullptr;
     return &static_cast<const detail::BodyPayloadBox<T>*>(header())->value;
   }
 }
 
 template <class F>
 decltype(auto) Body::visit(F&& f) const {
-  // The payload types are named through Dependent so that they need to be complete only where
-  // visit is used.
-  using Hls = typename detail::Dependent<HLSBody, F>::type;
-  using Images = typename detail::Dependent<ImagesBody, F>::type;
-  using Info = typename detail::Dependent<InfoBody, F>::type;
-  using Location = typename detail::Dependent<LocationBody, F>::type;
-  using SoundCloud = typename detail::Dependent<SoundCloudBody, F>::type;
-  using Text = typename detail::Dependent<TextBody, F>::type;
-  using Twitch = typename detail::Dependent<TwitchBody, F>::type;
-  using Url = typename detail::Dependent<URLBody, F>::type;
-  using Video = typename detail::Dependent<VideoBody, F>::type;
-  using Youtube = typename detail::Dependent<YoutubeBody, F>::type;
-  switch (bodyType()) {
-    case BodyType::hls:
-      return f(*get<Hls>());
-    case BodyType::images:
-      return f(*get<Images>());
-    case BodyType::info:
-      return f(*get<Info>());
-    case BodyType::location:
-      return f(*get<Location>());
-    case BodyType::soundcloud:
-      return f(*get<SoundCloud>());
-    case BodyType::text:
-      return f(*get<Text>());
-    case BodyType::twitch:
-      return f(*get<Twitch>());
-    case BodyType::url:
-      return f(*get<Url>());
-    case BodyType::video:
-      return f(*get<Video>());
-    case BodyType::youtube:
-      return f(*get<Youtube>());
-    case BodyType::vimeo:
-      return f(*get<EmptyBody>());
-    default:
-      return f(NoPayload{bodyType()});
-  }
+  // One call per kind, generated from the payload list: the payload of the kind's record, or
+  // NoPayload for a kind without one.
+  using Result = decltype(f(std::declval<const NoPayload&>()));
+  using Call = Result (*)(const Body&, F&);
+  static constexpr auto calls = []<class... T>(TypeList<T...>) {
+    std::array<Call, kKindCount> table{};
+    table.fill([](const Body& body, F& g) -> Result { return g(NoPayload{body.bodyType()}); });
+    ((table[position(T::kind)] = [](const Body& body, F& g) -> Result {
+       return g(*body.get<T>());
+     }),
+     ...);
+    return table;
+  }(BodyPayloads{});
+  return calls[position(bodyType())](*this, f);
 }
 
 }  // namespace tovanel::chat

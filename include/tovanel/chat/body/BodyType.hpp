@@ -1,12 +1,14 @@
 #pragma once
-// The fifteen kinds of message body. A body's JSON does not name its kind: the enclosing record
-// carries it beside the body (see BodyTypeBox.hpp for how it reaches the body's decoding).
+// The fifteen kinds of message body, and the payload records of the kinds that have one. A body's
+// JSON does not name its kind: the enclosing record carries it beside the body (see
+// BodyTypeBox.hpp for how it reaches the body's decoding).
 
 #include <array>
 #include <cstdint>
 #include <string_view>
 
 #include "tovanel/chat/base/RawValue.hpp"
+#include "tovanel/chat/base/TypeList.hpp"
 
 namespace tovanel::chat {
 
@@ -34,9 +36,29 @@ template <>
 struct RawValues<BodyType> {
   static constexpr std::string_view typeName = "BodyType";  ///< as errors name it
   /// In case order.
-  static constexpr std::array<std::string_view, 15> values{
-      "action", "app",  "event",  "hint", "hls",   "images", "info",   "location",
-      "soundcloud", "text", "twitch", "url",  "video", "vimeo",  "youtube"};
+  static constexpr auto values = std::to_array<std::string_view>(
+      {"action", "app", "event", "hint", "hls", "images", "info", "location", "soundcloud", "text",
+       "twitch", "url", "video", "vimeo", "youtube"});
 };
+
+struct HLSBody;
+struct ImagesBody;
+class InfoBody;
+struct LocationBody;
+struct SoundCloudBody;
+struct TextBody;
+struct TwitchBody;
+struct URLBody;
+struct VideoBody;
+struct YoutubeBody;
+template <auto Kind>
+struct EmptyRecord;
+
+/// The payload records, in any order; each names its kind as `T::kind`. The kinds that no record
+/// names (action, app, event and hint) have no payload. Body's dispatch is generated from this
+/// list.
+using BodyPayloads =
+    TypeList<HLSBody, ImagesBody, InfoBody, LocationBody, SoundCloudBody, TextBody, TwitchBody,
+             URLBody, VideoBody, EmptyRecord<BodyType::vimeo>, YoutubeBody>;
 
 }  // namespace tovanel::chat

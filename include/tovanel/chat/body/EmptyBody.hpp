@@ -1,24 +1,26 @@
 #pragma once
-// The payload of the vimeo kind: a record with no fields.
+// The record with no fields, shared by the kinds that carry nothing beyond their kind: the vimeo
+// body and the history-cleared event. It reads nothing, not even an object, so it decodes from any
+// JSON value; it writes an empty object; every one equals every other and feeds the hash nothing.
 
-#include "tovanel/chat/coding/Decoder.hpp"
-#include "tovanel/chat/coding/Encoder.hpp"
+#include <tuple>
+
+#include "tovanel/chat/body/BodyType.hpp"
+#include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
 
-/// A payload with no fields: every EmptyBody equals every other.
-struct EmptyBody {
-  /// Reads nothing and never fails, whatever the value holds.
-  static EmptyBody decode(const Decoder&) noexcept { return EmptyBody{}; }
-  /// The checking form: reads nothing, never fails.
-  static bool decodeInto(const Decoder&, EmptyBody&) noexcept { return true; }
-  /// Writes an empty object.
-  void encode(Encoder& encoder) const { auto container = encoder.container(); }
+/// The record of `Kind` (a BodyType or an InfoType) that has no fields.
+template <auto Kind>
+struct EmptyRecord : coding::Record<EmptyRecord<Kind>> {
+  static constexpr auto kind = Kind;  ///< the kind whose record it is
 
-  friend bool operator==(const EmptyBody&, const EmptyBody&) noexcept { return true; }
-  /// Feeds nothing.
-  template <class H>
-  void hashInto(H&) const noexcept {}
+ private:
+  friend struct coding::Access;
+  static constexpr auto codingFields() { return std::tuple{}; }
 };
+
+/// The payload of the kind vimeo.
+using EmptyBody = EmptyRecord<BodyType::vimeo>;
 
 }  // namespace tovanel::chat

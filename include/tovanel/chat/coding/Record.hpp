@@ -9,9 +9,10 @@
 // and derives from coding::Record<T>, which turns the table into decoding (keys read in table
 // order, the first failure wins), encoding (required fields always written, optional ones only
 // when present), equality and the hash input (fields in declaration order). A record whose key
-// order differs from its declaration order also states `hashOrder()`, the table positions in
-// declaration order. A key whose reading no presence expresses names its own reader with
-// customKey; it is written, compared and hashed like any optional field.
+// order differs from its declaration order also states `hashOrder()`, its members in declaration
+// order (checked at compile time to be the table's members, each once). A key whose reading no
+// presence expresses names its own reader with customKey; it is written, compared and hashed like
+// any optional field.
 
 #include <array>
 #include <concepts>
@@ -78,7 +79,11 @@ constexpr Field<R, std::optional<M>, Presence::custom> customKey(
 template <class T>
 constexpr auto keysOf() {
   constexpr auto fields = Access::fields<T>();
-  return std::apply([](const auto&... field) { return std::array{field.key...}; }, fields);
+  return std::apply(
+      [](const auto&... field) {
+        return std::array<std::string_view, sizeof...(field)>{field.key...};
+      },
+      fields);
 }
 
 /// Reads the field at position I of the table: by position from a container opened with the
@@ -131,22 +136,27 @@ constexpr bool distinctKeys(const std::array<std::string_view, N>& keys) {
   return true;
 }
 
-/// The checking decode of a record: its fields in table order, stopping at the first failure.
+/// The checking decode of a record: its fields in table order, stopping at the first failure. A
+/// record without fields reads nothing, not even an object.
 template <class T>
 bool decodeFields(const Decoder& decoder, T& out) {
-  static constexpr KeyTableOf keys(keysOf<T>());
-  // The object's members are matched to the table once, when the table can hold them; each field
-  // then finds its value by position.
-  constexpr bool byPosition =
-      keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
-  const auto container =
-      byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
-  if (!container) return false;
-  return [&]<std::size_t... I>(std::index_sequence<I...>) {
-    constexpr auto fields = Access::fields<T>();
-    return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
+  if constexpr (std::tuple_size_v<decltype(Access::fields<T>())> == 0) {
+    return true;
+  } else {
+    static constexpr KeyTableOf keys(keysOf<T>());
+    // The object's members are matched to the table once, when the table can hold them; each
+    // field then finds its value by position.
+    constexpr bool byPosition =
+        keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
+    const auto container =
+        byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
+    if (!container) return false;
+    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      constexpr auto fields = Access::fields<T>();
+      return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
+    }
+    (std::make_index_sequence<keys.keys.size()>{});
   }
-  (std::make_index_sequence<keys.keys.size()>{});
 }
 
 /// Writes a record's fields, in table order, as one object.
@@ -157,34 +167,58 @@ void encodeFields(Encoder& encoder, const T& value) {
              Access::fields<T>());
 }
 
-/// True when every field of the table is equal (value::equal).
-template <class T>
-bool fieldsEqual(const T& a, const T& b) {
-  return std::apply(
-      [&](const auto&... field) { return (value::equal(a.*field.member, b.*field.member) && ...); },
-      Access::fields<T>());
+/// The members of a field table, in its order.
+template <class Fields>
+constexpr auto membersOf(const Fields& fields) {
+  return std::apply([](const auto&... field) { return std::tuple{field.member...}; }, fields);
 }
 
-/// A record that states its hash order.
+/// True when a and b are pointers to the same member (of the same type).
+template <class A, class B>
+constexpr bool sameMember(A a, B b) {
+  if constexpr (std::is_same_v<A, B>) {
+    return a == b;
+  } else {
+    return false;
+  }
+}
+
+/// True when `order` holds each member of `fields` exactly once, and nothing else.
+template <class Order, class Fields>
+constexpr bool permutesMembers(const Order& order, const Fields& fields) {
+  if (std::tuple_size_v<Order> != std::tuple_size_v<Fields>) return false;
+  return std::apply(
+      [&](const auto&... field) {
+        const auto timesInOrder = [&](auto member) {
+          return std::apply(
+              [&](auto... ordered) {
+                return (std::size_t{0} + ... + std::size_t{sameMember(ordered, member)});
+              },
+              order);
+        };
+        return ((timesInOrder(field.member) == 1) && ...);
+      },
+      fields);
+}
+
+/// A record whose hash order differs from its key order states it.
 template <class T>
 concept HasHashOrder = requires {
   Access::hashOrder<T>();
 };
 
-/// Feeds a record's fields in declaration order (value::feed).
-template <class H, class T>
-void hashFields(H& hasher, const T& value) {
+/// The members in declaration order, the order of the hash input: the record's hashOrder, a
+/// permutation of its table's members, or else the table's own order.
+template <class T>
+constexpr auto hashMembersOf() {
   constexpr auto fields = Access::fields<T>();
   if constexpr (HasHashOrder<T>) {
     constexpr auto order = Access::hashOrder<T>();
-    static_assert(order.size() == std::tuple_size_v<decltype(fields)>);
-    [&]<std::size_t... I>(std::index_sequence<I...>) {
-      (value::feed(hasher, value.*(std::get<order[I]>(fields).member)), ...);
-    }
-    (std::make_index_sequence<order.size()>{});
+    static_assert(permutesMembers(order, fields),
+                  "hashOrder() must list each member of the field table exactly once");
+    return order;
   } else {
-    std::apply([&](const auto&... field) { (value::feed(hasher, value.*field.member), ...); },
-               fields);
+    return membersOf(fields);
   }
 }
 
@@ -202,12 +236,14 @@ class Record {
   /// Feeds the fields in declaration order.
   template <class H>
   void hashInto(H& hasher) const {
-    hashFields(hasher, self());
+    value::feedMembers(hasher, self(), hashMembersOf<T>());
   }
   /// The hash with the process's seed.
   std::uint64_t hashValue() const { return hashValueOf(self()); }
 
-  friend bool operator==(const T& a, const T& b) { return fieldsEqual(a, b); }
+  friend bool operator==(const T& a, const T& b) {
+    return value::equalMembers(a, b, membersOf(Access::fields<T>()));
+  }
 
  private:
   const T& self() const noexcept { return static_cast<const T&>(*this); }

@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "tovanel/chat/base/Date.hpp"
@@ -21,6 +22,16 @@ namespace tovanel::chat {
 
 /// A message of a room, as the application holds it.
 struct ChatMessage {
+ private:
+  // The fields in declaration order, for equality and the hash input.
+  static constexpr auto members() {
+    return std::tuple{&ChatMessage::body,      &ChatMessage::createdAt, &ChatMessage::clientID,
+                      &ChatMessage::messageID, &ChatMessage::roomID,    &ChatMessage::type,
+                      &ChatMessage::updatedAt, &ChatMessage::user,      &ChatMessage::viewCount,
+                      &ChatMessage::sentStatus};
+  }
+
+ public:
   Body body;                            ///< what the message says
   std::optional<Date> createdAt;        ///< when it was sent
   std::optional<std::string> clientID;  ///< chosen by the sending client
@@ -49,28 +60,16 @@ struct ChatMessage {
         viewCount(viewCount),
         sentStatus(sentStatus) {}
 
+  /// Every field equal.
   friend bool operator==(const ChatMessage& a, const ChatMessage& b) {
-    return value::equal(a.body, b.body) && value::equal(a.createdAt, b.createdAt) &&
-           value::equal(a.clientID, b.clientID) && value::equal(a.messageID, b.messageID) &&
-           value::equal(a.roomID, b.roomID) && a.type == b.type &&
-           value::equal(a.updatedAt, b.updatedAt) && value::equal(a.user, b.user) &&
-           value::equal(a.viewCount, b.viewCount) && a.sentStatus == b.sentStatus;
+    return value::equalMembers(a, b, members());
   }
 
   /// The fields in declaration order: the kind by its raw string, the view count as a presence
   /// byte and a 64-bit word, the sent status as a 32-bit word.
   template <class H>
   void hashInto(H& hasher) const {
-    value::feed(hasher, body);
-    value::feed(hasher, createdAt);
-    value::feed(hasher, clientID);
-    value::feed(hasher, messageID);
-    value::feed(hasher, roomID);
-    value::feed(hasher, type);
-    value::feed(hasher, updatedAt);
-    value::feed(hasher, user);
-    value::feed(hasher, viewCount);
-    chat::hashInto(hasher, sentStatus);
+    value::feedMembers(hasher, *this, members());
   }
   /// The hash with the process's seed.
   std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }

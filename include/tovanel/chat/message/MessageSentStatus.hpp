@@ -12,6 +12,8 @@
 #include <utility>
 
 #include "tovanel/chat/base/Hasher.hpp"
+#include "tovanel/chat/base/RawValue.hpp"
+#include "tovanel/chat/base/ValueSemantics.hpp"
 
 namespace tovanel::chat {
 
@@ -22,11 +24,6 @@ enum class MessageSentStatus : std::int32_t {
   failed = 2,
 };
 
-/// Enumerations whose raw value is an integer: a specialisation lists the cases, and each case's
-/// underlying value is its raw value.
-template <class E>
-struct IntegerRawValues;
-
 /// The cases of MessageSentStatus.
 template <>
 struct IntegerRawValues<MessageSentStatus> {
@@ -35,31 +32,10 @@ struct IntegerRawValues<MessageSentStatus> {
                                     MessageSentStatus::failed};
 };
 
-template <class E>
-concept IntegerRawValueEnum = std::is_enum_v<E> && requires {
-  { IntegerRawValues<E>::cases.size() } -> std::convertible_to<std::size_t>;
-};
-
-/// The case's integer raw value.
-template <IntegerRawValueEnum E>
-constexpr std::underlying_type_t<E> rawValue(E value) noexcept {
-  return static_cast<std::underlying_type_t<E>>(value);
-}
-
-/// The case whose raw value is `raw`; nothing for any other integer. Any integer type is
-/// accepted and compared by value, so a wide value never wraps onto a case.
-template <IntegerRawValueEnum E, std::integral I>
-requires(!std::same_as<I, bool>) constexpr std::optional<E> fromRawValue(I raw) noexcept {
-  for (const E value : IntegerRawValues<E>::cases) {
-    if (std::cmp_equal(rawValue(value), raw)) return value;
-  }
-  return std::nullopt;
-}
-
 /// Feeds the raw value as an unsigned 32-bit word.
 template <class H>
 void hashInto(H& hasher, MessageSentStatus status) {
-  hasher.combine(static_cast<std::uint32_t>(rawValue(status)));
+  value::feed(hasher, status);
 }
 
 /// The hash with the process's seed.

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
 #include "tovanel/chat/coding/Record.hpp"
@@ -21,6 +22,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind hls: a video stream and what the service knows about it.
 struct HLSBody : coding::Record<HLSBody> {
+  static constexpr BodyType kind = BodyType::hls;  ///< the body kind of this payload
+
   /// One stream link of a given type.
   struct StreamURL : coding::Record<StreamURL> {
     std::optional<std::string> type;  ///< the link's type, as the service names it
@@ -132,11 +135,11 @@ struct HLSBody : coding::Record<HLSBody> {
   std::optional<std::string> title;                  ///< the content's title
   std::optional<std::vector<StreamURL>> streamUrls;  ///< the stream's links
   std::optional<std::string> bodyDescription;        ///< "description"
-  std::optional<double> duration;  ///< in whatever unit the service sends
-  std::optional<std::vector<std::string>> tags;  ///< free-form tags
-  std::optional<GeoRestriction> geoRestriction;  ///< "geoRestricted"
-  std::optional<Meta> meta;                      ///< catalogue metadata
-  std::optional<std::vector<Video>> trailers;    ///< trailer clips
+  std::optional<double> duration;                    ///< in whatever unit the service sends
+  std::optional<std::vector<std::string>> tags;      ///< free-form tags
+  std::optional<GeoRestriction> geoRestriction;      ///< "geoRestricted"
+  std::optional<Meta> meta;                          ///< catalogue metadata
+  std::optional<std::vector<Video>> trailers;        ///< trailer clips
 
   /// A body with every field, in declaration order.
   HLSBody(std::optional<std::string> type, std::optional<std::string> provider,
@@ -161,15 +164,17 @@ struct HLSBody : coding::Record<HLSBody> {
         meta(std::move(meta)),
         trailers(std::move(trailers)) {}
 
-  /// The positions in the key table of the fields in declaration order: the hash follows the
-  /// fields, the coding follows the keys.
-  static constexpr std::array<std::size_t, 13> hashOrder() {
-    return {1, 2, 3, 4, 5, 6, 11, 0, 7, 8, 12, 9, 10};
-  }
-
  private:
   friend struct coding::Access;
   HLSBody() = default;
+  // The hash follows the declaration, the coding follows the keys.
+  static constexpr auto hashOrder() {
+    return std::tuple{&HLSBody::type,       &HLSBody::provider,        &HLSBody::originalUrl,
+                      &HLSBody::url,        &HLSBody::image,           &HLSBody::title,
+                      &HLSBody::streamUrls, &HLSBody::bodyDescription, &HLSBody::duration,
+                      &HLSBody::tags,       &HLSBody::geoRestriction,  &HLSBody::meta,
+                      &HLSBody::trailers};
+  }
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("description", &HLSBody::bodyDescription),
                       coding::optionalKey("type", &HLSBody::type),

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -13,6 +14,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind images: the pictures, in order.
 struct ImagesBody : coding::Record<ImagesBody> {
+  static constexpr BodyType kind = BodyType::images;  ///< the body kind of this payload
+
   /// A body of these pictures.
   explicit ImagesBody(std::vector<Image> images) : images_(std::move(images)) {}
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <tuple>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -15,6 +16,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind location: a place and what the message says of it.
 struct LocationBody : coding::Record<LocationBody> {
+  static constexpr BodyType kind = BodyType::location;  ///< the body kind of this payload
+
   /// The public key set; `originalURL` travels as "originalUrl" and `locationDescription` as
   /// "description".
   enum class CodingKeys : std::uint8_t {

@@ -8,6 +8,7 @@
 #include <string>
 #include <tuple>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -15,10 +16,12 @@ namespace tovanel::chat {
 
 /// The payload of the kind soundcloud: a track.
 struct SoundCloudBody : coding::Record<SoundCloudBody> {
-  std::optional<std::int64_t> favorites;  ///< times marked as a favourite
-  std::optional<std::string> title;       ///< the track's title
-  std::optional<Image> image;             ///< the track's picture
-  double duration = 0;  ///< in whatever unit the service sends
+  static constexpr BodyType kind = BodyType::soundcloud;  ///< the body kind of this payload
+
+  std::optional<std::int64_t> favorites;   ///< times marked as a favourite
+  std::optional<std::string> title;        ///< the track's title
+  std::optional<Image> image;              ///< the track's picture
+  double duration = 0;                     ///< in whatever unit the service sends
   std::optional<std::string> streamUrl;    ///< the audio stream's link
   std::optional<std::string> username;     ///< the uploader
   std::optional<std::int64_t> plays;       ///< times played

@@ -10,12 +10,15 @@
 
 #include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Range.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
 
 /// The payload of the kind text.
 struct TextBody : coding::Record<TextBody> {
+  static constexpr BodyType kind = BodyType::text;  ///< the body kind of this payload
+
   /// A mentioned user and the span of the text that names them. The bounds count UTF-16 code
   /// units of `text`, as the service sends them; the library stores them unchanged and checks
   /// nothing of them.

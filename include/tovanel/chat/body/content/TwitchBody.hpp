@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -15,6 +16,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind twitch: a channel or stream.
 struct TwitchBody : coding::Record<TwitchBody> {
+  static constexpr BodyType kind = BodyType::twitch;  ///< the body kind of this payload
+
   std::optional<std::string> gameId;     ///< the game's identifier, text
   std::optional<std::string> game;       ///< the game's name
   std::optional<std::string> channelId;  ///< the channel's identifier, text

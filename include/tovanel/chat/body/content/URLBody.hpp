@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
@@ -17,6 +18,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind url: a link with its preview.
 struct URLBody : coding::Record<URLBody> {
+  static constexpr BodyType kind = BodyType::url;  ///< the body kind of this payload
+
   /// The public key set; `originalURL` travels as "originalUrl" and `urlDescription` as
   /// "description".
   enum class CodingKeys : std::uint8_t {

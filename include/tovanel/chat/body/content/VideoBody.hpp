@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
 #include "tovanel/chat/coding/Record.hpp"
@@ -14,6 +15,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind video.
 struct VideoBody : coding::Record<VideoBody> {
+  static constexpr BodyType kind = BodyType::video;  ///< the body kind of this payload
+
   std::optional<Video> video;      ///< the clip
   std::optional<Image> thumbnail;  ///< its thumbnail
 

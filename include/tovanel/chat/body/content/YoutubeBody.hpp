@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "tovanel/chat/Export.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/content/Image.hpp"
 #include "tovanel/chat/body/content/Video.hpp"
 #include "tovanel/chat/coding/Record.hpp"
@@ -18,6 +19,8 @@ namespace tovanel::chat {
 
 /// The payload of the kind youtube, read tolerantly.
 struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
+  static constexpr BodyType kind = BodyType::youtube;  ///< the body kind of this payload
+
   /// The public key set; `bodyDescription` travels as "description", `siteName` as "site_name".
   enum class CodingKeys : std::uint8_t {
     url,

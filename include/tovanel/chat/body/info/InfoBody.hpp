@@ -12,6 +12,8 @@
 
 #include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
+#include "tovanel/chat/base/TypeList.hpp"
+#include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/info/InfoType.hpp"
 #include "tovanel/chat/body/info/KindOnlyInfoBody.hpp"
 #include "tovanel/chat/body/info/MembershipInfoBody.hpp"
@@ -29,39 +31,34 @@
 
 namespace tovanel::chat {
 
-/// A system event: its case and the event record of that case.
+/// The event records, in any order; each names its kind as `T::kind`, and every kind has one.
+/// InfoBody's cases and dispatch are generated from this list.
+using InfoRecords =
+    TypeList<AddedInfoBody, BannedInfoBody, InvitedInfoBody, JoinedInfoBody, MessageDeletedInfoBody,
+             RoomAccessibilityInfoBody, RoomCallSummaryInfoBody, RoomCreatedInfoBody,
+             RoomHistoryClearedInfoBody, RoomRequestInfoBody, RoomRequestAcceptedInfoBody,
+             RoomRequestCreatedInfoBody, RoomTagsInfoBody, RoomTitleInfoBody, RoomTopicInfoBody,
+             RoomVisibilityInfoBody, UserPresentInfoBody>;
+
+namespace detail {
+/// A variant of the records of `List` in the order of their kinds.
+template <class List, std::size_t... kind>
+auto variantByKind(std::index_sequence<kind...>)
+    -> std::variant<typename TypeAt<List, recordOfKind<List, sizeof...(kind)>()[kind]>::type...>;
+}  // namespace detail
+
+/// A system event: its kind and the event record of that kind.
 class TOVANEL_CHAT_API InfoBody {
  public:
-  /// The cases, in the order of InfoType (whose positions they share, fed to the hash). The kind
-  /// roomRequestCreated selects the case roomRequestToGoLive.
-  enum class Case : std::uint8_t {
-    added,
-    banned,
-    invited,
-    joined,
-    messageDeleted,
-    roomAccessibility,
-    roomCallSummary,
-    roomCreated,
-    roomHistoryCleared,
-    roomRequestedToJoin,
-    roomRequestToJoinAccepted,
-    roomRequestToGoLive,
-    roomTags,
-    roomTitle,
-    roomTopic,
-    roomVisibility,
-    userPresent,
-  };
+  static constexpr BodyType kind = BodyType::info;  ///< the body kind of this payload
+
+  /// The cases are the kinds; the kind roomRequestCreated selects the case roomRequestToGoLive,
+  /// its second name.
+  using Case = InfoType;
 
   /// One record per case, in case order.
-  using Records =
-      std::variant<AddedInfoBody, BannedInfoBody, InvitedInfoBody, JoinedInfoBody,
-                   MessageDeletedInfoBody, RoomAccessibilityInfoBody, RoomCallSummaryInfoBody,
-                   RoomCreatedInfoBody, RoomHistoryClearedInfoBody, RoomRequestInfoBody,
-                   RoomRequestAcceptedInfoBody, RoomRequestCreatedInfoBody, RoomTagsInfoBody,
-                   RoomTitleInfoBody, RoomTopicInfoBody, RoomVisibilityInfoBody,
-                   UserPresentInfoBody>;
+  using Records = decltype(detail::variantByKind<InfoRecords>(
+      std::make_index_sequence<RawValues<InfoType>::values.size()>{}));
 
   /// What reads an event's kind: the required key "type", as an InfoType. It decodes only.
   class GenericInfoBody {
@@ -85,12 +82,10 @@ class TOVANEL_CHAT_API InfoBody {
     InfoType type = InfoType::added;
   };
 
-  /// The event of the record's case. (InfoBody itself is ruled out first: asking whether the
-  /// variant could hold one would ask about InfoBody's own copy while it is being declared.)
+  /// The event of the record's kind.
   template <class T>
-  requires(!std::is_same_v<T, InfoBody> &&
-           std::is_constructible_v<Records, std::in_place_type_t<T>, T>)
-  explicit InfoBody(T record) : records_(std::in_place_type<T>, std::move(record)) {}
+  requires detail::ListContains<InfoRecords, T>::value explicit InfoBody(T record)
+      : records_(std::in_place_type<T>, std::move(record)) {}
 
   /// The event's case.
   Case infoCase() const noexcept { return static_cast<Case>(records_.index()); }
@@ -111,8 +106,14 @@ class TOVANEL_CHAT_API InfoBody {
   /// silently; a record that fails to decode writes a diagnostic line first. Either way the error
   /// is thrown unchanged.
   static InfoBody decode(const Decoder& decoder) { return decoder.decode<InfoBody>(); }
+  /// Decodes the record of a known kind from the object at the decoder's place (its "type" is
+  /// read as the record reads it, and does not choose the record). A record that fails to decode
+  /// writes a diagnostic line first; the error is thrown unchanged.
+  static InfoBody decode(const Decoder& decoder, InfoType kind);
   /// The checking form: false after the failure is recorded in the decoder's run.
   static bool decodeInto(const Decoder& decoder, InfoBody& out);
+  /// The checking form of decode with a known kind.
+  static bool decodeInto(const Decoder& decoder, InfoType kind, InfoBody& out);
 
   /// The record writes itself at the encoder's place; the case writes nothing of its own, so the
   /// "type" written is the record's.
@@ -135,16 +136,6 @@ class TOVANEL_CHAT_API InfoBody {
 
   Records records_;
 };
-
-static_assert(std::variant_size_v<InfoBody::Records> == RawValues<InfoType>::values.size());
-// Cases, kinds and records share their positions.
-static_assert(static_cast<std::size_t>(InfoBody::Case::roomRequestToGoLive) ==
-              position(InfoType::roomRequestCreated));
-static_assert(static_cast<std::size_t>(InfoBody::Case::userPresent) ==
-              position(InfoType::userPresent));
-static_assert(std::is_same_v<RoomRequestCreatedInfoBody,
-                             std::variant_alternative_t<position(InfoType::roomRequestCreated),
-                                                        InfoBody::Records>>);
 
 }  // namespace tovanel::chat
 

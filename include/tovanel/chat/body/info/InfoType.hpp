@@ -10,7 +10,7 @@
 
 namespace tovanel::chat {
 
-/// Positions matter: they are the positions of InfoBody's cases, fed to its hash.
+/// Positions matter: they are fed to the hash of InfoBody, whose cases are these kinds.
 enum class InfoType : std::uint8_t {
   added,
   banned,
@@ -29,6 +29,8 @@ enum class InfoType : std::uint8_t {
   roomTopic,
   roomVisibility,
   userPresent,
+  /// The name of InfoBody's case for the kind roomRequestCreated: the same kind.
+  roomRequestToGoLive = roomRequestCreated,
 };
 
 /// The raw values of InfoType: the "type" words of the events' JSON.
@@ -36,7 +38,7 @@ template <>
 struct RawValues<InfoType> {
   static constexpr std::string_view typeName = "InfoType";  ///< as errors name it
   /// In case order.
-  static constexpr std::array<std::string_view, 17> values{
+  static constexpr auto values = std::to_array<std::string_view>({
       "added",
       "banned",
       "invited",
@@ -54,7 +56,7 @@ struct RawValues<InfoType> {
       "room_topic",
       "room_visibility",
       "user_present",
-  };
+  });
 };
 
 }  // namespace tovanel::chat

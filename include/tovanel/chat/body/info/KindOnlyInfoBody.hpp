@@ -1,6 +1,6 @@
 #pragma once
 // The events that carry nothing but their kind: a message was deleted (the message is not named)
-// and a user asked to join a room. One shape, two distinct types.
+// and a user asked to join a room. One shape, two kinds.
 
 #include <optional>
 #include <tuple>
@@ -10,14 +10,11 @@
 
 namespace tovanel::chat {
 
-namespace info_event {
-struct MessageDeleted;
-struct RoomRequest;
-}  // namespace info_event
+/// An event of the kind `Kind` that carries nothing else.
+template <InfoType Kind>
+struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Kind>> {
+  static constexpr InfoType kind = Kind;  ///< the event's kind
 
-/// An event of one kind that carries nothing else; `Event` only tells the kinds apart.
-template <class Event>
-struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Event>> {
   std::optional<InfoType> type;  ///< the event's "type"
 
   /// An event with its type.
@@ -32,8 +29,8 @@ struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Event>> {
 };
 
 /// A message was deleted ("message_delete").
-using MessageDeletedInfoBody = KindOnlyInfoBody<info_event::MessageDeleted>;
+using MessageDeletedInfoBody = KindOnlyInfoBody<InfoType::messageDeleted>;
 /// A user asked to join the room ("room_request").
-using RoomRequestInfoBody = KindOnlyInfoBody<info_event::RoomRequest>;
+using RoomRequestInfoBody = KindOnlyInfoBody<InfoType::roomRequestedToJoin>;
 
 }  // namespace tovanel::chat

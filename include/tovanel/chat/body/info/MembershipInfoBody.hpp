@@ -1,7 +1,7 @@
 #pragma once
 // The five events that name the users a change of membership concerns: added, banned, invited,
 // joined, and a request to join accepted. They share one shape and one JSON form and differ only
-// in their type, so the shape is written once and each event is an instance of it.
+// in their kind, so the shape is written once and each event is an instance of it.
 
 #include <optional>
 #include <tuple>
@@ -14,18 +14,11 @@
 
 namespace tovanel::chat {
 
-/// The tags that make the membership events distinct types.
-namespace info_event {
-struct Added;
-struct Banned;
-struct Invited;
-struct Joined;
-struct RoomRequestAccepted;
-}  // namespace info_event
+/// A change of membership of the kind `Kind` and the users it concerns.
+template <InfoType Kind>
+struct MembershipInfoBody : coding::Record<MembershipInfoBody<Kind>> {
+  static constexpr InfoType kind = Kind;  ///< the event's kind
 
-/// A change of membership and the users it concerns; `Event` only tells the kinds apart.
-template <class Event>
-struct MembershipInfoBody : coding::Record<MembershipInfoBody<Event>> {
   std::optional<InfoType> type;  ///< the event's "type"
   /// The users concerned, in the order received. Absent and empty are different values.
   std::optional<std::vector<ChatMessageUser>> recipients;
@@ -45,14 +38,14 @@ struct MembershipInfoBody : coding::Record<MembershipInfoBody<Event>> {
 };
 
 /// Users were added to the room ("added").
-using AddedInfoBody = MembershipInfoBody<info_event::Added>;
+using AddedInfoBody = MembershipInfoBody<InfoType::added>;
 /// Users were banned from the room ("banned").
-using BannedInfoBody = MembershipInfoBody<info_event::Banned>;
+using BannedInfoBody = MembershipInfoBody<InfoType::banned>;
 /// Users were invited to the room ("invited").
-using InvitedInfoBody = MembershipInfoBody<info_event::Invited>;
+using InvitedInfoBody = MembershipInfoBody<InfoType::invited>;
 /// Users joined the room ("joined").
-using JoinedInfoBody = MembershipInfoBody<info_event::Joined>;
+using JoinedInfoBody = MembershipInfoBody<InfoType::joined>;
 /// A request to join was accepted ("room_request_accepted").
-using RoomRequestAcceptedInfoBody = MembershipInfoBody<info_event::RoomRequestAccepted>;
+using RoomRequestAcceptedInfoBody = MembershipInfoBody<InfoType::roomRequestToJoinAccepted>;
 
 }  // namespace tovanel::chat

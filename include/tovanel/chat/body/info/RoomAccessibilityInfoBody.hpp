@@ -14,6 +14,8 @@ namespace tovanel::chat {
 
 /// The event "room_accessibility".
 struct RoomAccessibilityInfoBody : coding::Record<RoomAccessibilityInfoBody> {
+  static constexpr InfoType kind = InfoType::roomAccessibility;  ///< the event's kind
+
   std::optional<InfoType> type;              ///< the event's "type"
   std::optional<std::string> accessibility;  ///< the new setting, as sent
 

@@ -15,9 +15,11 @@ namespace tovanel::chat {
 
 /// The event "room_call_summary".
 struct RoomCallSummaryInfoBody : coding::Record<RoomCallSummaryInfoBody> {
-  std::optional<InfoType> type;       ///< the event's "type"
-  std::optional<std::string> status;  ///< as received; no set of words is enforced
-  std::optional<ChatMessageUser> caller;                     ///< who called
+  static constexpr InfoType kind = InfoType::roomCallSummary;  ///< the event's kind
+
+  std::optional<InfoType> type;           ///< the event's "type"
+  std::optional<std::string> status;      ///< as received; no set of words is enforced
+  std::optional<ChatMessageUser> caller;  ///< who called
   std::optional<std::vector<ChatMessageUser>> participants;  ///< who took part
 
   /// An event with every field.

@@ -17,6 +17,8 @@ namespace tovanel::chat {
 
 /// The event "room_created".
 struct RoomCreatedInfoBody : coding::Record<RoomCreatedInfoBody> {
+  static constexpr InfoType kind = InfoType::roomCreated;  ///< the event's kind
+
   std::optional<InfoType> type;                         ///< the event's "type"
   std::optional<std::vector<ChatMessageUser>> added;    ///< the first members
   std::optional<std::vector<ChatMessageUser>> invited;  ///< the users invited

@@ -2,34 +2,12 @@
 // A room's history was cleared. The event has no fields: it reads nothing (not even an object,
 // so it decodes from any JSON value) and writes an empty object, without a "type".
 
-#include <cstdint>
-
-#include "tovanel/chat/base/Hasher.hpp"
-#include "tovanel/chat/coding/Decoder.hpp"
-#include "tovanel/chat/coding/Encoder.hpp"
+#include "tovanel/chat/body/EmptyBody.hpp"
+#include "tovanel/chat/body/info/InfoType.hpp"
 
 namespace tovanel::chat {
 
 /// The event "room_history_cleared": every one equals every other.
-struct RoomHistoryClearedInfoBody {
-  RoomHistoryClearedInfoBody() noexcept = default;
-
-  /// Reads nothing and never fails.
-  static RoomHistoryClearedInfoBody decode(const Decoder&) noexcept { return {}; }
-  /// The checking form: reads nothing, never fails.
-  static bool decodeInto(const Decoder&, RoomHistoryClearedInfoBody&) noexcept { return true; }
-  /// Writes an empty object.
-  void encode(Encoder& encoder) const { auto container = encoder.container(); }
-
-  friend bool operator==(const RoomHistoryClearedInfoBody&,
-                         const RoomHistoryClearedInfoBody&) noexcept {
-    return true;
-  }
-  /// Feeds nothing.
-  template <class H>
-  void hashInto(H&) const noexcept {}
-  /// The hash with the process's seed.
-  std::uint64_t hashValue() const noexcept { return hashValueOf(*this); }
-};
+using RoomHistoryClearedInfoBody = EmptyRecord<InfoType::roomHistoryCleared>;
 
 }  // namespace tovanel::chat

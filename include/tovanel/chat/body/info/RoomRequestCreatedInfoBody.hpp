@@ -18,6 +18,8 @@ namespace tovanel::chat {
 
 /// The event "room_request_created": a request to go live.
 struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
+  static constexpr InfoType kind = InfoType::roomRequestCreated;  ///< the event's kind
+
   /// The request. Its fields are set by the constructor or by decoding and never change after.
   /// Dates travel in whatever form the decoder's and encoder's date strategies give them.
   class Request : public coding::Record<Request> {

@@ -14,6 +14,8 @@ namespace tovanel::chat {
 
 /// The event "room_tags".
 struct RoomTagsInfoBody : coding::Record<RoomTagsInfoBody> {
+  static constexpr InfoType kind = InfoType::roomTags;  ///< the event's kind
+
   std::optional<InfoType> type;  ///< the event's "type"
   /// Absent and empty are different values.
   std::optional<std::vector<std::string>> tags;

@@ -13,6 +13,8 @@ namespace tovanel::chat {
 
 /// The event "room_title".
 struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
+  static constexpr InfoType kind = InfoType::roomTitle;  ///< the event's kind
+
   /// The title before the change. A Previously without a title differs from no Previously.
   struct Previously : coding::Record<Previously> {
     std::optional<std::string> title;  ///< the title before
@@ -28,8 +30,8 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
     }
   };
 
-  std::optional<InfoType> type;      ///< the event's "type"
-  std::optional<std::string> title;  ///< the new title
+  std::optional<InfoType> type;          ///< the event's "type"
+  std::optional<std::string> title;      ///< the new title
   std::optional<Previously> previously;  ///< the title before the change
 
   /// An event with every field.

@@ -13,6 +13,8 @@ namespace tovanel::chat {
 
 /// The event "room_topic".
 struct RoomTopicInfoBody : coding::Record<RoomTopicInfoBody> {
+  static constexpr InfoType kind = InfoType::roomTopic;  ///< the event's kind
+
   std::optional<InfoType> type;      ///< the event's "type"
   std::optional<std::string> topic;  ///< the new topic
 

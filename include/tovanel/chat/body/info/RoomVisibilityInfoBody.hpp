@@ -13,6 +13,8 @@ namespace tovanel::chat {
 
 /// The event "room_visibility".
 struct RoomVisibilityInfoBody : coding::Record<RoomVisibilityInfoBody> {
+  static constexpr InfoType kind = InfoType::roomVisibility;  ///< the event's kind
+
   std::optional<InfoType> type;              ///< the event's "type"
   std::optional<RoomVisibility> visibility;  ///< the new setting
 

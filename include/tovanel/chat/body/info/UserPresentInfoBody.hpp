@@ -21,6 +21,8 @@ namespace tovanel::chat {
 
 /// The event "user_present".
 struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
+  static constexpr InfoType kind = InfoType::userPresent;  ///< the event's kind
+
   /// An identifier, a body kind and a body of that kind. A part that cannot be read is left
   /// empty instead of failing the event; only a media value that is no object fails.
   struct TOVANEL_CHAT_API Media : coding::Record<Media> {

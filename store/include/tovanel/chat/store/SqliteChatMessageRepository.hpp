@@ -118,12 +118,40 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   Future<ReceiveCounts> receive(std::vector<ChatMessage> messages);
   Future<ReceiveCounts> receive(ChatMessage message);
 
-  /// On subscription the room's whole list, then the whole list again after every committed
-  /// change to the room; a change to several messages at once (one receive) is one list. Ordered
-  /// by createdAt, then by messageID (byte order); messages without createdAt come first.
-  /// Cancelling stops the deliveries; closing the repository finishes the stream. A database
-  /// failure fails the stream with StoreError.
+  /// How many of a room's latest messages an observer holds unless it asks for another window:
+  /// a few screens of a conversation, far short of a busy room's history.
+  static constexpr std::uint64_t kDefaultWindow = 200;
+
+  /// The room's latest messages in a window of kDefaultWindow; see the overload.
   Publisher<Messages> observeChatMessages(std::string roomID) override;
+
+  /// The room's latest `window` messages (at least one): on subscription, then again after every
+  /// committed change to them, as a whole list each time; a change to several messages at once
+  /// (one receive) is one list. Ordered by createdAt, then by messageID (byte order); messages
+  /// without createdAt come first, as older than any date.
+  ///
+  /// The window is a page that stays current. Like a page it never splits the messages that
+  /// share its oldest createdAt, so it may hold a few more than `window`; it holds the whole room
+  /// while the room has fewer. As newer messages arrive the oldest leave; a message older than
+  /// the window's oldest does not enter it. When one of its messages is deleted, moved to another
+  /// room or made older than the window, the messages just before the window take its place, so
+  /// the list is always what retrieveChatMessages(roomID, std::nullopt, std::nullopt, size) would
+  /// read. A change that touches nothing in the window, or entering it, delivers no list.
+  ///
+  /// Paging back widens the window: a page read with a `from` that is not before the window's
+  /// oldest message brings the page's older messages into it, and the window holds that many
+  /// more from then on (its observers receive the wider list before the page's future
+  /// completes). A page read further back leaves a gap and changes no window, nor does a page
+  /// without `from`.
+  ///
+  /// The store keeps each window and updates it from the rows each commit wrote or deleted,
+  /// decoding only those: the time a change takes to reach an observer, and the memory an
+  /// observed room holds, follow the window and the change, not the room's history. Observers of
+  /// one room that ask for the same window share it. Unreadable rows take their place in the
+  /// window but are left out of its list; each list that leaves some out is preceded by one
+  /// report of them (see observeUnreadableRows). Cancelling stops the deliveries; closing the
+  /// repository finishes the stream. A database failure fails the stream with StoreError.
+  Publisher<Messages> observeChatMessages(std::string roomID, std::uint64_t window);
 
   /// A page of history going back: up to `limit` messages created strictly before `from` (the
   /// newest messages when `from` is empty; messages without createdAt count as older than any
@@ -169,7 +197,8 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   /// Reports stored messages that no longer decode. A read (an observed list, a page) leaves such
   /// a row out, delivers the rows beside it, and first sends this stream the rows it left out:
   /// one value per read that met any. Until the row is replaced or deleted, every read that
-  /// meets it reports it again.
+  /// meets it reports it again; an observed list meets the rows of its window, and the lists of
+  /// one change to a room make one report.
   Publisher<std::vector<UnreadableRow>> observeUnreadableRows();
 
   /// Whether the repository was opened with openReadOnly.
