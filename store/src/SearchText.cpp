@@ -94,15 +94,65 @@ SearchableText searchableText(const ChatMessage& message, std::string& nameBuffe
 
 // ---- words ----
 
-std::string decomposed(std::string_view text) {
+namespace {
+
+// Whether NFD leaves the code point as it is and never moves a mark across it: a starter without a
+// canonical decomposition. (Hangul syllables decompose by rule, not by table.)
+bool keptByDecomposition(utf8proc_int32_t c) {
+  if (c >= 0xAC00 && c <= 0xD7A3) return false;
+  const utf8proc_property_t* property = utf8proc_get_property(c);
+  return property->combining_class == 0 &&
+         (property->decomp_seqindex == UINT16_MAX || property->decomp_type != 0);
+}
+
+std::optional<std::string> decomposedRun(std::string_view run) {
   utf8proc_uint8_t* out = nullptr;
-  const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                 static_cast<utf8proc_ssize_t>(text.size()), &out,
+  const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(run.data()),
+                                 static_cast<utf8proc_ssize_t>(run.size()), &out,
                                  static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
-  if (size < 0) return std::string(text);  // not UTF-8: kept as it is
+  if (size < 0) return std::nullopt;
   std::string result(reinterpret_cast<const char*>(out), static_cast<std::size_t>(size));
   std::free(out);
   return result;
+}
+
+}  // namespace
+
+std::string decomposed(std::string_view text) {
+  // NFD works run by run between the code points it keeps: only the runs of others are handed to
+  // utf8proc, which is slow on long text.
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+  const auto size = static_cast<utf8proc_ssize_t>(text.size());
+  const auto next = [&](utf8proc_ssize_t at, utf8proc_int32_t& c) {
+    return utf8proc_iterate(bytes + at, size - at, &c);
+  };
+  std::string out;
+  utf8proc_ssize_t copied = 0;
+  for (utf8proc_ssize_t at = 0; at < size;) {
+    utf8proc_int32_t c = bytes[at];
+    const utf8proc_ssize_t length = c < 0x80 ? 1 : next(at, c);
+    if (length < 0) return std::string(text);  // not UTF-8: kept as it is
+    if (c < 0x80 || keptByDecomposition(c)) {
+      at += length;
+      continue;
+    }
+    utf8proc_ssize_t end = at + length;
+    while (end < size) {
+      utf8proc_int32_t d = bytes[end];
+      const utf8proc_ssize_t more = d < 0x80 ? 1 : next(end, d);
+      if (more < 0) return std::string(text);
+      if (d < 0x80 || keptByDecomposition(d)) break;
+      end += more;
+    }
+    const auto run = decomposedRun(text.substr(static_cast<std::size_t>(at),
+                                               static_cast<std::size_t>(end - at)));
+    if (!run) return std::string(text);
+    out.append(text.substr(static_cast<std::size_t>(copied), static_cast<std::size_t>(at - copied)));
+    out += *run;
+    at = copied = end;
+  }
+  out.append(text.substr(static_cast<std::size_t>(copied)));
+  return out;
 }
 
 WordSplitter::WordSplitter(sqlite3* connection) {
