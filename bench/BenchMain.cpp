@@ -11,8 +11,8 @@
 
 #include "AllocationCounter.hpp"
 #include "Corpus.hpp"
-#include "EnvelopeEncoding.hpp"
 #include "Passes.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat::bench {
 namespace {
@@ -30,7 +30,7 @@ int verify() {
   }
   const JSONEncoder encoder = makeEncoder();
   for (std::size_t i = 0; i < ours.size(); ++i) {
-    const auto written = nlohmann::json::parse(encoder.encode(EnvelopeOut{ours[i]}));
+    const auto written = nlohmann::json::parse(encoder.encode(exports::EnvelopeOut{ours[i]}));
     if (written != nlohmann::json(theirs[i])) {
       std::fprintf(stderr, "verify: message %zu differs\n  ours: %s\n  peer: %s\n", i + 1,
                    written.dump().c_str(), nlohmann::json(theirs[i]).dump().c_str());

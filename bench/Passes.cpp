@@ -2,8 +2,7 @@
 
 #include <stdexcept>
 
-#include "Envelope.hpp"
-#include "EnvelopeEncoding.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat::bench {
 
@@ -19,7 +18,7 @@ void floorPass(simdjson::dom::parser& parser, const Corpus& corpus) {
 
 void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history) {
   for (const std::string_view line : corpus.lines) {
-    history.push_back(decoder.decode(line, tool::decodeEnvelope));
+    history.push_back(decoder.decode(line, exports::decodeEnvelope));
   }
 }
 
@@ -32,7 +31,7 @@ void peerDecodePass(const Corpus& corpus, std::vector<peer::Envelope>& history) 
 void encodePass(const JSONEncoder& encoder, const std::vector<ChatMessage>& history,
                 std::string& out) {
   for (const ChatMessage& message : history) {
-    encoder.encode(EnvelopeOut{message}, out);
+    encoder.encode(exports::EnvelopeOut{message}, out);
     out += '\n';
   }
 }
@@ -56,12 +55,8 @@ std::uint64_t hashPass(const std::vector<ChatMessage>& history) {
   return combined;
 }
 
-JSONDecoder makeDecoder() { return tool::makeEnvelopeDecoder(); }
+JSONDecoder makeDecoder() { return exports::makeEnvelopeDecoder(); }
 
-JSONEncoder makeEncoder() {
-  JSONEncoder encoder;
-  encoder.dateEncodingStrategy = DateEncodingStrategy::iso8601();
-  return encoder;
-}
+JSONEncoder makeEncoder() { return exports::makeEnvelopeEncoder(); }
 
 }  // namespace tovanel::chat::bench

@@ -21,7 +21,7 @@ namespace tovanel::chat::bench {
 void floorPass(simdjson::dom::parser& parser, const Corpus& corpus);
 
 /// Ours: each envelope decoded into a ChatMessage appended to the history, through the public API
-/// as an application calls it (the tool's decodeEnvelope on a decoder made by
+/// as an application calls it (the export library's decodeEnvelope on a decoder made by
 /// makeEnvelopeDecoder).
 void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history);
 

@@ -1,6 +1,7 @@
 # Install rules: the libraries, their headers (with the generated Version.hpp), the CMake package
-# TovanelChatData (target Tovanel::ChatData; with its component Store, Tovanel::ChatStore) and the
-# pkg-config files tovanel-chat-data.pc and tovanel-chat-store.pc. The package files are
+# TovanelChatData (target Tovanel::ChatData; with its component Export, Tovanel::ChatExport; with
+# its component Store, Tovanel::ChatStore) and the pkg-config files tovanel-chat-data.pc,
+# tovanel-chat-export.pc and tovanel-chat-store.pc. The package files are
 # relocatable: they find the prefix from where they are installed, so
 # `cmake --install BUILD --prefix DIR` works with any DIR.
 
@@ -23,6 +24,8 @@ endfunction()
 
 tovanel_install_library(TovanelChatData TovanelChatDataTargets
   "${PROJECT_SOURCE_DIR}/include/;${PROJECT_BINARY_DIR}/include/")
+tovanel_install_library(TovanelChatExport TovanelChatExportTargets
+  "${PROJECT_SOURCE_DIR}/export/include/")
 set(TOVANEL_CHAT_HAS_STORE FALSE)
 if(TARGET TovanelChatStore)
   set(TOVANEL_CHAT_HAS_STORE TRUE)
@@ -55,8 +58,8 @@ foreach(dir LIBDIR INCLUDEDIR)
     set(TOVANEL_CHAT_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
   endif()
 endforeach()
-# A static library's users link its dependencies too; a shared library's do not. The store
-# always requires the core, whose headers its own include.
+# A static library's users link its dependencies too; a shared library's do not. The store and
+# the export library always require the core, whose headers their own include.
 if(TOVANEL_CHAT_LIBRARY_TYPE STREQUAL "STATIC_LIBRARY")
   set(TOVANEL_CHAT_PC_REQUIRES "Requires")
   set(TOVANEL_CHAT_STORE_PC_REQUIRES "Requires: tovanel-chat-data = ${PROJECT_VERSION}, sqlite3")
@@ -65,7 +68,7 @@ else()
   set(TOVANEL_CHAT_STORE_PC_REQUIRES
     "Requires: tovanel-chat-data = ${PROJECT_VERSION}\nRequires.private: sqlite3")
 endif()
-set(TOVANEL_CHAT_PC_FILES tovanel-chat-data)
+set(TOVANEL_CHAT_PC_FILES tovanel-chat-data tovanel-chat-export)
 if(TOVANEL_CHAT_HAS_STORE)
   list(APPEND TOVANEL_CHAT_PC_FILES tovanel-chat-store)
 endif()

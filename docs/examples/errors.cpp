@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Expect.hpp"
 #include "tovanel/chat.hpp"
@@ -70,6 +71,21 @@ int main() {
   }
   // [body-type-missing]
   guide::expect(missing, "bodyTypeMissing from an unprepared decoder");
+
+  // [diagnostic-sink]
+  chat::JSONDecoder logging;
+  chat::prepareForBodyDecoding(logging);
+  chat::bodyType(logging.userInfo)->value = chat::BodyType::text;
+  std::vector<std::string> lines;  // where the lines go instead of standard output
+  logging.diagnosticSink = [&lines](std::string_view line) { lines.emplace_back(line); };
+  try {
+    logging.decode<chat::Body>(R"({"text": 42})");
+  } catch (const chat::DecodingError&) {
+    // lines: {"[Body] Can't decode due to error: typeMismatch at text: expected a string, ...\n"}
+  }
+  // [diagnostic-sink]
+  guide::expect(lines.size() == 1 && lines[0].starts_with("[Body] Can't decode due to error: "),
+                "the body's line in the sink");
 
   // [encoding-error]
   const chat::Video clip(640, 360, "https://video.example/1.mp4",

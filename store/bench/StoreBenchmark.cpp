@@ -30,17 +30,16 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CorpusGenerator.hpp"
-#include "Envelope.hpp"
 #include "ImportFloor.hpp"
 #include "Store.hpp"
 #include "Worker.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -63,8 +62,8 @@ const std::string& corpusText() {
 
 Messages decode(const std::string& text) {
   Messages decoded;
-  std::istringstream input(text);
-  tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+  auto input = exports::Input::fromText(text);
+  exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
     if (!result.message) throw std::runtime_error("the corpus does not decode");
     decoded.push_back(*result.message);
   });
@@ -201,13 +200,13 @@ void BM_ImportExport(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     auto repository = openStore(scratch().fresh("export.db"));
-    std::istringstream input(text);
+    auto input = exports::Input::fromText(text);
     cpu.start();
     state.ResumeTiming();
     Messages batch;
     std::optional<Future<ReceiveCounts>> writing;
     count = 0;
-    tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+    exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
       batch.push_back(*result.message);
       ++count;
       if (batch.size() == 1000) {

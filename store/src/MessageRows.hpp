@@ -7,6 +7,7 @@
 #include <cmath>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Database.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
@@ -83,6 +84,8 @@ class MessageRows {
   /// Binds the message of the last bind to another statement, without encoding it again.
   void bindAgain(Statement& statement, const ChatMessage& message, bool unconfirmed,
                  std::optional<std::int64_t> searchKey);
+
+  void setDiagnosticSink(DiagnosticSink sink) { decoder_.diagnosticSink = std::move(sink); }
 
  private:
   JSONDecoder decoder_;

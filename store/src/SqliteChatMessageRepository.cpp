@@ -188,4 +188,10 @@ Publisher<std::vector<UnreadableRow>> SqliteChatMessageRepository::observeUnread
 
 bool SqliteChatMessageRepository::isReadOnly() const noexcept { return shared_->readOnly; }
 
+void SqliteChatMessageRepository::setDiagnosticSink(DiagnosticSink sink) {
+  shared_->worker.post([self = shared_.get(), sink = std::move(sink)]() mutable {
+    self->store.setDiagnosticSink(std::move(sink));
+  });
+}
+
 }  // namespace tovanel::chat::store

@@ -10,6 +10,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Database.hpp"
@@ -39,6 +40,7 @@ class Store final : private RowReader {
   /// Finishes every observation, stops listening to the transport, closes the file.
   void close();
   bool isOpen() const noexcept { return database_ != nullptr; }
+  void setDiagnosticSink(DiagnosticSink sink) { rows_.setDiagnosticSink(std::move(sink)); }
 
   void send(NewChatMessage message, Date createdAt);
   ReceiveCounts receive(const std::vector<ChatMessage>& messages);

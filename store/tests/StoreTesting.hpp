@@ -14,16 +14,15 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CorpusGenerator.hpp"
-#include "Envelope.hpp"
 #include "Schema.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -171,9 +170,10 @@ inline ChatMessage textMessage(const std::string& messageID, const std::string& 
 /// `count` messages of every kind (events, media, embeds, payload-less kinds), decoded from
 /// the benchmarks' generated export, all in one room.
 inline Messages corpusMessages(std::size_t count) {
-  std::istringstream input(bench::generateCorpus(count));
+  const std::string text = bench::generateCorpus(count);
+  auto input = exports::Input::fromText(text);
   Messages messages;
-  tool::forEachEnvelope(input, [&](const tool::EnvelopeResult& result) {
+  exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
     if (!result.message) std::rethrow_exception(result.failure);
     messages.push_back(*result.message);
   });

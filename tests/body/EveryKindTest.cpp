@@ -1,6 +1,6 @@
 // Every body kind and every event kind through Body, as an envelope decodes it: what is written
 // back (every key, in key order), that the written text decodes to an equal body with an equal
-// hash, how a failing payload fails (kind, path and Body's one diagnostic line), and the tool.
+// hash, and how a failing payload fails (kind, path and Body's one diagnostic line).
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,6 @@
 
 #include "support/Capture.hpp"
 #include "support/RecordTables.hpp"
-#include "support/ToolRun.hpp"
 #include "tovanel/chat.hpp"
 
 namespace tovanel::chat {
@@ -118,13 +117,6 @@ TEST_P(EveryKind, DecodesWhatItWritesToAnEqualBodyWithAnEqualHash) {
   const Body again = decodeBody(GetParam().kind, encodeJson(body));
   EXPECT_EQ(again, body);
   EXPECT_EQ(again.hashValue(), body.hashValue());
-}
-
-TEST_P(EveryKind, TheToolWritesItBack) {
-  const auto run =
-      test::runTool("body --type " + std::string(rawValue(GetParam().kind)), GetParam().sent);
-  EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, GetParam().expected() + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Bodies, EveryKind, testing::ValuesIn(kindRows()));

@@ -17,6 +17,7 @@
 
 #include "support/Capture.hpp"
 #include "tovanel/chat.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -61,13 +62,6 @@ const std::vector<Document> kDocuments{
     {BodyType::action, "{}"},
 };
 
-JSONDecoder makeDecoder() {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  decoder.dateDecodingStrategy = DateDecodingStrategy::iso8601();
-  return decoder;
-}
-
 Body decodeWith(JSONDecoder& decoder, const Document& document) {
   bodyType(decoder.userInfo)->value = document.kind;
   return decoder.decode<Body>(document.json);
@@ -80,7 +74,7 @@ std::string encode(const Body& body) {
 }
 
 std::vector<Body> decodeAll() {
-  JSONDecoder decoder = makeDecoder();
+  JSONDecoder decoder = exports::makeEnvelopeDecoder();
   std::vector<Body> bodies;
   for (const auto& document : kDocuments) bodies.push_back(decodeWith(decoder, document));
   return bodies;
@@ -101,7 +95,7 @@ TEST(Concurrency, ThreadsDecodingWithADecoderEachGetTheSameValuesAndTexts) {
   std::vector<int> mismatches(kThreads, 0);
   std::barrier start(kThreads);
   onThreads([&](int t) {
-    JSONDecoder decoder = makeDecoder();
+    JSONDecoder decoder = exports::makeEnvelopeDecoder();
     start.arrive_and_wait();
     for (int round = 0; round < kRounds; ++round) {
       for (std::size_t i = 0; i < kDocuments.size(); ++i) {
@@ -119,7 +113,7 @@ TEST(Concurrency, ThreadsDecodingWithADecoderEachGetTheSameValuesAndTexts) {
 TEST(Concurrency, DiagnosticLinesOfFailuresOnManyThreadsNeverInterleave) {
   const Document broken{BodyType::text, R"({"text":5})"};
   const auto failOnce = [&] {
-    JSONDecoder decoder = makeDecoder();
+    JSONDecoder decoder = exports::makeEnvelopeDecoder();
     try {
       decodeWith(decoder, broken);
     } catch (const DecodingError&) {

@@ -1,10 +1,14 @@
 #pragma once
 // Runs the tovanel-chat tool as a user runs it, for tests of its commands: the arguments as the
-// shell reads them, some text on standard input, and what came out.
+// shell reads them, some text on standard input, and what came out; or a shell command line in
+// which "$TOOL" is the tool; or the same on a terminal of its own.
 
+#include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,9 +19,10 @@
 namespace tovanel::chat::test {
 
 struct ToolRun {
-  int status;  ///< the exit status, or -1 when the tool did not exit normally
+  int status;  ///< the exit status, 128 + the signal for a process a signal ended
   std::string out;
-  std::string err;
+  std::string err;           ///< empty for a run on a terminal: it all goes to out
+  long peakResidentKiB = 0;  ///< the largest resident memory of the shell and what it ran
 };
 
 /// `argument` quoted for the shell.
@@ -54,6 +59,7 @@ class ScratchFiles {
     std::ofstream(path, std::ios::binary) << content;
     return path.string();
   }
+  const std::filesystem::path& directory() const noexcept { return directory_; }
 
  private:
   ScratchFiles()
@@ -64,9 +70,28 @@ class ScratchFiles {
   std::filesystem::path directory_;
 };
 
-/// Runs the tool with `arguments` (as the shell reads them: quote what needs it) and `input` on
-/// standard input.
-inline ToolRun runTool(const std::string& arguments, const std::string& input = "") {
+namespace detail {
+// Runs `command` with /bin/sh in a child forked here (not spawned: a spawned child would count
+// this process's memory as its own), TOOL set to the tool; returns the wait status.
+inline int runShell(const std::string& command, long& peakKiB) {
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
+  }
+  peakKiB = usage.ru_maxrss;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+}  // namespace detail
+
+/// Runs `command`, a shell command line in which "$TOOL" is the tool, with `input` on standard
+/// input.
+inline ToolRun runCommand(const std::string& command, const std::string& input = "") {
   static int runs = 0;
   const auto base = std::filesystem::temp_directory_path() /
                     ("tovanel-tool-" + std::to_string(getpid()) + "-" + std::to_string(++runs));
@@ -74,11 +99,51 @@ inline ToolRun runTool(const std::string& arguments, const std::string& input = 
   const auto out = base.string() + ".out";
   const auto err = base.string() + ".err";
   std::ofstream(in, std::ios::binary) << input;
-  const std::string command = quoted(TOVANEL_CHAT_TOOL) + " " + arguments + " <" + quoted(in) +
-                              " >" + quoted(out) + " 2>" + quoted(err);
-  const int status = std::system(command.c_str());
-  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+  ToolRun run{};
+  run.status = detail::runShell(
+      "{ " + command + "\n} <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err),
+      run.peakResidentKiB);
+  run.out = slurp(out);
+  run.err = slurp(err);
   std::filesystem::remove(in), std::filesystem::remove(out), std::filesystem::remove(err);
+  return run;
+}
+
+/// Runs the tool with `arguments` (as the shell reads them: quote what needs it) and `input` on
+/// standard input.
+inline ToolRun runTool(const std::string& arguments, const std::string& input = "") {
+  return runCommand("\"$TOOL\" " + arguments, input);
+}
+
+/// Runs `command` as runCommand does, on a terminal of its own (standard input, output and error
+/// alike), with TERM=xterm unless the command sets it; what the terminal showed is `out`.
+inline ToolRun runOnTerminal(const std::string& command) {
+  int terminal = -1;
+  ToolRun run{};
+  winsize size{};
+  size.ws_row = 24, size.ws_col = 80;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    unsetenv("NO_COLOR");
+    setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  char buffer[4096];
+  for (;;) {  // until the terminal closes (EIO once the child has gone)
+    const ssize_t got = read(terminal, buffer, sizeof buffer);
+    if (got > 0) {
+      run.out.append(buffer, static_cast<std::size_t>(got));
+    } else if (got == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  close(terminal);
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return run;
 }
 

@@ -1,55 +1,112 @@
-// End-to-end runs of the tovanel-chat tool's body, equal, info and duration commands: exit
-// statuses, what goes to standard output and what to standard error.
+// The tovanel-chat tool run as a user runs it, on ordinary and hostile input and output: exit
+// statuses, what goes to standard output and what to standard error, what a terminal shows, and
+// how much memory a run takes where input could make it grow.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "support/ToolRun.hpp"
+#include "tovanel/chat/Version.hpp"
 
 namespace tovanel::chat {
 namespace {
 
-using test::runTool;
+using test::quoted;
 
 /// The quoted path of a scratch file holding `content`.
 std::string file(const std::string& name, const std::string& content) {
-  return test::quoted(test::ScratchFiles::instance().write(name, content));
+  return quoted(test::ScratchFiles::instance().write(name, content));
+}
+
+/// The quoted path of a scratch file that no row writes.
+std::string scratch(const std::string& name) {
+  return quoted((test::ScratchFiles::instance().directory() / name).string());
 }
 
 long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
+enum class Out { exact, startsWith, contains, lacks };
+
 struct ToolRow {
   const char* name;
-  std::string args;
-  std::string input;  // standard input
+  std::string command;  // after the tool's name; or, starting with "sh:", a shell command line
+                        // in which "$TOOL" is the tool
+  std::string input;    // standard input
   int status;
-  std::string out;        // the exact output, or (no newline) the start of its one line
-  std::string errPrefix;  // the one line on standard error starts with this ("" for no line)
+  std::string out;
+  std::string errPrefix;   // the one line on standard error starts with this ("" for no line)
+  Out match = Out::exact;  // how `out` is compared; startsWith also means one line
+  long growthMiB = 0;      // when set: peak memory at most this far above a small run's
+  bool terminal = false;   // run on a terminal of its own (`out` is what it showed)
 };
-void PrintTo(const ToolRow& row, std::ostream* out) { *out << row.args; }
+void PrintTo(const ToolRow& row, std::ostream* out) { *out << row.command; }
 
-class ToolCommands : public ::testing::TestWithParam<ToolRow> {};
+class ToolCommands : public ::testing::TestWithParam<ToolRow> {
+ protected:
+  void SetUp() override { setenv("TZ", "UTC", 1); }
+
+  // A small run's peak: the tool's own size, under whatever build and sanitizer this is.
+  static long smallRunPeakKiB() {
+    static const long peak = test::runTool("duration PT1S").peakResidentKiB;
+    return peak;
+  }
+};
 
 TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   const auto& row = GetParam();
-  const auto run = runTool(row.args, row.input);
-  EXPECT_EQ(run.status, row.status) << run.err;
-  if (row.out.empty() || row.out.ends_with('\n')) {
-    EXPECT_EQ(run.out, row.out);
-  } else {  // one line that starts with the row's text
-    EXPECT_EQ(run.out.rfind(row.out, 0), 0u) << run.out;
-    EXPECT_EQ(lineCount(run.out), 1) << run.out;
+  if (row.command.find("unshare -U") != std::string::npos &&
+      std::system("unshare -U true 2>/dev/null") != 0) {
+    GTEST_SKIP() << "this machine gives no user namespace to run as another user";
+  }
+  const std::string command =
+      row.command.starts_with("sh:") ? row.command.substr(3) : "\"$TOOL\" " + row.command;
+  auto run = row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
+  EXPECT_EQ(run.status, row.status) << run.out << run.err;
+  if (row.terminal) {  // the terminal writes each newline as CR LF
+    for (auto at = run.out.find("\r\n"); at != std::string::npos; at = run.out.find("\r\n", at)) {
+      run.out.erase(at, 1);
+    }
+  }
+  switch (row.match) {
+    case Out::exact:
+      EXPECT_EQ(run.out, row.out);
+      break;
+    case Out::startsWith:
+      EXPECT_EQ(run.out.rfind(row.out, 0), 0u) << run.out;
+      EXPECT_EQ(lineCount(run.out), 1) << run.out;
+      break;
+    case Out::contains:
+      EXPECT_NE(run.out.find(row.out), std::string::npos) << run.out;
+      break;
+    case Out::lacks:
+      EXPECT_EQ(run.out.find(row.out), std::string::npos) << run.out;
+      break;
   }
   EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
   EXPECT_EQ(lineCount(run.err), row.errPrefix.empty() ? 0 : 1) << run.err;
+  if (row.growthMiB > 0) {
+    EXPECT_LT(run.peakResidentKiB, smallRunPeakKiB() + row.growthMiB * 1024)
+        << "a small run peaks at " << smallRunPeakKiB() << " KiB";
+  }
+}
+
+std::string envelope(const std::string& id, const std::string& room, const std::string& body,
+                     const std::string& user = "anna") {
+  return R"({"messageId":")" + id + R"(","roomId":")" + room + R"(","type":"text","body":)" + body +
+         R"(,"user":{"id":"u1","username":")" + user +
+         R"(","firstName":"A","lastName":"B","followerCount":0,"followingCount":0},)"
+         R"("createdAt":"2026-11-22T10:00:00Z"})";
 }
 
 std::vector<ToolRow> toolRows() {
   const std::string hi = R"({"mentions":[],"text":"hi"})", bye = R"({"text":"bye"})";
   const std::string text = file("text.json", hi), other = file("other.json", bye);
-  const std::string malformed = file("malformed.json", R"({"text":)");
+  const std::string malformedPath = test::ScratchFiles::instance().write("bad.json", R"({"text":)");
+  const std::string malformed = quoted(malformedPath);
   const std::string pre = file("pre.json", "{\"text\":\"caf\xC3\xA9\"}");
   const std::string dec = file("dec.json", "{\"text\":\"cafe\xCC\x81\"}");
   const std::string hiOut = "{\"text\":\"hi\",\"mentions\":[]}\n";
@@ -61,24 +118,70 @@ std::vector<ToolRow> toolRows() {
   const std::string failingErr =
       "error: typeMismatch: expected an array, found a string (at recipients)\n";
   const std::string addedFile = file("added.json", added);
-  return {
+  const std::string folder = quoted(test::ScratchFiles::instance().directory().string());
+  const std::string notAFile = "error: cannot read " +
+                               test::ScratchFiles::instance().directory().string() +
+                               ": Is a directory\n";
+
+  const std::string good = envelope("m1", "r1", R"({"text":"hi"})");
+  const std::string goodLines = good + "\n" + envelope("m2", "r1", R"({"text":"hi again"})") + "\n";
+  const std::string room = file("room.ndjson", goodLines);
+  const std::string large = envelope("m2", "r1", "{\"text\":\"" + std::string(1000, 'y') + "\"}");
+  // Three messages of about 150 bytes each, in an array.
+  std::string array = "[" + good;
+  for (int i = 2; i <= 10; ++i)
+    array += ",\n" + envelope("m" + std::to_string(i), "r1", "{\"text\":\"x\"}");
+  array += "]";
+  // A line of 100 MB between good lines, made by the shell so that this process never holds it.
+  const std::string hugeLine = "{ printf '%s\\n%s\\n' " + quoted(good) + " " + quoted(good) +
+                               "; head -c 100000000 /dev/zero | tr '\\0' x; printf '\\n%s\\n' " +
+                               quoted(good) + "; } | ";
+  const std::string tooLong =
+      "message 3 (?): error: dataCorrupted: the message is 100000000 bytes long, more than the "
+      "limit of 1048576 bytes (line 3)\n";
+  // Text that would act on a terminal: clear the screen, retitle it, forge a line.
+  const std::string hostile = envelope(
+      "m1", "r1", R"({"text":"a\u001b[2J\u001b]0;owned\u0007\rb\nc \u202e d \u0085 e \u007f"})",
+      R"(x\u001b[31m)");
+  const std::string hostileOut =
+      "═══ room r1 ═══\n"
+      "──── Sunday 22 November 2026 ────\n"
+      "10:00  @x\\u001B[31m a\\u001B[2J\\u001B]0;owned\\u0007\\rb\n"
+      "       c \\u202E d \\u0085 e \\u007F\n";
+  // Twenty thousand messages of about 600 bytes, for a store file that may not grow past 1 MB.
+  const std::string manyMessages =
+      "seq 20000 | sed " +
+      quoted("s/.*/" + envelope("m&", "r1", "{\"text\":\"" + std::string(400, 'x') + "\"}") + "/") +
+      " > " + scratch("many.ndjson") + "; ";
+  const std::string bigRoom = "yes " + quoted(good) + " | head -n 5000 > " + scratch("big") + "; ";
+
+  std::vector<ToolRow> rows{
       {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
       {"BodyReadsStdinForDash", "body --type text -", hi, 0, hiOut, ""},
       {"BodyReadsStdinWithoutFile", "body --type text", hi, 0, hiOut, ""},
+      {"BodyOfAnotherKind", "body --type youtube", R"({"duration":"PT4M13S","title":"x"})", 0,
+       "{\"title\":\"x\",\"duration\":253}\n", ""},
       {"BodyOfMalformedJson", "body --type text " + malformed, "", 1, "", "error: dataCorrupted: "},
       // A failing body prints the library's own line and the error kind.
       {"BodyThatFails", "body --type text", R"({"text":5})", 1,
-       "[Body] Can't decode due to error: typeMismatch", "error: typeMismatch: "},
-      {"UnknownKind", "body --type Text " + text, "", 2, "", "error: "},
+       "[Body] Can't decode due to error: typeMismatch", "error: typeMismatch: ", Out::startsWith},
+      {"UnknownKindListsTheKinds", "body --type Text " + text, "", 2, "",
+       "error: unknown body kind \"Text\" (the kinds: action, app, event, hint, hls, images, "
+       "info, location, soundcloud, text, twitch, url, video, vimeo, youtube)\n"},
       {"MissingType", "body " + text, "", 2, "", "error: "},
-      {"UnreadableFile", "body --type text /nonexistent/x.json", "", 2, "", "error: "},
-      {"UnknownCommand", "reencode " + text, "", 2, "", "error: "},
+      {"UnreadableFile", "body --type text /nonexistent/x.json", "", 2, "",
+       "error: cannot read /nonexistent/x.json: No such file or directory\n"},
+      {"UnknownCommandIsNamed", "reencode " + text, "", 2, "",
+       "error: unknown command \"reencode\" (the commands: body, check, duration, equal, import, "
+       "info, room, user)\n"},
+      {"Version", "--version", "", 0, std::string("tovanel-chat ") + TOVANEL_CHAT_VERSION + "\n",
+       ""},
       {"CanonicallyEqualText", "equal --type text " + pre + " " + dec, "", 0,
        "equal\nhashes equal\n", ""},
       {"DifferentText", "equal --type text " + text + " " + other, "", 0,
        "different\nhashes differ\n", ""},
-      {"EqualFailsAsBodyDoes", "equal --type text " + text + " " + malformed, "", 1, "",
-       "error: dataCorrupted: "},
+      {"EqualNamesTheFileThatFailed", "equal --type text " + text + " " + malformed, "", 1, "",
+       "error: " + malformedPath + ": dataCorrupted: "},
       {"EqualNeedsTwoFiles", "equal --type text " + text, "", 2, "", "error: "},
       // events
       {"InfoReencodes", "info", added, 0, addedOut, ""},
@@ -91,7 +194,6 @@ std::vector<ToolRow> toolRows() {
        "error: dataCorrupted: "},
       {"InfoBodyWritesTheEventsLineThenTheBodys", "body --type info", failing, 1,
        infoLine + "[Body] Can't decode due to error: " + failure, failingErr},
-      {"InfoBodyReencodes", "body --type info", added, 0, addedOut, ""},
       {"EqualInfoWithKeysInAnotherOrder",
        "equal --info " + addedFile + " " +
            file("added2.json", R"({"type":"added","recipients":[]})"),
@@ -111,10 +213,141 @@ std::vector<ToolRow> toolRows() {
       {"DurationWithoutText", "duration", "", 2, "", "error: "},
       // rooms
       {"RoomWithAnUnknownOption", "room --colour", "", 2, "", "error: "},
-      {"RoomOfAMissingFile", "room /nonexistent/room.json", "", 2, "", "error: "},
-      {"CheckOfAMissingFile", "check /nonexistent/room.json", "", 2, "", "error: "},
+      {"RoomOfAMissingFile", "room /nonexistent/room.json", "", 2, "", "error: cannot read "},
+      {"CheckOfAMissingFile", "check /nonexistent/room.json", "", 2, "", "error: cannot read "},
       {"CheckOfTwoFiles", "check a b", "", 2, "", "error: "},
+      {"RoomNeedsTheStoreForARoom", "room --room r1", "", 2, "", "error: --room requires --db\n"},
+      {"SeveralRoomsHaveAHeaderEach", "room -",
+       good + "\n" + envelope("m2", "r2", R"({"text":"two"})") + "\n" +
+           envelope("m3", "r1", R"({"text":"three"})") + "\n",
+       0,
+       "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n\n"
+       "═══ room r2 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna two\n\n"
+       "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna three\n",
+       ""},
+      {"RoomSendsTheLibrarysLinesToStandardError", "room -",
+       envelope("m9", "r1", R"({"text":5})") + "\n", 1,
+       "✗ message 1 (m9) could not be read: typeMismatch: expected a string, found an integer (at "
+       "body.text) (line 1)\n",
+       "[Body] Can't decode due to error: typeMismatch at body.text"},
+      // input that is no file, or never ends
+      {"BodyOfAFolder", "body --type text " + folder, "", 2, "", notAFile},
+      {"UserOfAFolder", "user " + folder, "", 2, "", notAFile},
+      {"InfoOfAFolder", "info " + folder, "", 2, "", notAFile},
+      {"EqualWithAFolder", "equal --info " + addedFile + " " + folder, "", 2, "", notAFile},
+      {"CheckOfAFolder", "check " + folder, "", 2, "", notAFile},
+      {"RoomOfAFolder", "room " + folder, "", 2, "", notAFile},
+      {"CheckWithStandardInputClosed", "sh:\"$TOOL\" check <&-", "", 2, "",
+       "error: cannot read standard input: it is closed\n"},
+      {"UserOfAnEndlessStreamStopsAtTheLimit", "user --max-message-size 1M /dev/zero", "", 1, "",
+       "error: dataCorrupted: the input is longer than the limit of 1048576 bytes\n", Out::exact,
+       8},
+      {"EqualOfAnEndlessStreamNamesIt", "equal --info " + addedFile + " /dev/zero", "", 1, "",
+       "error: /dev/zero: dataCorrupted: the input is longer than the limit of 67108864 bytes\n"},
+      {"CheckGoesOnAfterALineBeyondTheLimit",
+       "sh:" + hugeLine + "\"$TOOL\" check --max-message-size 1M -", "", 1,
+       tooLong + "checked 4 messages: 3 ok, 1 failed\n", "", Out::exact, 8},
+      // exports of every shape
+      {"ArrayWithAByteOrderMarkAndCrlf", "check -",
+       "\xEF\xBB\xBF[\r\n" + good + ",\r\n" + good + "\r\n]\r\n", 0,
+       "checked 2 messages: 2 ok, 0 failed\n", ""},
+      {"ArrayLongerThanTheMessageLimit", "check --max-message-size 1K -", array, 0,
+       "checked 10 messages: 10 ok, 0 failed\n", ""},
+      {"ArrayElementBeyondTheLimitFailsAlone", "check --max-message-size 1K -",
+       "[" + good + ",\n" + large + ",\n" + good + "]", 1,
+       "message 2 (?): error: dataCorrupted: the message is " + std::to_string(large.size()) +
+           " bytes long, more than the limit of 1024 bytes (byte " +
+           std::to_string(good.size() + 3) + ")\nchecked 3 messages: 2 ok, 1 failed\n",
+       ""},
+      {"ArrayThatEndsTooSoon", "check -", "[" + good + ",", 1,
+       "checked 1 messages: 1 ok, 0 failed\n",
+       "error: dataCorrupted: the data is not valid JSON: the input ends before the array's "
+       "closing bracket (byte " +
+           std::to_string(good.size() + 2) + ")\n"},
+      // what the data holds never reaches the terminal raw
+      {"RoomEscapesTheData", "room -", hostile + "\n", 0, hostileOut, ""},
+      {"CheckEscapesAnIdAndAKind", "check -",
+       R"({"messageId":"\u001b]0;x\u0007","roomId":"r","type":"te\u001bxt","body":{},"user":{}})",
+       1,
+       "message 1 (\\u001B]0;x\\u0007): error: dataCorrupted: cannot initialize BodyType from "
+       "invalid raw value \"te\\u001Bxt\" (at type) (line 1)\nchecked 1 messages: 0 ok, 1 "
+       "failed\n",
+       ""},
+      {"BodyKeepsItsJsonAndEscapesWhatTheEncoderLeaves", "body --type text",
+       R"({"text":"\u202e\u0085\u007f\u001b"})", 0, "{\"text\":\"\\u202E\\u0085\\u007F\\u001b\"}\n",
+       ""},
+      {"RoomOnATerminalHasColours", "sh:\"$TOOL\" room " + room, "", 0, "\x1b[", "", Out::contains,
+       0, true},
+      {"NoColoursWithNoColor", "sh:NO_COLOR=1 \"$TOOL\" room " + room, "", 0, "\x1b", "",
+       Out::lacks, 0, true},
+      {"NoColoursOnADumbTerminal", "sh:TERM=dumb \"$TOOL\" room " + room, "", 0, "\x1b", "",
+       Out::lacks, 0, true},
+      // output that cannot be written
+      {"OutputToAFullDisk", "sh:\"$TOOL\" check " + room + " >/dev/full", "", 1, "",
+       "error: cannot write the output: No space left on device\n"},
+      {"AReaderThatGoesAwayEndsItQuietly",
+       "sh:" + bigRoom + "(trap '' PIPE; \"$TOOL\" room " + scratch("big") + " | head -n 1)", "", 0,
+       "═══ room r1 ═══\n", ""},
   };
+#ifdef TOVANEL_CHAT_HAS_STORE
+  const std::string store = scratch("store.db");
+  const std::string noFolder =
+      "error: cannot open the store /nonexistent/s.db: its folder /nonexistent does not exist\n";
+  const std::string empty = "error: --db needs the path of a store file; it is empty\n";
+  const std::string memory =
+      "error: --db needs the path of a store file; \":memory:\" would name SQLite's own kind of "
+      "database, not a file\n";
+  std::vector<ToolRow> storeRows{
+      {"ImportWithoutStore", "import", "", 2, "", "error: "},
+      {"RoomOfAStoreWithoutTheRoom", "room --db " + store, "", 2, "", "error: "},
+      {"RoomOfAStoreThatDoesNotExist", "room --room r1 --db " + store, "", 2, "",
+       "error: cannot open the store "},
+      {"RoomOfAFileAndAStore", "room x.json --room r1 --db " + store, "", 2, "", "error: "},
+      {"ImportIntoAMissingFolder", "import --db /nonexistent/s.db", good, 2, "", noFolder},
+      {"RoomOfAMissingFolder", "room --room r1 --db /nonexistent/s.db", "", 2, "", noFolder},
+      {"ImportIntoAnEmptyPath", "import --db ''", good, 2, "", empty},
+      {"RoomOfAnEmptyPath", "room --room r1 --db ''", "", 2, "", empty},
+      {"ImportIntoMemory", "import --db :memory:", good, 2, "", memory},
+      {"RoomOfMemory", "room --room r1 --db :memory:", "", 2, "", memory},
+      {"ImportOfAFolder", "import " + folder + " --db " + store, "", 2, "", notAFile},
+      {"ImportGoesOnAfterALineBeyondTheLimit",
+       "sh:" + hugeLine + "\"$TOOL\" import --max-message-size 1M - --db " + scratch("huge.db"), "",
+       1, tooLong + "imported 3 messages (1 new, 2 replaced), 1 failed\n", "", Out::exact, 8},
+      {"ImportSendsTheLibrarysLinesToStandardError", "import - --db " + scratch("lines.db"),
+       envelope("m9", "r1", R"({"text":5})") + "\n", 1,
+       "message 1 (m9): error: typeMismatch: expected a string, found an integer (at body.text) "
+       "(line 1)\nimported 0 messages (0 new, 0 replaced), 1 failed\n",
+       "[Body] Can't decode due to error: typeMismatch at body.text"},
+      {"ImportStopsAtTheFirstBatchTheStoreRefuses",
+       "sh:" + manyMessages + "trap '' XFSZ; ulimit -f 2000; \"$TOOL\" import " +
+           scratch("many.ndjson") + " --db " + scratch("full.db"),
+       "", 1, "", "error: "},
+      {"ImportCountsReplacedMessagesApart",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("twice.db") +
+           " >/dev/null; \"$TOOL\" import " + room + " --db " + scratch("twice.db"),
+       "", 0, "imported 2 messages (0 new, 2 replaced), 0 failed\n", ""},
+      // Rendering opens the store read-only: the file stays as it was, nothing is left beside it.
+      {"RoomLeavesTheStoreAsItWas",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("kept.db") +
+           " >/dev/null; before=$(stat -c %y " + scratch("kept.db") + "); \"$TOOL\" room --db " +
+           scratch("kept.db") + " --room r1 >/dev/null; [ \"$(stat -c %y " + scratch("kept.db") +
+           ")\" = \"$before\" ] && ls " + folder + " | grep kept",
+       "", 0, "kept.db\n", ""},
+      // Another user, for whom neither the file nor its folder can be written.
+      {"RoomOfAReadOnlyStore",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("read-only.db") +
+           " >/dev/null; unshare -U \"$TOOL\" room --db " + scratch("read-only.db") + " --room r1",
+       "", 0,
+       "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n"
+       "10:00  @anna hi again\n",
+       ""},
+      {"ImportShowsProgressOnATerminal",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
+       "\rimported 2 messages...", "", Out::contains, 0, true},
+  };
+  rows.insert(rows.end(), storeRows.begin(), storeRows.end());
+#endif
+  return rows;
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, ToolCommands, ::testing::ValuesIn(toolRows()),

@@ -1,50 +1,48 @@
 #include "Check.hpp"
 
-#include <unistd.h>
-
 #include <cstdio>
 
-#include "Envelope.hpp"
-#include "Input.hpp"
+#include "Output.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
 
 namespace tovanel::chat::tool {
 
-namespace {
-void writeLine(FILE* stream, const std::string& text) {
-  const std::string line = text + '\n';
-  std::fwrite(line.data(), 1, line.size(), stream);
-}
-}  // namespace
-
-std::string envelopeFailureLine(const EnvelopeResult& result) {
+std::string envelopeFailureLine(const exports::EnvelopeResult& result) {
   return "message " + std::to_string(result.number) + " (" + result.messageId +
-         "): error: " + describeFailure(result.failure);
+         "): error: " + describeFailure(result.failure) + " (" + result.describePlace() + ")";
 }
 
-int runCheck(const std::string& file) {
-  InputStream input(file);
-  const bool showProgress = isatty(STDERR_FILENO) != 0;
+exports::ReadingOptions readingOptions(const ReadingSettings& settings) {
+  exports::ReadingOptions options;
+  options.maximumMessageSize = settings.maximumMessageSize;
+  return options;
+}
+
+int runCheck(const std::string& file, const ReadingSettings& settings) {
+  auto input = exports::Input::open(file);
+  exports::EnvelopeReader reader(input, readingOptions(settings));
+  reader.decoder().diagnosticSink = diagnosticSinkTo(stdout);
+  Progress progress("checked");
   std::size_t total = 0;
   std::size_t failed = 0;
+  std::exception_ptr broken;
   try {
-    forEachEnvelope(input.stream(), [&](const EnvelopeResult& result) {
+    while (const auto result = reader.next()) {
       ++total;
-      if (result.failure) {
+      if (result->failure) {
         ++failed;
-        writeLine(stdout, envelopeFailureLine(result));
+        writeLine(stdout, envelopeFailureLine(*result));
       }
-      if (showProgress && total % 50000 == 0) {
-        std::fprintf(stderr, "\rchecked %zu messages...", total);
-      }
-    });
-  } catch (...) {
-    if (showProgress && total >= 50000) std::fputs("\n", stderr);
-    return reportFailure(std::current_exception());  // an array that is not JSON at all
+      progress.update(total);
+    }
+  } catch (const DecodingError&) {
+    broken = std::current_exception();  // an array whose frame is broken: the rest is lost
   }
-  if (showProgress && total >= 50000) std::fputs("\r\033[K", stderr);
-  writeLine(stdout, "checked " + std::to_string(total) + " messages: " +
-                        std::to_string(total - failed) + " ok, " + std::to_string(failed) +
-                        " failed");
+  progress.finish();
+  writeLine(stdout, "checked " + std::to_string(total) +
+                        " messages: " + std::to_string(total - failed) + " ok, " +
+                        std::to_string(failed) + " failed");
+  if (broken) return reportFailure(broken);
   return failed == 0 ? 0 : 1;
 }
 

@@ -1,6 +1,31 @@
 #include "StoreCommands.hpp"
 
-#include "Input.hpp"
+#include <filesystem>
+
+#include "Errors.hpp"
+
+namespace tovanel::chat::tool {
+
+void checkStorePath(const std::string& path, bool mustExist) {
+  namespace fs = std::filesystem;
+  if (path.empty()) throw UsageError("--db needs the path of a store file; it is empty");
+  if (path == ":memory:" || path.starts_with("file:")) {
+    throw UsageError("--db needs the path of a store file; \"" + path +
+                     "\" would name SQLite's own kind of database, not a file");
+  }
+  const std::string cannot = "cannot open the store " + path + ": ";
+  std::error_code error;
+  const fs::path file(path);
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  if (!fs::is_directory(folder, error)) {
+    throw UsageError(cannot + "its folder " + folder.string() + " does not exist");
+  }
+  const auto status = fs::status(file, error);
+  if (fs::is_directory(status)) throw UsageError(cannot + "it is a folder");
+  if (mustExist && !fs::exists(status)) throw UsageError(cannot + "it does not exist");
+}
+
+}  // namespace tovanel::chat::tool
 
 #ifndef TOVANEL_CHAT_HAS_STORE
 
@@ -12,7 +37,7 @@ namespace {
 }
 }  // namespace
 
-int runImport(const std::string&, const std::string&) { refuse(); }
+int runImport(const std::string&, const std::string&, const ReadingSettings&) { refuse(); }
 int runStoredRoom(const std::string&, const std::string&) { refuse(); }
 
 }  // namespace tovanel::chat::tool
@@ -20,10 +45,8 @@ int runStoredRoom(const std::string&, const std::string&) { refuse(); }
 #else
 
 #include <algorithm>
-#include <cerrno>
+#include <atomic>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,8 +57,11 @@ int runStoredRoom(const std::string&, const std::string&) { refuse(); }
 #include <vector>
 
 #include "Check.hpp"
-#include "Envelope.hpp"
+#include "Output.hpp"
 #include "Transcript.hpp"
+#include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/EncodingError.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
 
@@ -49,18 +75,13 @@ using store::SqliteChatMessageRepository;
 constexpr std::size_t kBatch = 1000;
 constexpr std::uint64_t kPage = 1000;
 
-void writeLine(std::FILE* stream, const std::string& text) {
-  const std::string line = text + '\n';
-  std::fwrite(line.data(), 1, line.size(), stream);
-}
-
-int reportStoreFailure(const std::exception& error) {
-  std::fflush(stdout);
-  writeLine(stderr, std::string("error: ") + error.what());
+int reportStoreFailure(const std::string& what) {
+  flushStandardOutput();
+  writeLine(stderr, "error: " + what);
   return 1;
 }
 
-// The tool only reads and imports: nothing it does sends a message.
+// The tool imports and reads: nothing it does sends a message.
 std::unique_ptr<SqliteChatMessageRepository> openStore(const std::string& path) {
   return SqliteChatMessageRepository::open(
       path, ChatMessageUser("tovanel-chat", std::nullopt, "", "", std::nullopt, std::nullopt, 0, 0),
@@ -71,124 +92,176 @@ std::unique_ptr<SqliteChatMessageRepository> openStore(const std::string& path) 
 
 }  // namespace
 
-int runImport(const std::string& file, const std::string& database) {
-  InputStream input(file);
+int runImport(const std::string& file, const std::string& database,
+              const ReadingSettings& settings) {
+  checkStorePath(database, false);
+  auto input = exports::Input::open(file);
+  exports::EnvelopeReader reader(input, readingOptions(settings));
+  reader.decoder().diagnosticSink = diagnosticSinkTo(stderr);
   std::unique_ptr<SqliteChatMessageRepository> repository;
   try {
     repository = openStore(database);
   } catch (const store::StoreError& error) {
-    return reportStoreFailure(error);
+    return reportStoreFailure(error.what());
   }
-  std::size_t imported = 0;
+  Progress progress("imported");
+  store::ReceiveCounts stored;
   std::size_t failed = 0;
-  // One batch is written while the next is decoded, so memory stays bounded by two batches.
+  // One batch is written while the next is decoded, so memory stays bounded by two batches. A
+  // batch that fails for good (a full disk, a read-only file) ends the import: every later one
+  // would fail the same way. One that fails for its own sake (a message the file cannot hold, a
+  // file busy for too long) is reported, and the import goes on.
   std::optional<Future<store::ReceiveCounts> > writing;
   std::size_t writingCount = 0;
+  std::optional<std::string> stopped;
   const auto finishWriting = [&] {
     if (!writing) return;
     try {
-      store::waitFor(*writing);
-      imported += writingCount;
+      const auto counts = store::waitFor(*writing);
+      stored.added += counts.added;
+      stored.replaced += counts.replaced;
+      progress.update(stored.added + stored.replaced);
     } catch (const store::StoreError& error) {
+      if (error.isLasting()) {
+        stopped = error.what();
+      } else {
+        failed += writingCount;
+        reportStoreFailure(error.what());
+      }
+    } catch (const EncodingError& error) {
       failed += writingCount;
-      reportStoreFailure(error);
+      reportStoreFailure(error.what());
     }
     writing.reset();
   };
   std::vector<ChatMessage> batch;
   const auto write = [&] {
     finishWriting();
+    if (stopped) return;
     writingCount = batch.size();
     writing = repository->receive(std::exchange(batch, {}));
   };
+  std::exception_ptr broken;
   try {
-    forEachEnvelope(input.stream(), [&](const EnvelopeResult& result) {
-      if (!result.message) {
+    while (!stopped) {
+      auto result = reader.next();
+      if (!result) break;
+      if (!result->message) {
         ++failed;
-        writeLine(stdout, envelopeFailureLine(result));
-        return;
+        writeLine(stdout, envelopeFailureLine(*result));
+        continue;
       }
-      batch.push_back(*result.message);
+      batch.push_back(std::move(*result->message));
       if (batch.size() == kBatch) write();
-    });
-  } catch (...) {
-    finishWriting();
-    return reportFailure(std::current_exception());  // an array that is not JSON at all
+    }
+  } catch (const DecodingError&) {
+    broken = std::current_exception();  // an array whose frame is broken: the rest is lost
   }
-  if (!batch.empty()) write();
+  if (!batch.empty() && !stopped) write();
   finishWriting();
-  writeLine(stdout, "imported " + std::to_string(imported) + " messages, " +
-                        std::to_string(failed) + " failed");
+  progress.finish();
+  const std::uint64_t imported = stored.added + stored.replaced;
+  if (stopped) {
+    return reportStoreFailure(*stopped + " (the import stopped: " + std::to_string(imported) +
+                              " messages were stored before)");
+  }
+  writeLine(stdout, "imported " + std::to_string(imported) + " messages (" +
+                        std::to_string(stored.added) + " new, " + std::to_string(stored.replaced) +
+                        " replaced), " + std::to_string(failed) + " failed");
+  if (broken) return reportFailure(broken);
   return failed == 0 ? 0 : 1;
 }
 
 int runStoredRoom(const std::string& database, const std::string& roomID) {
-  // Reading must not leave a new, empty store behind.
-  if (!std::filesystem::exists(database)) {
-    throw UsageError("cannot read " + database + ": " + std::strerror(ENOENT));
-  }
+  checkStorePath(database, true);
+  // The first pass meets the same rows as the second: the library's lines are written once.
+  std::atomic<bool> quiet = true;
+  const DiagnosticSink toStandardError = diagnosticSinkTo(stderr);
   std::unique_ptr<SqliteChatMessageRepository> repository;
-  // Newest page first; each page oldest first.
-  std::vector<std::vector<ChatMessage> > pages;
   std::mutex mutex;
-  std::vector<store::UnreadableRow> unreadable;
+  std::vector<store::UnreadableRow> unreadable;  // those of the last read
+  struct Page {
+    std::vector<ChatMessage> messages;
+    std::vector<store::UnreadableRow> unreadable;
+  };
+  const auto read = [&](const std::optional<Date>& from) {
+    {
+      std::lock_guard lock(mutex);
+      unreadable.clear();
+    }
+    Page page;
+    page.messages =
+        store::waitFor(repository->retrieveChatMessages(roomID, from, std::nullopt, kPage));
+    // The store reports a read's unreadable rows before it settles the read.
+    std::lock_guard lock(mutex);
+    page.unreadable.swap(unreadable);
+    return page;
+  };
+  // The pages go back in time and the transcript forward: a first pass finds where each page
+  // starts, a second reads them again, oldest first, and renders them. Memory holds one page.
+  std::vector<std::optional<Date> > starts;
+  Cancellable reports;
   try {
-    repository = openStore(database);
-    const auto reports = repository->observeUnreadableRows().subscribe(
+    repository = SqliteChatMessageRepository::openReadOnly(database);
+    repository->setDiagnosticSink([&quiet, toStandardError](std::string_view line) {
+      if (!quiet) toStandardError(line);
+    });
+    reports = repository->observeUnreadableRows().subscribe(
         [&](const std::vector<store::UnreadableRow>& rows) {
           std::lock_guard lock(mutex);
           unreadable.insert(unreadable.end(), rows.begin(), rows.end());
         });
-    std::optional<Date> from;
-    for (;;) {
-      auto page =
-          store::waitFor(repository->retrieveChatMessages(roomID, from, std::nullopt, kPage));
-      if (page.empty()) break;
-      from = page.front().createdAt;
-      pages.push_back(std::move(page));
-      if (!from) break;
+    for (std::optional<Date> from;;) {
+      const Page page = read(from);
+      if (page.messages.empty() && page.unreadable.empty()) break;
+      starts.push_back(from);
+      if (page.messages.empty() || !page.messages.front().createdAt) break;
+      from = page.messages.front().createdAt;
     }
-    repository.reset();  // every report has arrived
   } catch (const store::StoreError& error) {
-    return reportStoreFailure(error);
+    return reportStoreFailure(error.what());
   }
-  if (pages.empty() && unreadable.empty()) {
-    return reportStoreFailure(
-        std::runtime_error("room \"" + roomID + "\" has no messages in " + database));
+  if (starts.empty()) {
+    return reportStoreFailure("room \"" + roomID + "\" has no messages in " + database);
   }
 
-  // Unreadable rows take their place in the room's order; a row met by two pages shows once.
+  quiet = false;
   const auto key = [](const std::optional<Date>& createdAt, const std::string& messageID) {
     return std::tuple(createdAt.has_value(),
                       createdAt ? createdAt->timeIntervalSinceReferenceDate() : 0.0, messageID);
   };
-  std::sort(unreadable.begin(), unreadable.end(), [&](const auto& a, const auto& b) {
-    return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
-  });
-  unreadable.erase(
-      std::unique(unreadable.begin(), unreadable.end(),
-                  [](const auto& a, const auto& b) { return a.messageID == b.messageID; }),
-      unreadable.end());
-  Transcript transcript(stdout, Transcript::wantsColour(stdout));
+  Transcript transcript(stdout, wantsColour(stdout));
   std::size_t number = 0;
-  auto next = unreadable.begin();
-  const auto addUnreadableBefore = [&](const ChatMessage* message) {
-    for (; next != unreadable.end() &&
-           (message == nullptr ||
-            key(next->createdAt, next->messageID) < key(message->createdAt, message->messageID));
-         ++next) {
-      transcript.addFailure(++number, next->messageID, describeFailure(next->error));
+  std::set<std::string> shownUnreadable;  // a row that two pages meet shows once
+  try {
+    for (auto start = starts.rbegin(); start != starts.rend(); ++start) {
+      Page page = read(*start);
+      auto& rows = page.unreadable;
+      // Unreadable rows take their place in the room's order.
+      std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+        return key(a.createdAt, a.messageID) < key(b.createdAt, b.messageID);
+      });
+      auto next = rows.begin();
+      const auto addUnreadableBefore = [&](const ChatMessage* message) {
+        for (; next != rows.end() &&
+               (message == nullptr || key(next->createdAt, next->messageID) <
+                                          key(message->createdAt, message->messageID));
+             ++next) {
+          if (!shownUnreadable.insert(next->messageID).second) continue;
+          transcript.addFailure(++number, next->messageID, describeFailure(next->error));
+        }
+      };
+      for (const ChatMessage& message : page.messages) {
+        addUnreadableBefore(&message);
+        ++number;
+        transcript.add(message);
+      }
+      addUnreadableBefore(nullptr);
     }
-  };
-  for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
-    for (const ChatMessage& message : *page) {
-      addUnreadableBefore(&message);
-      ++number;
-      transcript.add(message);
-    }
+  } catch (const store::StoreError& error) {
+    return reportStoreFailure(error.what());
   }
-  addUnreadableBefore(nullptr);
-  return unreadable.empty() ? 0 : 1;
+  return shownUnreadable.empty() ? 0 : 1;
 }
 
 }  // namespace tovanel::chat::tool

@@ -1,15 +1,20 @@
 #include "Subject.hpp"
 
-#include "Input.hpp"
+#include "Errors.hpp"
 #include "tovanel/chat.hpp"
 
 namespace tovanel::chat::tool {
 
 Subject bodySubject(const std::string& kindWord) {
   const auto kind = fromRawValue<BodyType>(kindWord);
-  if (!kind) throw UsageError("unknown body kind \"" + kindWord + "\"");
-  return [kind = *kind](std::string_view json) {
-    JSONDecoder decoder;
+  if (!kind) {
+    std::string kinds;
+    for (const std::string_view word : RawValues<BodyType>::values) {
+      kinds.append(kinds.empty() ? "" : ", ").append(word);
+    }
+    throw UsageError("unknown body kind \"" + kindWord + "\" (the kinds: " + kinds + ")");
+  }
+  return [kind = *kind](JSONDecoder& decoder, std::string_view json) {
     prepareForBodyDecoding(decoder);
     bodyType(decoder.userInfo)->value = kind;  // as an envelope hands its kind over
     return DecodedValue(decoder.decode<Body>(json));
@@ -17,14 +22,13 @@ Subject bodySubject(const std::string& kindWord) {
 }
 
 Subject userSubject() {
-  return [](std::string_view json) {
-    return DecodedValue(JSONDecoder().decode<ChatMessageUser>(json));
+  return [](JSONDecoder& decoder, std::string_view json) {
+    return DecodedValue(decoder.decode<ChatMessageUser>(json));
   };
 }
 
 Subject infoSubject() {
-  return [](std::string_view json) {
-    JSONDecoder decoder;
+  return [](JSONDecoder& decoder, std::string_view json) {
     prepareForBodyDecoding(decoder);  // a presence event's media body is decoded through the box
     return DecodedValue(decoder.decode<InfoBody>(json));
   };

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat::tool {
@@ -43,11 +44,12 @@ class DecodedValue {
   std::shared_ptr<const Concept> self_;
 };
 
-/// Decodes one JSON text as the subject, the way an application would.
-using Subject = std::function<DecodedValue(std::string_view json)>;
+/// Decodes one JSON text as the subject with `decoder` (fresh, its limits and sink set by the
+/// command), the way an application would.
+using Subject = std::function<DecodedValue(JSONDecoder& decoder, std::string_view json)>;
 
 /// The subject for `--type KIND`: a body decoded through the body-type box holding KIND.
-/// UsageError for a word that is no body kind.
+/// UsageError, listing the kinds, for a word that is no body kind.
 Subject bodySubject(const std::string& kindWord);
 
 /// The subject of `user` and `equal --user`: a ChatMessageUser.

@@ -2,24 +2,48 @@
 
 #include <fmt/color.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
 #include <type_traits>
 #include <vector>
 
-#include "Envelope.hpp"
-#include "Input.hpp"
+#include "Check.hpp"
+#include "Output.hpp"
 #include "tovanel/chat.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 
 namespace tovanel::chat::tool {
 
 namespace {
 
-enum Style { kDim, kAuthor, kMention, kEvent, kFailure, kDay, kTitle };
+enum Style { kDim, kAuthor, kMention, kEvent, kFailure, kDay, kTitle, kRoom };
+
+// A line is built with marks where the transcript's own styles and line breaks go; data never holds
+// the mark's byte, which is not UTF-8 (decoded text always is). Writing the line escapes
+// everything else and turns the marks into colours and indented line breaks.
+constexpr char kMark = '\xFF';
+constexpr char kEndStyle = 'z';
+constexpr char kBreak = 'n';
+
+std::string paint(std::string_view text, Style style) {
+  std::string out{kMark, static_cast<char>('a' + style)};
+  return out.append(text).append({kMark, kEndStyle});
+}
+
+// Text whose line breaks are kept, as continuation lines.
+std::string breakLines(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '\n') {
+      out.append({kMark, kBreak});
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
 
 fmt::text_style styleOf(int style) {
   switch (style) {
@@ -35,9 +59,17 @@ fmt::text_style styleOf(int style) {
       return fmt::fg(fmt::terminal_color::red) | fmt::emphasis::bold;
     case kDay:
       return fmt::fg(fmt::terminal_color::blue) | fmt::emphasis::bold;
+    case kRoom:
+      return fmt::fg(fmt::terminal_color::green) | fmt::emphasis::bold;
     default:
       return fmt::emphasis::bold;
   }
+}
+
+// The escape sequence that starts a style.
+std::string styleStart(Style style) {
+  const std::string sample = fmt::format(styleOf(style), "{}", "|");
+  return sample.substr(0, sample.find('|'));
 }
 
 std::string nameOf(const ChatMessageUser& user) {
@@ -62,7 +94,8 @@ std::string joinNames(const std::optional<std::vector<ChatMessageUser>>& users) 
 std::string clock(double seconds) {
   if (!std::isfinite(seconds) || seconds < 0) return "?:??";
   const auto total = static_cast<long long>(std::llround(seconds));
-  if (total >= 3600) return fmt::format("{}:{:02}:{:02}", total / 3600, total / 60 % 60, total % 60);
+  if (total >= 3600)
+    return fmt::format("{}:{:02}:{:02}", total / 3600, total / 60 % 60, total % 60);
   return fmt::format("{}:{:02}", total / 60, total % 60);
 }
 
@@ -113,19 +146,30 @@ std::string coordinatesOf(const LocationBody::Location& location) {
 
 }  // namespace
 
-bool Transcript::wantsColour(std::FILE* out) {
-  const char* noColour = std::getenv("NO_COLOR");
-  if (noColour != nullptr && noColour[0] != '\0') return false;
-  return isatty(fileno(out)) != 0;
+std::string Transcript::finish(std::string_view line) const {
+  std::string out;
+  for (;;) {
+    const std::size_t mark = line.find(kMark);
+    out += escapeControls(line.substr(0, mark));
+    if (mark == std::string_view::npos || mark + 1 == line.size()) return out;
+    const char code = line[mark + 1];
+    line.remove_prefix(mark + 2);
+    if (code == kBreak) {
+      out += "\n       ";  // continuation lines line up under the first line's text
+    } else if (colour_) {
+      out += code == kEndStyle ? "\x1b[0m" : styleStart(static_cast<Style>(code - 'a'));
+    }
+  }
 }
 
-std::string Transcript::paint(const std::string& text, int style) const {
-  return colour_ ? fmt::format(styleOf(style), "{}", text) : text;
-}
+void Transcript::writeLine(std::string_view line) { writeText(out_, finish(line) + '\n'); }
 
-void Transcript::writeLine(const std::string& line) {
-  const std::string text = line + '\n';
-  std::fwrite(text.data(), 1, text.size(), out_);
+void Transcript::enterRoom(const std::string& roomID) {
+  if (room_ == roomID) return;
+  if (room_ || day_) writeLine("");
+  writeLine(paint("═══ room " + roomID + " ═══", kRoom));
+  room_ = roomID;
+  day_.reset();
 }
 
 void Transcript::separateDay(const std::optional<Date>& when) {
@@ -142,11 +186,15 @@ void Transcript::separateDay(const std::optional<Date>& when) {
 }
 
 std::string Transcript::renderBody(const Body& body, const ChatMessageUser& author) const {
+  return finish(rendered(body, author));
+}
+
+std::string Transcript::rendered(const Body& body, const ChatMessageUser& author) const {
   return body.visit([&](const auto& payload) -> std::string {
     using T = std::decay_t<decltype(payload)>;
     if constexpr (std::is_same_v<T, TextBody>) {
-      std::string text = payload.text;
-      if (!payload.mentions) return text;
+      const std::string& text = payload.text;
+      if (!payload.mentions) return breakLines(text);
       // Paint the mentions from the last to the first so earlier offsets stay valid.
       std::vector<std::pair<std::size_t, std::size_t>> spans;
       for (const auto& mention : *payload.mentions) {
@@ -161,11 +209,11 @@ std::string Transcript::renderBody(const Body& body, const ChatMessageUser& auth
       std::size_t at = 0;
       for (const auto& [begin, end] : spans) {
         if (begin < at) continue;  // overlapping spans: keep the first
-        out += text.substr(at, begin - at);
-        out += paint(text.substr(begin, end - begin), kMention);
+        out += breakLines(text.substr(at, begin - at));
+        out += paint(breakLines(text.substr(begin, end - begin)), kMention);
         at = end;
       }
-      return out + text.substr(at);
+      return out + breakLines(text.substr(at));
     } else if constexpr (std::is_same_v<T, ImagesBody>) {
       const auto& images = payload.images();
       std::string sizes;
@@ -184,17 +232,18 @@ std::string Transcript::renderBody(const Body& body, const ChatMessageUser& auth
       return fmt::format("▶ YouTube: {}{}", paint(payload.title.value_or("a video"), kTitle),
                          payload.duration ? " (" + clock(*payload.duration) + ")" : "");
     } else if constexpr (std::is_same_v<T, SoundCloudBody>) {
-      return fmt::format("♫ SoundCloud: {}{} ({})", paint(payload.title.value_or("a track"), kTitle),
-                         payload.username ? " by " + *payload.username : "",
-                         clock(payload.duration));
+      return fmt::format(
+          "♫ SoundCloud: {}{} ({})", paint(payload.title.value_or("a track"), kTitle),
+          payload.username ? " by " + *payload.username : "", clock(payload.duration));
     } else if constexpr (std::is_same_v<T, URLBody>) {
-      const std::string site = hostOf(payload.url().empty() ? payload.originalURL() : payload.url());
-      std::string line = payload.text().empty() ? "" : payload.text() + "\n";
+      const std::string site =
+          hostOf(payload.url().empty() ? payload.originalURL() : payload.url());
+      std::string line = payload.text().empty() ? "" : breakLines(payload.text()) + kMark + kBreak;
       return line + fmt::format("🔗 {} — {}", paint(payload.title(), kTitle), site);
     } else if constexpr (std::is_same_v<T, LocationBody>) {
-      std::string line = payload.text.empty() ? "" : payload.text + "\n";
-      return line + fmt::format("📍 {} ({})", paint(payload.name, kTitle),
-                                coordinatesOf(payload.location));
+      std::string line = payload.text.empty() ? "" : breakLines(payload.text) + kMark + kBreak;
+      return line +
+             fmt::format("📍 {} ({})", paint(payload.name, kTitle), coordinatesOf(payload.location));
     } else if constexpr (std::is_same_v<T, HLSBody>) {
       std::string details;
       if (payload.meta && payload.meta->year) details += *payload.meta->year;
@@ -286,8 +335,7 @@ std::string Transcript::renderEvent(const InfoBody& event, const ChatMessageUser
       return fmt::format("{} asked to go live{}", actor, state ? " (" + *state + ")" : "");
     } else if constexpr (std::is_same_v<T, UserPresentInfoBody>) {
       if (record.media && record.media->body) {
-        return fmt::format("{} is here with: {}", actor,
-                           renderBody(*record.media->body, author));
+        return fmt::format("{} is here with: {}", actor, rendered(*record.media->body, author));
       }
       return fmt::format("{} is here", actor);
     } else {
@@ -298,6 +346,7 @@ std::string Transcript::renderEvent(const InfoBody& event, const ChatMessageUser
 }
 
 void Transcript::add(const ChatMessage& message) {
+  enterRoom(message.roomID);
   separateDay(message.createdAt);
   std::string time = "--:--";
   if (message.createdAt) {
@@ -314,11 +363,7 @@ void Transcript::add(const ChatMessage& message) {
   if (message.sentStatus == MessageSentStatus::failed) {
     status = paint("  (failed to send)", kFailure);
   }
-  std::string body = renderBody(message.body, message.user);
-  // Continuation lines of a long body line up under its first line.
-  for (std::size_t at = body.find('\n'); at != std::string::npos; at = body.find('\n', at + 1)) {
-    body.insert(at + 1, "       ");
-  }
+  const std::string body = rendered(message.body, message.user);
   if (message.body.bodyType() == BodyType::info) {
     writeLine(fmt::format("{}  {}{}", paint(time, kDim), body, status));
   } else {
@@ -328,26 +373,31 @@ void Transcript::add(const ChatMessage& message) {
 }
 
 void Transcript::addFailure(std::size_t number, const std::string& messageId,
-                            const std::string& error) {
-  writeLine(paint(fmt::format("✗ message {} ({}) could not be read: {}", number, messageId, error),
+                            const std::string& error, const std::string& place) {
+  writeLine(paint(fmt::format("✗ message {} ({}) could not be read: {}{}", number, messageId, error,
+                              place.empty() ? "" : " (" + place + ")"),
                   kFailure));
 }
 
-int runRoom(const std::string& file) {
-  InputStream input(file);
-  Transcript transcript(stdout, Transcript::wantsColour(stdout));
+int runRoom(const std::string& file, const ReadingSettings& settings) {
+  auto input = exports::Input::open(file);
+  exports::EnvelopeReader reader(input, readingOptions(settings));
+  // Standard output is the transcript alone.
+  reader.decoder().diagnosticSink = diagnosticSinkTo(stderr);
+  Transcript transcript(stdout, wantsColour(stdout));
   bool failed = false;
   try {
-    forEachEnvelope(input.stream(), [&](const EnvelopeResult& result) {
-      if (result.message) {
-        transcript.add(*result.message);
+    while (const auto result = reader.next()) {
+      if (result->message) {
+        transcript.add(*result->message);
       } else {
         failed = true;
-        transcript.addFailure(result.number, result.messageId, describeFailure(result.failure));
+        transcript.addFailure(result->number, result->messageId, describeFailure(result->failure),
+                              result->describePlace());
       }
-    });
-  } catch (...) {
-    return reportFailure(std::current_exception());
+    }
+  } catch (const DecodingError&) {
+    return reportFailure(std::current_exception());  // an array whose frame is broken
   }
   return failed ? 1 : 0;
 }

@@ -9,76 +9,138 @@
 //   tovanel-chat room --db PATH --room ID
 //   tovanel-chat import [FILE] --db PATH
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
-// did not decode, 2 usage error.
+// did not decode or the output could not be written, 2 usage error or unreadable input.
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Check.hpp"
-#include "Input.hpp"
+#include "Errors.hpp"
+#include "Output.hpp"
 #include "StoreCommands.hpp"
 #include "Subject.hpp"
 #include "Transcript.hpp"
+#include "tovanel/chat/Version.hpp"
+#include "tovanel/chat/body/Body.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/EncodingError.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/duration/DurationConversion.hpp"
 #include "tovanel/chat/duration/ISO8601DurationFormatter.hpp"
+#include "tovanel/chat/export/Input.hpp"
 
 namespace tool = tovanel::chat::tool;
+namespace chat = tovanel::chat;
 
 namespace {
 
-void printLine(const std::string& text) {
-  std::string line = text + '\n';
-  std::fwrite(line.data(), 1, line.size(), stdout);
+constexpr std::array<std::string_view, 8> kCommands{"body",   "check", "duration", "equal",
+                                                    "import", "info",  "room",     "user"};
+
+// The name of the input for messages: its path, or "standard input".
+std::string nameOf(const std::string& file) {
+  return file.empty() || file == "-" ? "standard input" : file;
 }
 
-int runBody(const tool::Subject& subject, const std::string& file) {
-  const std::string json = tool::readInput(file);
-  try {
-    printLine(subject(json).json());
-    return 0;
-  } catch (...) {
-    return tool::reportFailure(std::current_exception());
-  }
+// One value of FILE decoded as the subject, with a decoder that keeps to the message limit and
+// writes the library's lines to standard output.
+tool::DecodedValue decodeOne(const tool::Subject& subject, const std::string& file,
+                             const tool::ReadingSettings& settings) {
+  auto input = chat::exports::Input::open(file);
+  const std::string json = input.readAll(settings.maximumMessageSize);
+  chat::JSONDecoder decoder;
+  decoder.maximumDocumentSize = settings.maximumMessageSize;
+  decoder.diagnosticSink = tool::diagnosticSinkTo(stdout);
+  return subject(decoder, json);
 }
 
-int runEqual(const tool::Subject& subject, const std::string& first, const std::string& second) {
-  const std::string firstJson = tool::readInput(first);
-  const std::string secondJson = tool::readInput(second);
+int runBody(const tool::Subject& subject, const std::string& file,
+            const tool::ReadingSettings& settings) {
+  std::string json;
   try {
-    const auto a = subject(firstJson);
-    const auto b = subject(secondJson);
-    printLine(a == b ? "equal" : "different");
-    printLine(a.hashValue() == b.hashValue() ? "hashes equal" : "hashes differ");
-    return 0;
-  } catch (...) {
+    json = decodeOne(subject, file, settings).json();
+  } catch (const chat::DecodingError&) {
+    return tool::reportFailure(std::current_exception());
+  } catch (const chat::Body::BodyDecodingError&) {
+    return tool::reportFailure(std::current_exception());
+  } catch (const chat::EncodingError&) {
     return tool::reportFailure(std::current_exception());
   }
+  tool::writeLine(stdout, json);
+  return 0;
+}
+
+// The two values; a failure names the file it came from.
+int runEqual(const tool::Subject& subject, const std::string& first, const std::string& second,
+             const tool::ReadingSettings& settings) {
+  std::optional<tool::DecodedValue> values[2];
+  const std::string* files[2] = {&first, &second};
+  for (int i = 0; i < 2; ++i) {
+    try {
+      values[i].emplace(decodeOne(subject, *files[i], settings));
+    } catch (const chat::DecodingError&) {
+      return tool::reportFailure(std::current_exception(), nameOf(*files[i]) + ": ");
+    } catch (const chat::Body::BodyDecodingError&) {
+      return tool::reportFailure(std::current_exception(), nameOf(*files[i]) + ": ");
+    }
+  }
+  tool::writeLine(stdout, *values[0] == *values[1] ? "equal" : "different");
+  tool::writeLine(
+      stdout, values[0]->hashValue() == values[1]->hashValue() ? "hashes equal" : "hashes differ");
+  return 0;
 }
 
 // Prints "<seconds>\t<the components written back as text>", seconds as the JSON output writes
 // numbers.
 int runDuration(const std::string& text) {
-  namespace chat = tovanel::chat;
   const auto components = chat::ISO8601DurationFormatter().dateComponents(text);
   if (!components) {
     return tool::reportFailure(std::make_exception_ptr(
         chat::DecodingError(chat::DecodingError::Kind::dataCorrupted, {},
                             "the text \"" + text + "\" is not an ISO 8601 duration")));
   }
-  printLine(chat::JSONEncoder().encode(chat::toTimeInterval(*components)) + '\t' +
-            chat::toISO8601Duration(*components));
+  // Digits and the formatter's own letters: nothing to escape, and the tab is the tool's.
+  tool::writeText(stdout, chat::JSONEncoder().encode(chat::toTimeInterval(*components)) + '\t' +
+                              chat::toISO8601Duration(*components) + '\n');
   return 0;
 }
 
-}  // namespace
+// A first word that names no command, named in the error (CLI11 would only say that a command is
+// required). Options before it and their values are skipped.
+void refuseUnknownCommand(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (word == "--max-message-size") {
+      ++i;
+      continue;
+    }
+    if (word.starts_with("-")) continue;
+    if (std::find(kCommands.begin(), kCommands.end(), word) != kCommands.end()) return;
+    std::string commands;
+    for (const auto command : kCommands)
+      commands.append(commands.empty() ? "" : ", ").append(command);
+    throw tool::UsageError("unknown command \"" + std::string(word) +
+                           "\" (the commands: " + commands + ")");
+  }
+}
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app{"Decodes and re-encodes chat values.", "tovanel-chat"};
   app.require_subcommand(1);
+  app.fallthrough();  // the options below may come after the command too
+  app.set_version_flag("--version", std::string("tovanel-chat ") + TOVANEL_CHAT_VERSION);
+  tool::ReadingSettings settings;
+  app.add_option("--max-message-size", settings.maximumMessageSize,
+                 "the longest message read, in bytes: a line or element of an export, or a whole "
+                 "single value (units k, M, G of 1024; 64M unless set)")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::PositiveNumber);
 
   std::string kind;
   std::string file = "-";
@@ -137,30 +199,56 @@ int main(int argc, char** argv) {
   duration->add_option("TEXT", durationText, "the duration text, such as PT4M13S")->required();
 
   try {
+    refuseUnknownCommand(argc, argv);
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help
-    std::fprintf(stderr, "error: %s\n", error.what());
-    return 2;
+    if (error.get_exit_code() == 0) {  // --help, --version
+      app.exit(error);
+      tool::flushStandardOutput();
+      return 0;
+    }
+    throw tool::UsageError(error.what());
   }
 
+  if (body->parsed()) return runBody(tool::bodySubject(kind), file, settings);
+  if (user->parsed()) return runBody(tool::userSubject(), userFile, settings);
+  if (info->parsed()) return runBody(tool::infoSubject(), infoFile, settings);
+  if (duration->parsed()) return runDuration(durationText);
+  if (check->parsed()) return tool::runCheck(checkFile, settings);
+  if (room->parsed()) {
+    return roomStore->count() == 0 ? tool::runRoom(roomFile, settings)
+                                   : tool::runStoredRoom(roomDatabase, roomID);
+  }
+  if (import->parsed()) return tool::runImport(importFile, importDatabase, settings);
+  const auto subject = equalUsers   ? tool::userSubject()
+                       : equalInfos ? tool::infoSubject()
+                                    : tool::bodySubject(equalKind);
+  return runEqual(subject, first, second, settings);
+}
+
+// `error: <what>` on stderr, after what standard output still holds; returns `status`.
+int fail(const std::exception& error, int status) {
+  std::fflush(stdout);
   try {
-    if (body->parsed()) return runBody(tool::bodySubject(kind), file);
-    if (user->parsed()) return runBody(tool::userSubject(), userFile);
-    if (info->parsed()) return runBody(tool::infoSubject(), infoFile);
-    if (duration->parsed()) return runDuration(durationText);
-    if (check->parsed()) return tool::runCheck(checkFile);
-    if (room->parsed()) {
-      return roomDatabase.empty() ? tool::runRoom(roomFile)
-                                  : tool::runStoredRoom(roomDatabase, roomID);
-    }
-    if (import->parsed()) return tool::runImport(importFile, importDatabase);
-    const auto subject = equalUsers   ? tool::userSubject()
-                         : equalInfos ? tool::infoSubject()
-                                      : tool::bodySubject(equalKind);
-    return runEqual(subject, first, second);
+    tool::writeLine(stderr, std::string("error: ") + error.what());
+  } catch (const tool::OutputError&) {
+    // Nowhere left to say it: the status says it.
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const int status = run(argc, argv);
+    tool::flushStandardOutput();
+    return status;
   } catch (const tool::UsageError& error) {
-    std::fprintf(stderr, "error: %s\n", error.what());
-    return 2;
+    return fail(error, 2);
+  } catch (const chat::exports::InputError& error) {
+    return fail(error, 2);
+  } catch (const tool::OutputError& error) {
+    return fail(error, 1);
   }
 }

@@ -22,6 +22,7 @@
 #include "tovanel/chat/async/Future.hpp"
 #include "tovanel/chat/async/Publisher.hpp"
 #include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
 #include "tovanel/chat/message/ChatMessageRepository.hpp"
 #include "tovanel/chat/message/ChatMessageUser.hpp"
@@ -203,6 +204,11 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
 
   /// Whether the repository was opened with openReadOnly.
   bool isReadOnly() const noexcept;
+
+  /// Where the library's diagnostic lines go when a stored row does not decode (see
+  /// JSONDecoder::diagnosticSink): standard output unless set, nowhere for an empty sink. Called on
+  /// the worker thread; applies to the reads queued after this call.
+  void setDiagnosticSink(DiagnosticSink sink);
 
  private:
   struct Shared;
