@@ -553,9 +553,7 @@ void BM_SearchExport(benchmark::State& state) {
 }
 BENCHMARK(BM_SearchExport)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
 
-void BM_SearchMillion(benchmark::State& state) {
-  search(state, roomFile(1000000), kObservedRoom);
-}
+void BM_SearchMillion(benchmark::State& state) { search(state, roomFile(1000000), kObservedRoom); }
 BENCHMARK(BM_SearchMillion)->DenseRange(0, kQueries.size() - 1)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -252,8 +252,8 @@ SearchIndex::Page SearchIndex::search(std::string_view query, const SearchOption
   if (wanted > 0) {
     Statement& hits =
         options.roomID
-            ? hitsInRoom_.bind(match + " AND room : \"" + roomToken(*options.roomID) + '"',
-                               highest, *options.roomID)
+            ? hitsInRoom_.bind(match + " AND room : \"" + roomToken(*options.roomID) + '"', highest,
+                               *options.roomID)
             : hits_.bind(match, highest);
     while (hits.step()) {
       Position position{hits.integer(0) >> kSequenceBits, storedDate(hits, 1),
@@ -301,8 +301,9 @@ void buildSearchIndex(Database& database) {
   SearchIndex index(database);
   MessageRows rows;
   // A chunk at a time, each read to its end before its entries are written.
-  Statement chunk(database, std::string("SELECT ") + kMessageColumns +
-                                ", rowid FROM messages WHERE rowid > ?1 ORDER BY rowid LIMIT 10000");
+  Statement chunk(database,
+                  std::string("SELECT ") + kMessageColumns +
+                      ", rowid FROM messages WHERE rowid > ?1 ORDER BY rowid LIMIT 10000");
   constexpr int kRowID = kSentStatus + 1;
   Statement setKey(database, "UPDATE messages SET search_key = ?2 WHERE message_id = ?1");
   std::int64_t after = std::numeric_limits<std::int64_t>::min();

@@ -107,9 +107,10 @@ bool keptByDecomposition(utf8proc_int32_t c) {
 
 std::optional<std::string> decomposedRun(std::string_view run) {
   utf8proc_uint8_t* out = nullptr;
-  const auto size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(run.data()),
-                                 static_cast<utf8proc_ssize_t>(run.size()), &out,
-                                 static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
+  const auto size =
+      utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(run.data()),
+                   static_cast<utf8proc_ssize_t>(run.size()), &out,
+                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
   if (size < 0) return std::nullopt;
   std::string result(reinterpret_cast<const char*>(out), static_cast<std::size_t>(size));
   std::free(out);
@@ -144,10 +145,11 @@ std::string decomposed(std::string_view text) {
       if (d < 0x80 || keptByDecomposition(d)) break;
       end += more;
     }
-    const auto run = decomposedRun(text.substr(static_cast<std::size_t>(at),
-                                               static_cast<std::size_t>(end - at)));
+    const auto run = decomposedRun(
+        text.substr(static_cast<std::size_t>(at), static_cast<std::size_t>(end - at)));
     if (!run) return std::string(text);
-    out.append(text.substr(static_cast<std::size_t>(copied), static_cast<std::size_t>(at - copied)));
+    out.append(
+        text.substr(static_cast<std::size_t>(copied), static_cast<std::size_t>(at - copied)));
     out += *run;
     at = copied = end;
   }
@@ -166,7 +168,8 @@ WordSplitter::WordSplitter(sqlite3* connection) {
   auto api = std::make_unique<fts5_tokenizer>();
   void* context = nullptr;
   const char* arguments[] = {"remove_diacritics", "2"};
-  if (fts5 == nullptr || fts5->xFindTokenizer(fts5, "unicode61", &context, api.get()) != SQLITE_OK ||
+  if (fts5 == nullptr ||
+      fts5->xFindTokenizer(fts5, "unicode61", &context, api.get()) != SQLITE_OK ||
       api->xCreate(context, arguments, 2, &tokenizer_) != SQLITE_OK) {
     throw StoreError(StoreError::Code::database,
                      "SQLite was built without full-text search (FTS5), which the store needs");
@@ -397,8 +400,8 @@ std::vector<SearchMatch> matchesIn(const ChatMessage& message, const SearchQuery
       if (last != nullptr && static_cast<std::int64_t>(begin) <= last->location + last->length) {
         last->length = std::max(last->length, static_cast<std::int64_t>(end) - last->location);
       } else {
-        match.ranges.push_back(Range{static_cast<std::int64_t>(begin),
-                                     static_cast<std::int64_t>(end - begin)});
+        match.ranges.push_back(
+            Range{static_cast<std::int64_t>(begin), static_cast<std::int64_t>(end - begin)});
       }
     }
     matches.push_back(std::move(match));

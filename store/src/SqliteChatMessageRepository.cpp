@@ -172,7 +172,8 @@ Future<std::optional<std::string>> SqliteChatMessageRepository::lurkerToken(std:
       [roomID = std::move(roomID)](detail::Store& store) { return store.lurkerToken(roomID); });
 }
 
-Future<SearchResults> SqliteChatMessageRepository::search(std::string query, SearchOptions options) {
+Future<SearchResults> SqliteChatMessageRepository::search(std::string query,
+                                                          SearchOptions options) {
   return shared_->schedule<SearchResults>(
       [query = std::move(query), options = std::move(options)](detail::Store& store) {
         return store.search(query, options);

@@ -29,8 +29,8 @@ ChatMessage message(const std::string& id, double minute, BodyType kind, std::st
 
 ChatMessage text(const std::string& id, double minute, std::string_view words,
                  const ChatMessageUser& author = kBo, const std::string& room = "r1") {
-  return message(id, minute, BodyType::text, R"({"text":")" + std::string(words) + R"("})",
-                 author, room);
+  return message(id, minute, BodyType::text, R"({"text":")" + std::string(words) + R"("})", author,
+                 room);
 }
 
 // Every kind of body that search reads, events it leaves out, and text in forms that are
@@ -49,7 +49,8 @@ Messages fixedRoom() {
       message("m07", 7, BodyType::soundcloud,
               R"({"title":"Morning tide","duration":1,"username":"wavemaker"})"),
       message("m08", 8, BodyType::twitch, R"({"game":"Just Chatting","name":"quietstreamer"})"),
-      message("m09", 9, BodyType::hls, R"({"title":"Ocean documentary","provider":"CinemaStream"})"),
+      message("m09", 9, BodyType::hls,
+              R"({"title":"Ocean documentary","provider":"CinemaStream"})"),
       message("m10", 10, BodyType::location,
               R"({"text":"meet here","originalUrl":"https://m.example","name":"Praça do Comércio",
                   "description":"Terreiro do Paço, Lisboa","location":{"long":-9.1,"lat":38.7},
@@ -74,8 +75,8 @@ Messages fixedRoom() {
 }
 
 std::string fieldName(SearchField field) {
-  static const char* const names[] = {"text",  "title", "description", "channel",   "place",
-                                      "address", "topic", "username",  "authorName"};
+  static const char* const names[] = {"text",    "title", "description", "channel",   "place",
+                                      "address", "topic", "username",    "authorName"};
   return names[static_cast<std::size_t>(field)];
 }
 
@@ -225,21 +226,41 @@ INSTANTIATE_TEST_SUITE_P(
             QueryCase{"aColumnFilterIsText", "{room author}: lisbon", {}},
             QueryCase{"aMinusIsPunctuation", "-lisbon", {"m19", "m13", "m01"}},
             QueryCase{"phrasesSideBySide", "\"lisbon\"\"crew\"", {"m13"}},
-            QueryCase{"anEditedText", "porto", {"m05", "m01"}, nullptr, nullptr,
-                      replaceTheFirstText},
-            QueryCase{"notTheWordsAnEditTookOut", "cafe", {"m02"}, nullptr, nullptr,
-                      replaceTheFirstText},
+            QueryCase{
+                "anEditedText", "porto", {"m05", "m01"}, nullptr, nullptr, replaceTheFirstText},
+            QueryCase{
+                "notTheWordsAnEditTookOut", "cafe", {"m02"}, nullptr, nullptr, replaceTheFirstText},
             QueryCase{"notADeletedMessage", "porto", {}, nullptr, nullptr, deleteTheLink},
-            QueryCase{"aMovedMessageInItsNewRoom", "lisbon", {"m19", "m13", "m01"}, nullptr, "r1",
+            QueryCase{"aMovedMessageInItsNewRoom",
+                      "lisbon",
+                      {"m19", "m13", "m01"},
+                      nullptr,
+                      "r1",
                       moveTheOtherRoomsMessage},
-            QueryCase{"notAMovedMessageInItsOldRoom", "lisbon", {}, nullptr, "r2",
+            QueryCase{"notAMovedMessageInItsOldRoom",
+                      "lisbon",
+                      {},
+                      nullptr,
+                      "r2",
                       moveTheOtherRoomsMessage},
-            QueryCase{"aMessageMadeNewer", "train", {"m17", "m18"}, nullptr, nullptr,
+            QueryCase{"aMessageMadeNewer",
+                      "train",
+                      {"m17", "m18"},
+                      nullptr,
+                      nullptr,
                       makeAnOldTextTheNewest},
-            QueryCase{"aConfirmedSendByItsNewIdentifier", "faro", {"s1"}, "text:0+4", nullptr,
+            QueryCase{"aConfirmedSendByItsNewIdentifier",
+                      "faro",
+                      {"s1"},
+                      "text:0+4",
+                      nullptr,
                       sendAndConfirm},
-            QueryCase{"aFailedSendReplacedByTheServicesCopy", "faro tonight", {"s2"}, nullptr,
-                      nullptr, sendAndFail})),
+            QueryCase{"aFailedSendReplacedByTheServicesCopy",
+                      "faro tonight",
+                      {"s2"},
+                      nullptr,
+                      nullptr,
+                      sendAndFail})),
     [](const auto& info) {
       return std::string(std::get<0>(info.param) ? "upgraded_" : "") + std::get<1>(info.param).name;
     });
@@ -249,10 +270,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
   auto repository = open();
   // b1, b2 and c share a millisecond, b1 and b2 their createdAt.
-  Messages messages{textMessage("u0", "r1", std::nullopt, "tea"),
-                    textMessage("a", "r1", 100, "tea"), textMessage("b1", "r1", 200.0004, "tea"),
-                    textMessage("b2", "r1", 200.0004, "tea"), textMessage("c", "r1", 200.0001, "tea"),
-                    textMessage("d", "r1", 300, "tea"), textMessage("e", "r1", 400, "coffee")};
+  Messages messages{
+      textMessage("u0", "r1", std::nullopt, "tea"), textMessage("a", "r1", 100, "tea"),
+      textMessage("b1", "r1", 200.0004, "tea"),     textMessage("b2", "r1", 200.0004, "tea"),
+      textMessage("c", "r1", 200.0001, "tea"),      textMessage("d", "r1", 300, "tea"),
+      textMessage("e", "r1", 400, "coffee")};
   waitFor(repository->receive(messages));
   const std::vector<std::string> order{"d", "b2", "b1", "c", "a", "u0"};
   for (const std::uint64_t limit : {1, 2, 4, 6, 100}) {
