@@ -300,6 +300,7 @@ SearchIndex::Page SearchIndex::search(std::string_view query, const SearchOption
 void buildSearchIndex(Database& database) {
   SearchIndex index(database);
   MessageRows rows;
+  rows.setDiagnosticSink({});  // a row that does not decode is reported when a read meets it
   // A chunk at a time, each read to its end before its entries are written.
   Statement chunk(database,
                   std::string("SELECT ") + kMessageColumns +

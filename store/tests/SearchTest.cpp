@@ -305,6 +305,26 @@ TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
   }
 }
 
+// A millisecond holds 2^20 entries: once its last is taken, a message takes one left free, not
+// one of the next millisecond (where e is).
+TEST_F(StoreTest, aMillisecondWhoseLastEntryIsTakenStillTakesMessages) {
+  auto repository = open();
+  waitFor(
+      repository->receive({textMessage("a", "r1", 100, "tea"), textMessage("b", "r1", 100, "tea"),
+                           textMessage("e", "r1", 100.001, "tea")}));
+  repository.reset();
+  // b's entry moves to the millisecond's last place, as if every place between were taken.
+  RawDatabase(file()).execute(
+      "UPDATE message_search SET rowid = rowid | 1048575 WHERE rowid = "
+      "(SELECT search_key FROM messages WHERE message_id = 'b');"
+      "UPDATE messages SET search_key = search_key | 1048575 WHERE message_id = 'b'");
+  repository = open();
+  waitFor(repository->receive(
+      {textMessage("c", "r1", 100, "tea"), textMessage("d", "r1", 100, "tea")}));
+  EXPECT_EQ(idsOf(waitFor(repository->search("tea", {}))),
+            (std::vector<std::string>{"e", "d", "c", "b", "a"}));
+}
+
 TEST_F(StoreTest, aHitThatNoLongerDecodesIsReportedAndLeftOut) {
   auto repository = open();
   waitFor(repository->receive(fixedRoom()));
