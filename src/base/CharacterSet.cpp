@@ -4,19 +4,14 @@
 
 #include <algorithm>
 
+#include "base/TextScanning.hpp"
+
 namespace tovanel::chat {
 
 CharacterSet CharacterSet::whitespacesAndNewlines() {
-  return CharacterSet({{0x0009, 0x000D},
-                       {0x0020, 0x0020},
-                       {0x0085, 0x0085},
-                       {0x00A0, 0x00A0},
-                       {0x1680, 0x1680},
-                       {0x2000, 0x200A},
-                       {0x2028, 0x2029},
-                       {0x202F, 0x202F},
-                       {0x205F, 0x205F},
-                       {0x3000, 0x3000}});
+  std::vector<Range> ranges;
+  for (const auto& range : detail::kWhiteSpace) ranges.push_back({range.first, range.last});
+  return CharacterSet(std::move(ranges));
 }
 
 CharacterSet CharacterSet::charactersIn(std::string_view utf8) {

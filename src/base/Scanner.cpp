@@ -4,39 +4,45 @@
 
 #include <limits>
 
+#include "base/TextScanning.hpp"
+
 namespace tovanel::chat {
 
-std::pair<char32_t, std::size_t> Scanner::characterAt(std::size_t at) const noexcept {
+std::pair<char32_t, std::size_t> detail::characterAt(std::string_view text,
+                                                     std::size_t at) noexcept {
   utf8proc_int32_t codePoint = 0;
-  const auto length =
-      utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text_.data()) + at,
-                       static_cast<utf8proc_ssize_t>(text_.size() - at), &codePoint);
+  const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + at,
+                                       static_cast<utf8proc_ssize_t>(text.size() - at), &codePoint);
   if (length <= 0) return {U'\uFFFD', 1};
   return {static_cast<char32_t>(codePoint), static_cast<std::size_t>(length)};
 }
 
-std::size_t Scanner::skipped() const {
-  std::size_t at = position_;
-  if (!charactersToBeSkipped) return at;
-  while (at < text_.size()) {
-    const auto [character, length] = characterAt(at);
-    if (!charactersToBeSkipped->contains(character)) break;
+std::size_t detail::skipWhiteSpace(std::string_view text, std::size_t at) noexcept {
+  while (at < text.size()) {
+    // ASCII first: the common case needs no decoding.
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < 0x80) {
+      if (!isWhiteSpace(byte)) break;
+      ++at;
+      continue;
+    }
+    const auto [character, length] = characterAt(text, at);
+    if (!isWhiteSpace(character)) break;
     at += length;
   }
   return at;
 }
 
-bool Scanner::isAtEnd() const { return skipped() == text_.size(); }
-
-std::optional<std::int64_t> Scanner::scanInteger() {
-  std::size_t at = skipped();
+std::optional<std::int64_t> detail::scanInteger(std::string_view text,
+                                                std::size_t& position) noexcept {
+  std::size_t at = position;
   bool negative = false;
-  if (at < text_.size() && (text_[at] == '+' || text_[at] == '-')) {
-    negative = text_[at] == '-';
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    negative = text[at] == '-';
     ++at;
   }
   const auto isDigit = [&](std::size_t i) {
-    return i < text_.size() && text_[i] >= '0' && text_[i] <= '9';
+    return i < text.size() && text[i] >= '0' && text[i] <= '9';
   };
   if (!isDigit(at)) return std::nullopt;
 
@@ -48,7 +54,7 @@ std::optional<std::int64_t> Scanner::scanInteger() {
   bool saturated = false;
   for (; isDigit(at); ++at) {
     if (saturated) continue;
-    const int digit = text_[at] - '0';
+    const int digit = text[at] - '0';
     if (negative) {
       if (value < (kMin + digit) / 10) {
         value = kMin;
@@ -63,7 +69,27 @@ std::optional<std::int64_t> Scanner::scanInteger() {
       value = value * 10 + digit;
     }
   }
-  position_ = at;
+  position = at;
+  return value;
+}
+
+std::size_t Scanner::skipped() const {
+  std::size_t at = position_;
+  if (!charactersToBeSkipped) return at;
+  while (at < text_.size()) {
+    const auto [character, length] = detail::characterAt(text_, at);
+    if (!charactersToBeSkipped->contains(character)) break;
+    at += length;
+  }
+  return at;
+}
+
+bool Scanner::isAtEnd() const { return skipped() == text_.size(); }
+
+std::optional<std::int64_t> Scanner::scanInteger() {
+  std::size_t at = skipped();
+  const auto value = detail::scanInteger(text_, at);
+  if (value) position_ = at;
   return value;
 }
 
@@ -71,7 +97,7 @@ std::optional<std::string> Scanner::scanCharacters(const CharacterSet& set) {
   const std::size_t start = skipped();
   std::size_t at = start;
   while (at < text_.size()) {
-    const auto [character, length] = characterAt(at);
+    const auto [character, length] = detail::characterAt(text_, at);
     if (!set.contains(character)) break;
     at += length;
   }

@@ -1,9 +1,13 @@
-// The decoding views over simdjson's DOM. This file and JSONDecoder.cpp are the only ones that
-// know the parser; everything else sees Decoder and its containers.
+// The parser and the decoding views over its DOM: the one file that knows simdjson. It reads the
+// document's tape directly, a layout private to simdjson's major version 3.
 
 #include "tovanel/chat/coding/Decoder.hpp"
 
 #include <simdjson.h>
+
+static_assert(simdjson::SIMDJSON_VERSION_MAJOR == 3,
+              "Decoder.cpp reads simdjson 3's tape and string buffer: check that layout before "
+              "building with another major version");
 
 #include <algorithm>
 #include <bit>
@@ -11,6 +15,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 
 namespace tovanel::chat {
@@ -100,6 +105,56 @@ unsigned filterBit(std::string_view key) noexcept {
   return (mixed * 0x9E3779B1u) >> 25;
 }
 
+constexpr std::string_view kUtf8ByteOrderMark = "\xEF\xBB\xBF";
+
+[[noreturn]] void failText(std::string_view what) {
+  std::string description = "the data is not valid JSON: ";
+  description += what;
+  throw DecodingError(DecodingError::Kind::dataCorrupted, {}, std::move(description));
+}
+
+bool startsWithForeignByteOrderMark(std::string_view text) {
+  constexpr std::string_view kMarks[] = {"\xFE\xFF", "\xFF\xFE",
+                                         std::string_view("\x00\x00\xFE\xFF", 4)};
+  return std::any_of(std::begin(kMarks), std::end(kMarks),
+                     [&](std::string_view mark) { return text.starts_with(mark); });
+}
+
+std::string describeParseFailure(simdjson::error_code error, std::string_view text,
+                                 std::size_t maximumDepth) {
+  switch (error) {
+    case simdjson::EMPTY:
+      return "the text is empty or only white space";
+    case simdjson::DEPTH_ERROR:
+      return "arrays and objects nest deeper than the decoder's maximumDepth of " +
+             std::to_string(maximumDepth);
+    case simdjson::NUMBER_ERROR:
+      return "a number is malformed or out of range (an integer must fit in 64 bits, any other "
+             "number in a double)";
+    case simdjson::STRING_ERROR:
+      return "a string holds an invalid escape sequence, or a \\u escape of a lone surrogate";
+    case simdjson::UTF8_ERROR: {
+      const auto offset = coding::detail::firstMalformedUtf8(text);
+      return offset ? "the text is not valid UTF-8 (first malformed byte at byte offset " +
+                          std::to_string(*offset) + ")"
+                    : "the text is not valid UTF-8";
+    }
+    case simdjson::UNESCAPED_CHARS:
+      return coding::detail::describeRawControlCharacter(text);
+    case simdjson::UNCLOSED_STRING:
+      return "a string is not closed";
+    case simdjson::T_ATOM_ERROR:
+    case simdjson::F_ATOM_ERROR:
+    case simdjson::N_ATOM_ERROR:
+      return "a word that is not true, false or null";
+    case simdjson::TAPE_ERROR:
+      return "the structure is malformed (a missing or extra comma, colon, bracket, brace or "
+             "key, or text after the value)";
+    default:
+      return simdjson::error_message(error);
+  }
+}
+
 std::string formatNumber(double number) {
   char buffer[64];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
@@ -127,7 +182,7 @@ std::string_view describe(JsonType type) noexcept {
   return "a value";
 }
 
-CodingPath coding::pathOf(const PathLink& link) {
+CodingPath coding::detail::pathOf(const PathLink& link) {
   std::size_t depth = 0;
   for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) ++depth;
   CodingPath path(depth);
@@ -163,8 +218,8 @@ void DecodingRun::fail(std::exception_ptr error, std::string description) {
   description_ = std::move(description);
 }
 
-const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
-  static const coding::PathLink kRoot{};
+const coding::detail::PathLink* DecodingRun::pinned(const coding::detail::PathLink& link) {
+  static const coding::detail::PathLink kRoot{};
   if (link.parent == nullptr) return &kRoot;
   PinnedLink& node = pinned_.emplace_front();
   node.link.parent = pinned(*link.parent);
@@ -180,7 +235,7 @@ const coding::PathLink* DecodingRun::pinned(const coding::PathLink& link) {
 
 const UserInfo& Decoder::userInfo() const noexcept { return run_->owner().userInfo; }
 
-CodingPath Decoder::codingPath() const { return coding::pathOf(link_); }
+CodingPath Decoder::codingPath() const { return coding::detail::pathOf(link_); }
 
 JsonType Decoder::type() const noexcept {
   switch (typeOf(wordAt(value_))) {
@@ -470,7 +525,8 @@ std::optional<Decoder> KeyedDecodingContainer::scan(std::string_view key) const 
 }
 
 bool KeyedDecodingContainer::failKeyNotFound(std::string_view key) const {
-  const Decoder missing(self_.value_, self_.run(), self_, coding::PathStep{key.data(), key.size()});
+  const Decoder missing(self_.value_, self_.run(), self_,
+                        coding::detail::PathStep{key.data(), key.size()});
   std::string message = "no value for the key \"";
   message += key;
   message += '"';
@@ -506,7 +562,7 @@ Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
 
 Decoder UnkeyedDecodingContainer::next() noexcept {
   const coding::JsonRef ref{self_.value_.document, cursor_};
-  const Decoder element(ref, self_.run(), self_, coding::PathStep{nullptr, index_});
+  const Decoder element(ref, self_.run(), self_, coding::detail::PathStep{nullptr, index_});
   cursor_ = simdjson::internal::tape_ref(static_cast<const simdjson::dom::document*>(ref.document),
                                          cursor_)
                 .after_element();
@@ -524,6 +580,47 @@ bool coding::failInvalidRawValue(const Decoder& decoder, std::string_view typeNa
   message += text;
   message += '"';
   return decoder.fail(DecodingError::Kind::dataCorrupted, message);
+}
+
+// ---- parsing ----
+
+bool coding::detail::isValidUtf8(std::string_view text) noexcept {
+  return simdjson::validate_utf8(text.data(), text.size());
+}
+
+struct JSONDecoder::Parser {
+  simdjson::dom::parser parser;
+};
+
+JSONDecoder::JSONDecoder() : parser_(std::make_unique<Parser>()) {}
+JSONDecoder::~JSONDecoder() = default;
+JSONDecoder::JSONDecoder(JSONDecoder&&) noexcept = default;
+JSONDecoder& JSONDecoder::operator=(JSONDecoder&&) noexcept = default;
+
+coding::JsonRef JSONDecoder::parse(std::string_view json) {
+  if (json.size() > maximumDocumentSize) {
+    failText("the text is " + std::to_string(json.size()) + " bytes long, more than the " +
+             std::to_string(maximumDocumentSize) + " bytes of the decoder's maximumDocumentSize");
+  }
+  if (startsWithForeignByteOrderMark(json)) {
+    failText("the text starts with a UTF-16 or UTF-32 byte-order mark; only UTF-8 is read");
+  }
+  if (json.starts_with(kUtf8ByteOrderMark)) json.remove_prefix(kUtf8ByteOrderMark.size());
+
+  simdjson::dom::parser& parser = parser_->parser;
+  // The parser counts the top-level value as one level, and a value inside it as the next.
+  const std::size_t parserDepth = maximumDepth + (maximumDepth < SIZE_MAX ? 1 : 0);
+  if (parser.max_depth() != parserDepth) {
+    if (const auto error = parser.allocate(std::max(parser.capacity(), json.size()), parserDepth)) {
+      failText(describeParseFailure(error, json, maximumDepth));
+    }
+  }
+  // The parser copies the text into its own padded buffer, which it keeps for the next call.
+  simdjson::dom::element root;
+  if (const auto error = parser.parse(json.data(), json.size(), true).get(root)) {
+    failText(describeParseFailure(error, json, maximumDepth));
+  }
+  return std::bit_cast<coding::JsonRef>(root);
 }
 
 }  // namespace tovanel::chat

@@ -1,13 +1,12 @@
 #include "tovanel/chat/coding/Encoder.hpp"
 
-#include <simdjson.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 
+#include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat {
@@ -84,7 +83,7 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
 
 // Appends the text as a JSON string and tells whether it is all ASCII. Eight bytes at a time:
 // runs without a byte to escape are appended whole.
-bool appendEscaped(std::string& out, std::string_view text) {
+[[gnu::always_inline]] inline bool appendEscaped(std::string& out, std::string_view text) {
   out += '"';
   const char* const data = text.data();
   const std::size_t size = text.size();
@@ -107,46 +106,115 @@ bool appendEscaped(std::string& out, std::string_view text) {
   return (seen & kHighBits) == 0;
 }
 
+// The same, out of line, for keys that need escaping: they are rare, and writeString keeps the
+// inlined copy to itself.
+[[gnu::noinline]] bool appendEscapedKey(std::string& out, std::string_view key) {
+  return appendEscaped(out, key);
+}
+
 void appendIndent(std::string& out, int depth) {
   out += '\n';
   out.append(static_cast<std::size_t>(depth) * 2, ' ');
 }
 
-// The key of a member's text `"key":value`, still escaped.
-std::string_view memberKey(std::string_view member) {
-  std::size_t i = 1;
-  while (i < member.size() && member[i] != '"') i += member[i] == '\\' ? 2 : 1;
-  return member.substr(1, i - 1);
+int hexDigit(char c) noexcept { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
+
+// Reads the key text starting at its opening quote, unescaping as it goes: the byte at a time
+// that the key holds, so that keys compare by what they are rather than by how they are written.
+class KeyBytes {
+ public:
+  KeyBytes(std::string_view out, std::size_t quote) noexcept : text_(out), at_(quote + 1) {}
+
+  // The next byte of the key, or -1 at its end.
+  int next() noexcept {
+    if (pending_ > 0) return buffer_[--pending_];
+    const char c = text_[at_];
+    if (c == '"') return -1;
+    ++at_;
+    if (c != '\\') return static_cast<unsigned char>(c);
+    const char escaped = text_[at_++];
+    switch (escaped) {
+      case 'n':
+        return '\n';
+      case 't':
+        return '\t';
+      case 'r':
+        return '\r';
+      case 'b':
+        return '\b';
+      case 'f':
+        return '\f';
+      case 'u': {
+        unsigned code = 0;
+        for (int i = 0; i < 4; ++i)
+          code = code * 16 + static_cast<unsigned>(hexDigit(text_[at_++]));
+        // The writer escapes only control characters this way; anything else is its UTF-8.
+        if (code < 0x80) return static_cast<int>(code);
+        if (code < 0x800) {
+          buffer_[pending_++] = static_cast<int>(0x80 | (code & 0x3F));
+          return static_cast<int>(0xC0 | (code >> 6));
+        }
+        buffer_[pending_++] = static_cast<int>(0x80 | (code & 0x3F));
+        buffer_[pending_++] = static_cast<int>(0x80 | ((code >> 6) & 0x3F));
+        return static_cast<int>(0xE0 | (code >> 12));
+      }
+      default:  // '"', '\\' and '/' stand for themselves
+        return static_cast<unsigned char>(escaped);
+    }
+  }
+
+ private:
+  std::string_view text_;
+  std::size_t at_;
+  int buffer_[2] = {0, 0};  // continuation bytes still to give, the next one last
+  int pending_ = 0;
+};
+
+// Whether the key at `a` orders before the key at `b`, byte by byte once unescaped.
+bool keyBefore(std::string_view out, std::size_t a, std::size_t b) noexcept {
+  KeyBytes left(out, a), right(out, b);
+  while (true) {
+    const int x = left.next(), y = right.next();
+    if (x != y) return x < y;
+    if (x < 0) return false;
+  }
 }
 }  // namespace
 
-EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out) noexcept
-    : owner_(&owner), out_(&out), formatting_(owner.outputFormatting) {}
+coding::detail::EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out) noexcept
+    : owner(owner), out(out), formatting(owner.outputFormatting) {}
 
 // ---- Encoder ----
 
-const UserInfo& Encoder::userInfo() const noexcept { return run_->owner().userInfo; }
+const UserInfo& Encoder::userInfo() const noexcept { return run_->owner.userInfo; }
 
-CodingPath Encoder::codingPath() const { return coding::pathOf(link_); }
+CodingPath Encoder::codingPath() const { return coding::detail::pathOf(link_); }
 
 void Encoder::fail(std::string message) const {
   throw EncodingError(codingPath(), std::move(message));
 }
 
+void Encoder::failSecondValue() const {
+  fail("a second value at one place (a value writes itself once, as one scalar or through one "
+       "container)");
+}
+
 void Encoder::writeString(std::string_view text) {
-  std::string& out = run_->out();
+  take(Holds::scalar);
+  std::string& out = run_->out;
   const std::size_t start = out.size();
   // The escaping pass also tells whether the text is ASCII, which is valid UTF-8 as it is.
-  if (!appendEscaped(out, text) && !simdjson::validate_utf8(text.data(), text.size())) {
+  if (!appendEscaped(out, text) && !coding::detail::isValidUtf8(text)) {
     out.resize(start);  // nothing of the text is written
     fail("the text is not valid UTF-8");
   }
 }
 
 void Encoder::writeInteger(std::int64_t number) {
+  take(Holds::scalar);
   char buffer[24];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
-  run_->out().append(buffer, result.ptr);
+  run_->out.append(buffer, result.ptr);
 }
 
 void Encoder::writeNumber(double number) {
@@ -154,75 +222,109 @@ void Encoder::writeNumber(double number) {
     fail(std::isnan(number) ? "NaN cannot be written as JSON"
                             : "an infinite number cannot be written as JSON");
   }
+  take(Holds::scalar);
   char buffer[32];
   auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
   // Written out in full, a whole number from 2^63 on would read back as an integer that the
   // decoder may not hold in 64 bits: with an exponent it reads back as this double.
-  if (std::fabs(number) >= 0x1p63 && std::none_of(buffer, result.ptr, [](char c) {
-        return c == '.' || c == 'e';
-      })) {
+  if (std::fabs(number) >= 0x1p63 &&
+      std::none_of(buffer, result.ptr, [](char c) { return c == '.' || c == 'e'; })) {
     result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
   }
-  run_->out().append(buffer, result.ptr);
+  run_->out.append(buffer, result.ptr);
 }
 
-void Encoder::writeBool(bool flag) { run_->out() += flag ? "true" : "false"; }
+void Encoder::writeBool(bool flag) {
+  take(Holds::scalar);
+  run_->out += flag ? "true" : "false";
+}
 
-void Encoder::writeNull() { run_->out() += "null"; }
+void Encoder::writeNull() {
+  take(Holds::scalar);
+  run_->out += "null";
+}
 
-KeyedEncodingContainer Encoder::container() { return KeyedEncodingContainer(*this); }
+KeyedEncodingContainer Encoder::container() {
+  take(Holds::object);
+  run_->out += '{';
+  ++run_->depth;
+  firstSpan_ = run_->spans.size();
+  return KeyedEncodingContainer(*this);
+}
 
-UnkeyedEncodingContainer Encoder::unkeyedContainer() { return UnkeyedEncodingContainer(*this); }
+UnkeyedEncodingContainer Encoder::unkeyedContainer() {
+  take(Holds::array);
+  run_->out += '[';
+  ++run_->depth;
+  return UnkeyedEncodingContainer(*this);
+}
 
-SingleValueEncodingContainer Encoder::singleValueContainer() {
+SingleValueEncodingContainer Encoder::singleValueContainer() noexcept {
   return SingleValueEncodingContainer(*this);
 }
 
-// ---- KeyedEncodingContainer ----
-
-KeyedEncodingContainer::KeyedEncodingContainer(const Encoder& self) : self_(self) {
-  self_.run_->out() += '{';
-  ++self_.run_->depth_;
+void Encoder::close() {
+  coding::detail::EncodingRun& run = *run_;
+  switch (holds_) {
+    case Holds::nothing:
+      run.out += "{}";
+      return;
+    case Holds::scalar:
+      return;
+    case Holds::object:
+      closeObject();
+      return;
+    case Holds::array:
+      --run.depth;
+      if (run.formatting.prettyPrinted && count_ > 0) appendIndent(run.out, run.depth);
+      run.out += ']';
+      return;
+  }
 }
 
-KeyedEncodingContainer::~KeyedEncodingContainer() {
-  EncodingRun& run = *self_.run_;
-  std::string& out = run.out();
-  --run.depth_;
-  if (spans_.size() > 1) {
-    // Sorted keys: reorder the member texts, keeping the separator between them.
-    const std::string separator = out.substr(spans_[0].second, spans_[1].first - spans_[0].second);
-    std::vector<std::string> members;
-    members.reserve(spans_.size());
-    for (const auto& [begin, end] : spans_) members.push_back(out.substr(begin, end - begin));
-    std::stable_sort(members.begin(), members.end(),
-                     [](const auto& a, const auto& b) { return memberKey(a) < memberKey(b); });
-    out.resize(spans_[0].first);
-    for (std::size_t i = 0; i < members.size(); ++i) {
-      if (i > 0) out += separator;
-      out += members[i];
+void Encoder::closeObject() {
+  coding::detail::EncodingRun& run = *run_;
+  std::string& out = run.out;
+  --run.depth;
+  if (run.formatting.sortedKeys) {
+    const auto first = run.spans.begin() + static_cast<std::ptrdiff_t>(firstSpan_);
+    if (run.spans.end() - first > 1) {
+      // Reorder the member texts by key, keeping the separator that stands between them.
+      std::vector<coding::detail::EncodingRun::Span> members(first, run.spans.end());
+      const std::string separator = out.substr(members[0].end, members[1].key - members[0].end);
+      std::stable_sort(members.begin(), members.end(),
+                       [&](const auto& a, const auto& b) { return keyBefore(out, a.key, b.key); });
+      std::string sorted;
+      sorted.reserve(out.size() - first->key);
+      for (const auto& member : members) {
+        if (!sorted.empty()) sorted += separator;
+        sorted.append(out, member.key, member.end - member.key);
+      }
+      out.replace(first->key, std::string::npos, sorted);
     }
+    run.spans.erase(first, run.spans.end());
   }
-  if (run.formatting().prettyPrinted && count_ > 0) appendIndent(out, run.depth_);
+  if (run.formatting.prettyPrinted && count_ > 0) appendIndent(out, run.depth);
   out += '}';
 }
 
-Encoder KeyedEncodingContainer::beginMember(MemberKey key, std::size_t& mark) {
-  EncodingRun& run = *self_.run_;
-  std::string& out = run.out();
-  const bool pretty = run.formatting().prettyPrinted;
+Encoder Encoder::beginMember(MemberKey key) {
+  coding::detail::EncodingRun& run = *run_;
+  std::string& out = run.out;
+  const bool pretty = run.formatting.prettyPrinted;
   const bool first = count_++ == 0;
   if (pretty) {
     if (!first) out += ',';
-    appendIndent(out, run.depth_);
+    appendIndent(out, run.depth);
   }
+  std::size_t keyStart = 0;
   constexpr std::size_t kShortKey = 56;
   if (key.plain && key.text.size() <= kShortKey) {
     // Most keys: the separator, the quoted key and the colon in one append.
     char prefix[kShortKey + 5];
     char* p = prefix;
     if (!first && !pretty) *p++ = ',';
-    memberStart_ = out.size() + static_cast<std::size_t>(p - prefix);
+    keyStart = out.size() + static_cast<std::size_t>(p - prefix);
     *p++ = '"';
     std::memcpy(p, key.text.data(), key.text.size());
     p += key.text.size();
@@ -232,52 +334,36 @@ Encoder KeyedEncodingContainer::beginMember(MemberKey key, std::size_t& mark) {
     out.append(prefix, p);
   } else {
     if (!first && !pretty) out += ',';
-    memberStart_ = out.size();
-    self_.writeString(key.text);
+    keyStart = out.size();
+    if (!appendEscapedKey(out, key.text) && !coding::detail::isValidUtf8(key.text)) {
+      out.resize(keyStart);
+      fail("the text is not valid UTF-8");
+    }
     out += pretty ? ": " : ":";
   }
-  mark = out.size();
-  return Encoder(run, self_, coding::PathStep{key.text.data(), key.text.size()});
+  if (run.formatting.sortedKeys) run.spans.push_back({keyStart, 0});
+  return Encoder(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
 }
 
-void KeyedEncodingContainer::endMember(std::size_t mark) {
-  std::string& out = self_.run_->out();
-  if (out.size() == mark) out += "{}";  // the value wrote nothing
-  if (self_.run_->formatting().sortedKeys) spans_.emplace_back(memberStart_, out.size());
+void Encoder::endMember(Encoder& member) {
+  member.end();
+  if (run_->formatting.sortedKeys) run_->spans.back().end = run_->out.size();
 }
+
+Encoder Encoder::beginElement() {
+  coding::detail::EncodingRun& run = *run_;
+  std::string& out = run.out;
+  if (count_ > 0) out += ',';
+  if (run.formatting.prettyPrinted) appendIndent(out, run.depth);
+  return Encoder(run, *this, coding::detail::PathStep{nullptr, count_++});
+}
+
+// ---- containers ----
 
 void KeyedEncodingContainer::encodeNil(MemberKey key) {
-  std::size_t mark = 0;
-  beginMember(key, mark).writeNull();
-  endMember(mark);
-}
-
-// ---- UnkeyedEncodingContainer ----
-
-UnkeyedEncodingContainer::UnkeyedEncodingContainer(const Encoder& self) : self_(self) {
-  self_.run_->out() += '[';
-  ++self_.run_->depth_;
-}
-
-UnkeyedEncodingContainer::~UnkeyedEncodingContainer() {
-  EncodingRun& run = *self_.run_;
-  --run.depth_;
-  if (run.formatting().prettyPrinted && count_ > 0) appendIndent(run.out(), run.depth_);
-  run.out() += ']';
-}
-
-Encoder UnkeyedEncodingContainer::beginElement(std::size_t& mark) {
-  EncodingRun& run = *self_.run_;
-  std::string& out = run.out();
-  if (count_ > 0) out += ',';
-  if (run.formatting().prettyPrinted) appendIndent(out, run.depth_);
-  mark = out.size();
-  return Encoder(run, self_, coding::PathStep{nullptr, count_++});
-}
-
-void UnkeyedEncodingContainer::endElement(std::size_t mark) {
-  std::string& out = self_.run_->out();
-  if (out.size() == mark) out += "{}";
+  Encoder member = place_->beginMember(key);
+  member.writeNull();
+  place_->endMember(member);
 }
 
 }  // namespace tovanel::chat

@@ -59,7 +59,7 @@ TEST(Body, SilentKindsWriteNothingAndTheEncoderMakesItAnEmptyObject) {
         JSONDecoder().decode("{}", [&](const Decoder& root) { return Body::decode(root, kind); });
     const JSONEncoder encoder;
     std::string out;
-    EncodingRun run(encoder, out);
+    coding::detail::EncodingRun run(encoder, out);
     Encoder place(run);
     body.encode(place);
     EXPECT_EQ(out, "") << rawValue(kind);

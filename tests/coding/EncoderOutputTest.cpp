@@ -68,5 +68,48 @@ INSTANTIATE_TEST_SUITE_P(Keys, MemberKeys,
                                            KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// Keys sort by what they hold, not by how they are escaped: '"' (0x22) and a newline come before
+// '#' and '!', although their escapes start with a backslash (0x5C).
+TEST(EncoderOutput, SortedKeysOrderTheKeysNotTheirEscapes) {
+  JSONEncoder encoder;
+  encoder.outputFormatting.sortedKeys = true;
+  EXPECT_EQ(encoder.encode(TwoMembers{"a\"", "a#"}), R"({"a\"":1,"a#":2})");
+  EXPECT_EQ(encoder.encode(TwoMembers{"a\n", "a!"}), R"({"a\n":1,"a!":2})");
+  EXPECT_EQ(encoder.encode(TwoMembers{"\u00e9", "z"}), "{\"z\":2,\"\u00e9\":1}");
+}
+
+// A value is written once at its place: a second one is an error, never a second JSON text.
+struct TwiceAtOnePlace {
+  void (*write)(Encoder&);
+  void encode(Encoder& encoder) const { write(encoder); }
+};
+
+TEST(EncoderOutput, ASecondValueAtOnePlaceIsAnError) {
+  const std::vector<void (*)(Encoder&)> writers{
+      [](Encoder& e) {
+        e.container().encode("x", std::int64_t{1});
+        e.container().encode("y", std::int64_t{2});
+      },
+      [](Encoder& e) {
+        e.writeString("a");
+        e.writeString("b");
+      },
+      [](Encoder& e) {
+        e.unkeyedContainer().encode(true);
+        e.writeNull();
+      },
+      [](Encoder& e) {
+        e.singleValueContainer().encode(std::int64_t{1});
+        e.singleValueContainer().encodeNil();
+      },
+  };
+  for (std::size_t i = 0; i < writers.size(); ++i) {
+    std::string out = "kept";
+    EXPECT_THROW(JSONEncoder().encode(std::vector{TwiceAtOnePlace{writers[i]}}, out), EncodingError)
+        << i;
+    EXPECT_EQ(out, "kept") << i;
+  }
+}
+
 }  // namespace
 }  // namespace tovanel::chat

@@ -40,8 +40,6 @@ class TOVANEL_CHAT_API Scanner {
  private:
   /// Where the next item starts: the current position past the characters to be skipped.
   std::size_t skipped() const;
-  /// The code point at `at` and its length in bytes (U+FFFD and 1 for a byte that is not UTF-8).
-  std::pair<char32_t, std::size_t> characterAt(std::size_t at) const noexcept;
 
   std::string text_;
   std::size_t position_ = 0;

@@ -148,18 +148,13 @@ concept EncodableRecord = requires(const T& value, Encoder& encoder) {
 
 /// Records: their own decodeInto and encode.
 template <class T>
-  requires(DecodableRecord<T> || EncodableRecord<T>)
-struct Codec<T> {
+requires(DecodableRecord<T> || EncodableRecord<T>) struct Codec<T> {
   /// The record's checking decode.
-  static bool decode(const Decoder& decoder, T& out)
-    requires DecodableRecord<T>
-  {
+  static bool decode(const Decoder& decoder, T& out) requires DecodableRecord<T> {
     return T::decodeInto(decoder, out);
   }
   /// The record's encode.
-  static void encode(Encoder& encoder, const T& value)
-    requires EncodableRecord<T>
-  {
+  static void encode(Encoder& encoder, const T& value) requires EncodableRecord<T> {
     value.encode(encoder);
   }
 };
@@ -267,18 +262,16 @@ void Encoder::encode(const T& value) {
 
 template <class T>
 void KeyedEncodingContainer::encode(MemberKey key, const T& value) {
-  std::size_t mark = 0;
-  Encoder member = beginMember(key, mark);
+  Encoder member = place_->beginMember(key);
   coding::Codec<T>::encode(member, value);
-  endMember(mark);
+  place_->endMember(member);
 }
 
 template <class T>
 void UnkeyedEncodingContainer::encode(const T& value) {
-  std::size_t mark = 0;
-  Encoder element = beginElement(mark);
+  Encoder element = place_->beginElement();
   coding::Codec<T>::encode(element, value);
-  endElement(mark);
+  element.end();
 }
 
 }  // namespace tovanel::chat

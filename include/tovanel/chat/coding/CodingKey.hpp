@@ -27,7 +27,7 @@ struct CodingKey {
 /// The steps from the top-level value to a value; empty for the top-level value itself.
 using CodingPath = std::vector<CodingKey>;
 
-namespace coding {
+namespace coding::detail {
 /// One step of the path from the root to a value, kept on the stack of the decoders and encoders
 /// and turned into a CodingPath only when an error is built.
 struct PathStep {
@@ -43,7 +43,7 @@ struct PathLink {
 
 /// The coding path from the root to the value of `link`.
 TOVANEL_CHAT_API CodingPath pathOf(const PathLink& link);
-}  // namespace coding
+}  // namespace coding::detail
 
 /// A path as people read it: `body.mentions[1].rangeStart`; empty for the top-level value.
 TOVANEL_CHAT_API std::string describe(const CodingPath& path);

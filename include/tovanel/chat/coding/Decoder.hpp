@@ -58,7 +58,7 @@ constexpr std::uint64_t keyPrefix(std::string_view key) noexcept {
 /// The keys a record reads, in the order of its field table, with their prefixes (distinct, at
 /// most KeyedDecodingContainer::kMaxKeyTable of them). Made once per record by KeyTableOf.
 struct KeyTable {
-  const std::string_view* keys;    ///< the keys, in table order
+  const std::string_view* keys;   ///< the keys, in table order
   const std::uint64_t* prefixes;  ///< keyPrefix of each key
   std::size_t size;               ///< how many keys
 };
@@ -73,8 +73,8 @@ struct KeyTableOf {
   /// The table view of this storage.
   constexpr KeyTable table() const noexcept { return {keys.data(), prefixes.data(), N}; }
 
-  std::array<std::string_view, N> keys;        ///< the keys, in table order
-  std::array<std::uint64_t, N> prefixes{};     ///< keyPrefix of each key
+  std::array<std::string_view, N> keys;     ///< the keys, in table order
+  std::array<std::uint64_t, N> prefixes{};  ///< keyPrefix of each key
 };
 }  // namespace coding
 
@@ -137,9 +137,9 @@ class TOVANEL_CHAT_API DecodingRun {
 
   /// A copy of `link` and of its parents, with their keys, kept until the run ends: for a decoder
   /// handed to the application, whose parent may be a temporary container.
-  const coding::PathLink* pinned(const coding::PathLink& link);
+  const coding::detail::PathLink* pinned(const coding::detail::PathLink& link);
   struct PinnedLink {
-    coding::PathLink link;
+    coding::detail::PathLink link;
     std::string key;
   };
 
@@ -215,12 +215,12 @@ class TOVANEL_CHAT_API Decoder {
   friend class KeyedDecodingContainer;
   friend class UnkeyedDecodingContainer;
   Decoder(coding::JsonRef value, DecodingRun& run, const Decoder& parent,
-          coding::PathStep step) noexcept
+          coding::detail::PathStep step) noexcept
       : value_(value), run_(&run), link_{&parent.link_, step} {}
 
   coding::JsonRef value_;
   DecodingRun* run_;
-  coding::PathLink link_;
+  coding::detail::PathLink link_;
 };
 
 /// The members of one JSON object. When a key occurs more than once, the last occurrence wins.
@@ -286,7 +286,7 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   std::optional<Decoder> scan(std::string_view key) const noexcept;
   Decoder member(std::uint32_t keyPosition, std::string_view key) const noexcept {
     return Decoder(coding::JsonRef{self_.value_.document, keyPosition + std::size_t{1}},
-                   *self_.run_, self_, coding::PathStep{key.data(), key.size()});
+                   *self_.run_, self_, coding::detail::PathStep{key.data(), key.size()});
   }
 
   Decoder self_;

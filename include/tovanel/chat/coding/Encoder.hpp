@@ -1,14 +1,15 @@
 #pragma once
-// Encoding views that stream compact (or pretty) JSON into one string. An Encoder stands at the
-// place of one value; a value writes itself there through one container. A value that writes
-// nothing is written as `{}`, wherever it stands.
+// Encoding views that stream compact (or pretty) JSON into one string. An Encoder is the place of
+// one value: a value writes itself there, once, as a scalar or through one container. Writing a
+// second value at a place is an EncodingError, so the output is always one JSON value. A place
+// where nothing was written holds `{}`. A container's object or array is closed when its place's
+// value ends, not when the container object goes out of scope.
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "tovanel/chat/Export.hpp"
@@ -49,45 +50,45 @@ struct MemberKey {
 /// How the output is laid out.
 struct OutputFormatting {
   bool prettyPrinted = false;  ///< newlines and two-space indentation
-  bool sortedKeys = false;     ///< object members ordered by key
+  bool sortedKeys = false;     ///< object members ordered by key (by the key's bytes, unescaped)
 };
 
-/// The state of one encode call: where the text goes and how it is laid out.
-class TOVANEL_CHAT_API EncodingRun {
+namespace coding::detail {
+/// The state of one encode call: where the text goes, how it is laid out, and the members of the
+/// objects still open when keys are sorted.
+class EncodingRun {
  public:
-  /// A run of `owner`'s encode, appending to `out`.
-  EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
+  TOVANEL_CHAT_API EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
   EncodingRun(const EncodingRun&) = delete;
   EncodingRun& operator=(const EncodingRun&) = delete;
 
-  /// The JSONEncoder whose encode this is (its options).
-  const JSONEncoder& owner() const noexcept { return *owner_; }
-  /// The text written so far.
-  std::string& out() noexcept { return *out_; }
-  /// The layout of the output.
-  const OutputFormatting& formatting() const noexcept { return formatting_; }
-
- private:
-  friend class KeyedEncodingContainer;
-  friend class UnkeyedEncodingContainer;
-  const JSONEncoder* owner_;
-  std::string* out_;
-  OutputFormatting formatting_;
-  int depth_ = 0;
+  const JSONEncoder& owner;
+  std::string& out;
+  const OutputFormatting formatting;
+  int depth = 0;  // containers open
+  /// The output range of each member of the open objects, from its key's quote to its end.
+  struct Span {
+    std::size_t key;
+    std::size_t end;
+  };
+  std::vector<Span> spans;
 };
+}  // namespace coding::detail
 
 /// The place of one value in the output, during one encode.
 class TOVANEL_CHAT_API Encoder {
  public:
   /// The place of the top-level value of a run.
-  explicit Encoder(EncodingRun& run) noexcept : run_(&run) {}
+  explicit Encoder(coding::detail::EncodingRun& run) noexcept : run_(&run) {}
+  Encoder(const Encoder&) = delete;
+  Encoder& operator=(const Encoder&) = delete;
 
-  /// An object at this place; its members are written through it and it closes when destroyed.
+  /// An object at this place; its members are written through the container.
   KeyedEncodingContainer container();
   /// An array at this place.
   UnkeyedEncodingContainer unkeyedContainer();
-  /// One value at this place.
-  SingleValueEncodingContainer singleValueContainer();
+  /// This place, for one value.
+  SingleValueEncodingContainer singleValueContainer() noexcept;
   /// Encodes a T at this place.
   template <class T>
   void encode(const T& value);
@@ -96,41 +97,57 @@ class TOVANEL_CHAT_API Encoder {
   const UserInfo& userInfo() const noexcept;
   /// The path from the top-level value to this place.
   CodingPath codingPath() const;
-  /// The run this encoder belongs to.
-  EncodingRun& run() const noexcept { return *run_; }
   /// The JSONEncoder whose run this is (its options).
-  const JSONEncoder& owner() const noexcept { return run_->owner(); }
+  const JSONEncoder& owner() const noexcept { return run_->owner; }
 
-  // ---- the writers everything ends in ----
+  // ---- the writers everything ends in; each is the place's one value ----
   void writeString(std::string_view text);  ///< EncodingError for text that is not UTF-8
-  /// Writes an integer in decimal.
-  void writeInteger(std::int64_t number);
-  void writeNumber(double number);  ///< EncodingError for NaN and the infinities
-  /// Writes true or false.
-  void writeBool(bool flag);
-  /// Writes null.
-  void writeNull();
+  void writeInteger(std::int64_t number);   ///< in decimal
+  void writeNumber(double number);          ///< EncodingError for NaN and the infinities
+  void writeBool(bool flag);               ///< true or false
+  void writeNull();                         ///< null
 
   /// Throws EncodingError at this place.
   [[noreturn]] void fail(std::string message) const;
 
  private:
+  friend class JSONEncoder;
   friend class KeyedEncodingContainer;
   friend class UnkeyedEncodingContainer;
-  Encoder(EncodingRun& run, const Encoder& parent, coding::PathStep step) noexcept
+  enum class Holds : std::uint8_t { nothing, scalar, object, array };
+
+  Encoder(coding::detail::EncodingRun& run, const Encoder& parent,
+          coding::detail::PathStep step) noexcept
       : run_(&run), link_{&parent.link_, step} {}
 
-  EncodingRun* run_;
-  coding::PathLink link_;
+  /// Claims the place for a value; EncodingError when it holds one already.
+  void take(Holds what) {
+    if (holds_ != Holds::nothing) failSecondValue();
+    holds_ = what;
+  }
+  [[noreturn]] void failSecondValue() const;
+  /// Closes the value at this place once it is complete: its object or array, or `{}` when
+  /// nothing was written. Called by whoever made the place.
+  void end() {
+    if (holds_ != Holds::scalar) close();
+  }
+  void close();
+  Encoder beginMember(MemberKey key);
+  void endMember(Encoder& member);
+  Encoder beginElement();
+  void closeObject();
+
+  coding::detail::EncodingRun* run_;
+  coding::detail::PathLink link_;
+  Holds holds_ = Holds::nothing;
+  std::size_t count_ = 0;      // members or elements written into the object or array here
+  std::size_t firstSpan_ = 0;  // with sorted keys: the first of this object's run spans
 };
 
-/// The members of one JSON object, written in the order they are given.
+/// The members of the object at a place, written in the order they are given. Copies write into
+/// the same object.
 class TOVANEL_CHAT_API KeyedEncodingContainer {
  public:
-  ~KeyedEncodingContainer();
-  KeyedEncodingContainer(const KeyedEncodingContainer&) = delete;
-  KeyedEncodingContainer& operator=(const KeyedEncodingContainer&) = delete;
-
   /// Writes the key always.
   template <class T>
   void encode(MemberKey key, const T& value);
@@ -142,43 +159,23 @@ class TOVANEL_CHAT_API KeyedEncodingContainer {
   /// Writes the key with null.
   void encodeNil(MemberKey key);
 
-  /// Starts a member: separator and key. The value is then written through the returned
-  /// encoder, and `endMember` closes it.
-  Encoder beginMember(MemberKey key, std::size_t& mark);
-  /// Closes the member that beginMember started with `mark`.
-  void endMember(std::size_t mark);
-
  private:
   friend class Encoder;
-  explicit KeyedEncodingContainer(const Encoder& self);
-  Encoder self_;
-  std::size_t count_ = 0;
-  std::size_t memberStart_ = 0;
-  std::vector<std::pair<std::size_t, std::size_t>> spans_;  // member texts, for sorted keys
+  explicit KeyedEncodingContainer(Encoder& place) noexcept : place_(&place) {}
+  Encoder* place_;
 };
 
-/// The elements of one JSON array, written in order.
+/// The elements of the array at a place, written in order. Copies write into the same array.
 class TOVANEL_CHAT_API UnkeyedEncodingContainer {
  public:
-  ~UnkeyedEncodingContainer();
-  UnkeyedEncodingContainer(const UnkeyedEncodingContainer&) = delete;
-  UnkeyedEncodingContainer& operator=(const UnkeyedEncodingContainer&) = delete;
-
   /// Writes the next element.
   template <class T>
   void encode(const T& value);
 
-  /// Starts an element: the separator. The value is then written through the returned encoder, and
-  /// `endElement` closes it.
-  Encoder beginElement(std::size_t& mark);
-  /// Closes the element that beginElement started with `mark`.
-  void endElement(std::size_t mark);
-
  private:
   friend class Encoder;
-  explicit UnkeyedEncodingContainer(const Encoder& self);
-  Encoder self_;
-  std::size_t count_ = 0;
+  explicit UnkeyedEncodingContainer(Encoder& place) noexcept : place_(&place) {}
+  Encoder* place_;
 };
 
 /// One value written as a whole.
@@ -187,15 +184,15 @@ class SingleValueEncodingContainer {
   /// Writes the value.
   template <class T>
   void encode(const T& value) {
-    self_.encode(value);
+    place_->encode(value);
   }
   /// Writes null.
-  void encodeNil() { self_.writeNull(); }
+  void encodeNil() { place_->writeNull(); }
 
  private:
   friend class Encoder;
-  explicit SingleValueEncodingContainer(const Encoder& self) noexcept : self_(self) {}
-  Encoder self_;
+  explicit SingleValueEncodingContainer(Encoder& place) noexcept : place_(&place) {}
+  Encoder* place_;
 };
 
 }  // namespace tovanel::chat

@@ -32,14 +32,14 @@ class JSONEncoder {
   void encode(const T& value, std::string& out) const {
     const auto start = out.size();
     try {
-      EncodingRun run(*this, out);
+      coding::detail::EncodingRun run(*this, out);
       Encoder root(run);
       root.encode(value);
+      root.end();
     } catch (...) {
       out.resize(start);
       throw;
     }
-    if (out.size() == start) out += "{}";
   }
 };
 

@@ -11,13 +11,11 @@
 #include <any>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "tovanel/chat/Export.hpp"
-#include "tovanel/chat/base/Calendar.hpp"
 #include "tovanel/chat/base/DateComponents.hpp"
 #include "tovanel/chat/base/Formatter.hpp"
 
@@ -33,7 +31,7 @@ class TOVANEL_CHAT_API ISO8601DurationFormatter : public Formatter {
     return restore<ISO8601DurationFormatter>(coder);
   }
 
-  /// The components of duration text; nothing when it does not parse.
+  /// The components of duration text; nothing when it does not parse. Allocates nothing.
   std::optional<DateComponents> dateComponents(std::string_view text) const;
 
   /// Writes no text, whatever the value.
@@ -42,16 +40,6 @@ class TOVANEL_CHAT_API ISO8601DurationFormatter : public Formatter {
   /// False otherwise, and `object` is left as it was. `errorDescription` is never written.
   bool getObjectValue(std::any* object, std::string_view text,
                       std::string* errorDescription) const override;
-
- private:
-  /// Designator letters and the components they name in one part of the text.
-  using UnitMapping = std::span<const std::pair<char, Calendar::Component>>;
-
-  /// Reads one part of the text into `out`; false when it is malformed.
-  static bool scanPart(std::string_view part, UnitMapping mapping, DateComponents& out);
-
-  UnitMapping dateUnitMapping_;  // before the "T"
-  UnitMapping timeUnitMapping_;  // after it
 };
 
 }  // namespace tovanel::chat

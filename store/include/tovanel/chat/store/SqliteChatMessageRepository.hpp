@@ -135,9 +135,10 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   /// share its oldest createdAt, so it may hold a few more than `window`; it holds the whole room
   /// while the room has fewer. As newer messages arrive the oldest leave; a message older than
   /// the window's oldest does not enter it. When one of its messages is deleted, moved to another
-  /// room or made older than the window, the messages just before the window take its place, so
+  /// room or made older than the window, the messages just before the window take its place. So
   /// the list is always what retrieveChatMessages(roomID, std::nullopt, std::nullopt, size) would
-  /// read. A change that touches nothing in the window, or entering it, delivers no list.
+  /// read, `size` being `window` until paging back widens it. A change that touches nothing in
+  /// the window, and brings nothing into it, delivers no list.
   ///
   /// Paging back widens the window: a page read with a `from` that is not before the window's
   /// oldest message brings the page's older messages into it, and the window holds that many
