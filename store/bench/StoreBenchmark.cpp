@@ -516,18 +516,22 @@ const bool kChangesRegistered = [] {
 // Searches as people type them, against the generated texts (a vocabulary of two dozen words, so
 // that every word of it is common): a username, which about one message in 500 has; a word that
 // most texts hold; two words in a row; the beginning of a common word; a common word in the room
-// (the stores hold one room, so the room's token is in every entry).
+// (the stores hold one room, so the room's token is in every entry); the beginning of every
+// username (500 words, more than a prefix is read as); one letter, as a search box sends the
+// first key typed.
 struct Query {
   const char* name;
   const char* text;
   bool inRoom;
 };
-constexpr std::array<Query, 5> kQueries{{
+constexpr std::array<Query, 7> kQueries{{
     {"rare", "user137", false},
     {"common", "coffee", false},
     {"phrase", "\"train was\"", false},
     {"prefix", "tomor*", false},
     {"commonInRoom", "coffee", true},
+    {"widePrefix", "user*", false},
+    {"oneLetter", "t*", false},
 }};
 
 // The first page of 50 hits, through the worker thread, the decoder and the highlighting.

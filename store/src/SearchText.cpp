@@ -308,10 +308,21 @@ class QueryParser {
     return next;
   }
 
+  // Quotes the query's first kQuotedBytes, cut where a character begins: enough to recognise it
+  // by, while a query of megabytes does not make a message of megabytes.
   [[noreturn]] void fail(const std::string& why) const {
+    std::string quoted(raw_);
+    if (quoted.size() > kQuotedBytes) {
+      std::size_t cut = kQuotedBytes;
+      while (cut > 0 && (static_cast<unsigned char>(quoted[cut]) & 0xC0) == 0x80) --cut;
+      quoted.resize(cut);
+      quoted += "…";
+    }
     throw StoreError(StoreError::Code::invalidQuery,
-                     "the search query \"" + std::string(raw_) + "\" is malformed: " + why);
+                     "the search query \"" + quoted + "\" is malformed: " + why);
   }
+
+  static constexpr std::size_t kQuotedBytes = 80;
 
   std::string_view raw_;
   const WordSplitter& words_;

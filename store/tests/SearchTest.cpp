@@ -100,6 +100,8 @@ std::vector<std::string> idsOf(const SearchResults& results) {
   return ids;
 }
 
+const std::string kLongWord = std::string(100000, 'a') + '*';
+
 using Change = void (*)(SqliteChatMessageRepository&, const ManualTransport&);
 
 struct QueryCase {
@@ -226,6 +228,10 @@ INSTANTIATE_TEST_SUITE_P(
             QueryCase{"aColumnFilterIsText", "{room author}: lisbon", {}},
             QueryCase{"aMinusIsPunctuation", "-lisbon", {"m19", "m13", "m01"}},
             QueryCase{"phrasesSideBySide", "\"lisbon\"\"crew\"", {"m13"}},
+            QueryCase{"aQuoteClosedInsideIsNoOperator", "crew\" OR \"porto", {}},
+            QueryCase{"operatorsOfTheIndexAreText", "^crew + lisbon", {"m13"}},
+            QueryCase{"aControlCharacterSplitsAWordIntoAPhrase", "lisbon\x01" "crew", {"m13"}},
+            QueryCase{"aWordLongerThanAnyIndexed", kLongWord.c_str(), {}},
             QueryCase{
                 "anEditedText", "porto", {"m05", "m01"}, nullptr, nullptr, replaceTheFirstText},
             QueryCase{
@@ -346,6 +352,7 @@ struct MalformedCase {
   const char* name;
   std::string query;
   const char* why;
+  std::string quoted = query;  // as the message quotes it
 };
 
 class MalformedQueryTest : public StoreTest, public ::testing::WithParamInterface<MalformedCase> {};
@@ -361,7 +368,7 @@ TEST_P(MalformedQueryTest, failsSayingWhy) {
     EXPECT_EQ(error.code(), StoreError::Code::invalidQuery);
     EXPECT_FALSE(error.isLasting());
     EXPECT_EQ(std::string(error.what()),
-              "the search query \"" + row.query + "\" is malformed: " + row.why);
+              "the search query \"" + row.quoted + "\" is malformed: " + row.why);
   }
 }
 
@@ -384,7 +391,10 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedCase{"twoStars", "lisbon**", "a star must end a word or a quoted phrase"},
         MalformedCase{"aStarAlone", "lisbon *", "a star must end a word or a quoted phrase"},
         MalformedCase{"notUtf8", "lisb\xff", "it is not UTF-8 text"},
-        MalformedCase{"tooManyWords", manyWords(65), "it has more than 64 words"}),
+        MalformedCase{"tooManyWords", manyWords(65), "it has more than 64 words",
+                      manyWords(11) + "lis…"},
+        MalformedCase{"aLongQueryQuotedUpToACharacter", std::string(79, 'a') + "é\"",
+                      "a quote is not closed", std::string(79, 'a') + "…"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

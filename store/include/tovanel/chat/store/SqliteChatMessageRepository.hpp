@@ -189,11 +189,11 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
   /// searchable. Scripts written without spaces (Japanese, Chinese, Thai) make one word of each
   /// run of letters: search them with a star ("日本*").
   ///
-  /// Fails with StoreError invalidQuery, quoting the query and saying why, for text that is not
-  /// UTF-8, an unclosed quote, a star anywhere else than at the end of a word or phrase, more
-  /// than 64 words, and a query with no word to search for; with invalidDate for a cursor whose
-  /// createdAt is NaN. The index is kept in the transaction of every write, so a search sees
-  /// every write committed before it.
+  /// Fails with StoreError invalidQuery, quoting the query (its first 80 bytes) and saying why, for
+  /// text that is not UTF-8, an unclosed quote, a star anywhere else than at the end of a word or
+  /// phrase, more than 64 words, and a query with no word to search for; with invalidDate for a
+  /// cursor whose createdAt is NaN. The index is kept in the transaction of every write, so a
+  /// search sees every write committed before it.
   Future<SearchResults> search(std::string query, SearchOptions options = {});
 
   /// Reports stored messages that no longer decode. A read (an observed list, a page) leaves such
