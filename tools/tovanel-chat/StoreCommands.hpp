@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "Errors.hpp"
+#include "Reading.hpp"
 
 namespace tovanel::chat::tool {
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Errors.hpp"
+#include "Reading.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
 
 namespace tovanel::chat {
