@@ -94,8 +94,6 @@ std::string outcome(const std::function<void()>& operation, const fs::path& fold
   }
 }
 
-std::string idsIn(const Messages& messages) { return joined(idsOf(messages)); }
-
 Messages roomOf(SqliteChatMessageRepository& repository, const std::string& roomID = "r1") {
   return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 100000));
 }

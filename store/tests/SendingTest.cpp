@@ -21,17 +21,17 @@ std::string textOf(const ChatMessage& message) {
   return text != nullptr ? text->text : "(" + std::string(rawValue(message.body.bodyType())) + ")";
 }
 
-/// "hello sending =client" for each message: its text, its status, and its messageID, shown as
-/// "=client" while the clientID stands in for it.
-std::vector<std::string> summary(const Messages& messages) {
+/// "[hello sending =client; bye sent m2]": each message's text, its status, and its messageID,
+/// shown as "=client" while the clientID stands in for it.
+std::string summary(const Messages& messages) {
   static constexpr const char* kStatus[] = {"sent", "sending", "failed"};
-  std::vector<std::string> lines;
+  std::string text;
   for (const auto& m : messages) {
     const bool standIn = m.clientID && *m.clientID == m.messageID;
-    lines.push_back(textOf(m) + " " + kStatus[rawValue(m.sentStatus)] + " " +
-                    (standIn ? "=client" : m.messageID));
+    text += (text.empty() ? "" : "; ") + textOf(m) + " " + kStatus[rawValue(m.sentStatus)] + " " +
+            (standIn ? "=client" : m.messageID);
   }
-  return lines;
+  return "[" + text + "]";
 }
 
 Messages roomOf(SqliteChatMessageRepository& repository, const std::string& roomID) {
@@ -50,7 +50,7 @@ TEST_F(SendingTest, aSendIsStoredAtOnceAsSendingByTheLocalUserUnderAFreshClientI
   const Messages room = roomOf(*repository, "r1");
   ASSERT_EQ(room.size(), 1u);
   const ChatMessage& sent = room[0];
-  EXPECT_EQ(summary(room), std::vector<std::string>{"hello sending =client"});
+  EXPECT_EQ(summary(room), "[hello sending =client]");
   EXPECT_TRUE(std::regex_match(*sent.clientID,
                                std::regex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-"
                                           "[0-9a-f]{12}")))
@@ -70,7 +70,7 @@ struct OutcomeCase {
   std::function<Transport(const ManualTransport&)> transport;
   /// What the test does once the send has reached the transport.
   std::function<void(const ManualTransport&)> then;
-  std::vector<std::vector<std::string>> observed;
+  const char* observed;
 };
 
 class TransportOutcomeTest : public StoreTest, public ::testing::WithParamInterface<OutcomeCase> {};
@@ -85,44 +85,40 @@ TEST_P(TransportOutcomeTest, observersSeeEveryStepOfTheSend) {
   row.then(transport);
   drain(*repository);
 
-  std::vector<std::vector<std::string>> observed;
-  for (const auto& list : recorder.values()) observed.push_back(summary(list));
+  std::string observed;
+  for (const auto& list : recorder.values())
+    observed += (observed.empty() ? "" : " ") + summary(list);
   EXPECT_EQ(observed, row.observed);
 }
 
 const auto kManual = [](const ManualTransport& manual) { return manual.transport(); };
 const auto kNothing = [](const ManualTransport&) {};
 
+const Transport kAtOnce = [](const ChatMessage&) {
+  Promise<std::string> done;
+  done.resolve("srv-at-once");
+  return done.future();
+};
+const Transport kThrowing = [](const ChatMessage&) -> Future<std::string> {
+  throw std::runtime_error("no route to the service");
+};
+const auto kGiven = [](Transport transport) {
+  return [transport](const ManualTransport&) { return transport; };
+};
+
 INSTANTIATE_TEST_SUITE_P(
     Outcomes, TransportOutcomeTest,
-    ::testing::Values(OutcomeCase{"acknowledged",
-                                  kManual,
+    ::testing::Values(OutcomeCase{"acknowledged", kManual,
                                   [](const ManualTransport& t) { t.acknowledge(0, "srv-1"); },
-                                  {{}, {"hello sending =client"}, {"hello sent srv-1"}}},
-                      OutcomeCase{"failed",
-                                  kManual,
-                                  [](const ManualTransport& t) { t.fail(0); },
-                                  {{}, {"hello sending =client"}, {"hello failed =client"}}},
-                      OutcomeCase{"acknowledgedBeforeReturning",
-                                  [](const ManualTransport&) -> Transport {
-                                    return [](const ChatMessage&) {
-                                      Promise<std::string> done;
-                                      done.resolve("srv-at-once");
-                                      return done.future();
-                                    };
-                                  },
-                                  kNothing,
-                                  {{}, {"hello sending =client"}, {"hello sent srv-at-once"}}},
-                      OutcomeCase{"transportThrows",
-                                  [](const ManualTransport&) -> Transport {
-                                    return [](const ChatMessage&) -> Future<std::string> {
-                                      throw std::runtime_error("no route to the service");
-                                    };
-                                  },
-                                  kNothing,
-                                  {{}, {"hello sending =client"}, {"hello failed =client"}}},
-                      OutcomeCase{
-                          "neverAnswered", kManual, kNothing, {{}, {"hello sending =client"}}}),
+                                  "[] [hello sending =client] [hello sent srv-1]"},
+                      OutcomeCase{"failed", kManual, [](const ManualTransport& t) { t.fail(0); },
+                                  "[] [hello sending =client] [hello failed =client]"},
+                      OutcomeCase{"acknowledgedBeforeReturning", kGiven(kAtOnce), kNothing,
+                                  "[] [hello sending =client] [hello sent srv-at-once]"},
+                      OutcomeCase{"transportThrows", kGiven(kThrowing), kNothing,
+                                  "[] [hello sending =client] [hello failed =client]"},
+                      OutcomeCase{"neverAnswered", kManual, kNothing,
+                                  "[] [hello sending =client]"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- the service's copy of a send ----
@@ -132,9 +128,14 @@ enum class Step { echoWithClientID, echoWithoutClientID, acknowledge, fail, othe
 struct EchoCase {
   const char* name;
   std::vector<Step> steps;
-  std::vector<std::string> room;
+  const char* room;
   const char* received;  // what the one receive among the steps counted
 };
+
+template <class... Steps>
+EchoCase order(const char* name, const char* room, const char* received, Steps... steps) {
+  return {name, {steps...}, room, received};
+}
 
 class ServiceCopyTest : public StoreTest, public ::testing::WithParamInterface<EchoCase> {};
 
@@ -177,33 +178,23 @@ TEST_P(ServiceCopyTest, theSendIsShownOnceAndTheReceiveCountsWhatItReplaced) {
       GetParam().received);
 }
 
+using enum Step;
 INSTANTIATE_TEST_SUITE_P(
     Orders, ServiceCopyTest,
-    ::testing::Values(EchoCase{"copyWithOurClientIDThenAcknowledged",
-                               {Step::echoWithClientID, Step::acknowledge},
-                               {"hello (service) sent srv-1"},
-                               "0 added, 1 replaced"},
-                      EchoCase{"acknowledgedThenCopy",
-                               {Step::acknowledge, Step::echoWithClientID},
-                               {"hello (service) sent srv-1"},
-                               "0 added, 1 replaced"},
+    ::testing::Values(order("copyWithOurClientIDThenAcknowledged", "[hello (service) sent srv-1]",
+                            "0 added, 1 replaced", echoWithClientID, acknowledge),
+                      order("acknowledgedThenCopy", "[hello (service) sent srv-1]",
+                            "0 added, 1 replaced", acknowledge, echoWithClientID),
                       // Nothing tells the copy from a new message until the service names it.
-                      EchoCase{"copyWithoutClientIDThenAcknowledged",
-                               {Step::echoWithoutClientID, Step::acknowledge},
-                               {"hello (service) sent srv-1"},
-                               "1 added, 0 replaced"},
-                      EchoCase{"failedThenCopy",
-                               {Step::fail, Step::echoWithClientID},
-                               {"hello (service) sent srv-1"},
-                               "0 added, 1 replaced"},
-                      EchoCase{"copyThenFailureReportedLate",
-                               {Step::echoWithClientID, Step::fail},
-                               {"hello (service) sent srv-1"},
-                               "0 added, 1 replaced"},
-                      EchoCase{"someoneElsesMessageLeavesTheSendAlone",
-                               {Step::otherMessage},
-                               {"hello sending =client", "later sent srv-2"},
-                               "1 added, 0 replaced"}),
+                      order("copyWithoutClientIDThenAcknowledged", "[hello (service) sent srv-1]",
+                            "1 added, 0 replaced", echoWithoutClientID, acknowledge),
+                      order("failedThenCopy", "[hello (service) sent srv-1]", "0 added, 1 replaced",
+                            fail, echoWithClientID),
+                      order("copyThenFailureReportedLate", "[hello (service) sent srv-1]",
+                            "0 added, 1 replaced", echoWithClientID, fail),
+                      order("someoneElsesMessageLeavesTheSendAlone",
+                            "[hello sending =client; later sent srv-2]", "1 added, 0 replaced",
+                            otherMessage)),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- several threads ----
@@ -321,7 +312,7 @@ TEST_F(SendingTest, aSendStillWaitingWhenTheStoreClosedIsFailedWhenItOpensAgain)
   // The first session's transport answering late changes nothing any more.
   transport.acknowledge(0, "srv-late");
   drain(*repository);
-  EXPECT_EQ(summary(roomOf(*repository, "r1")), std::vector<std::string>{"hello failed =client"});
+  EXPECT_EQ(summary(roomOf(*repository, "r1")), "[hello failed =client]");
 }
 
 }  // namespace

@@ -186,6 +186,13 @@ inline std::vector<std::string> idsOf(const Messages& messages) {
   return ids;
 }
 
+/// The messages' identifiers, separated by spaces.
+inline std::string idsIn(const Messages& messages) {
+  std::string text;
+  for (const auto& message : messages) text += (text.empty() ? "" : " ") + message.messageID;
+  return text;
+}
+
 /// Raw SQL on a store's file while no repository has it open, as another program would.
 class RawDatabase {
  public:
@@ -229,17 +236,6 @@ inline void writeFirstVersion(const fs::path& path) {
       " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
       " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
       "\"followingCount\":2}', NULL, 0, 0)");
-}
-
-/// The description of a failure, whatever was thrown.
-inline std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "?";
-  }
 }
 
 /// A test with a store file of its own, opened with the local user kMe and a manual transport.

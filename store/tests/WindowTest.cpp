@@ -53,9 +53,21 @@ struct WindowCase {
   Messages room;
   std::uint64_t window;
   std::vector<Act> acts;
-  /// Every list delivered, the first one included.
-  std::vector<std::vector<std::string>> lists;
+  const char* lists;  // every list delivered, the first one included: "a1 a2 | a2 a3"
 };
+
+/// The identifiers of each list, as WindowCase::lists writes them.
+std::string listsOf(const std::vector<Messages>& lists) {
+  std::string text;
+  for (const auto& list : lists) text += (text.empty() ? "" : " | ") + idsIn(list);
+  return text;
+}
+
+template <class... Acts>
+WindowCase rule(const char* name, Messages room, std::uint64_t window, const char* lists,
+                Acts... acts) {
+  return {name, std::move(room), window, {acts...}, lists};
+}
 
 class WindowRuleTest : public StoreTest, public ::testing::WithParamInterface<WindowCase> {};
 
@@ -67,100 +79,48 @@ TEST_P(WindowRuleTest, deliversTheListsOfTheWindow) {
   const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1", row.window));
   for (const Act& act : row.acts) act(*repository);
   drain(*repository);
-
-  std::vector<std::vector<std::string>> lists;
-  for (const auto& list : recorder.values()) lists.push_back(idsOf(list));
-  EXPECT_EQ(lists, row.lists);
+  EXPECT_EQ(listsOf(recorder.values()), row.lists);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, WindowRuleTest,
     ::testing::Values(
-        WindowCase{"newerMessagesPushTheOldestOut",
-                   fiveInARow(),
-                   3,
-                   {receiving({at("a6", 6)})},
-                   {{"a3", "a4", "a5"}, {"a4", "a5", "a6"}}},
-        WindowCase{"aWindowOfNoMessageHoldsOne",
-                   fiveInARow(),
-                   0,
-                   {receiving({at("a6", 6)})},
-                   {{"a5"}, {"a6"}}},
-        WindowCase{"anOlderMessageStaysOutAndDeliversNothing",
-                   fiveInARow(),
-                   3,
-                   {receiving({at("a0", 0.5)}), receiving({at("a7", 7)})},
-                   {{"a3", "a4", "a5"}, {"a4", "a5", "a7"}}},
-        WindowCase{"oneReceiveOfManyIsOneList",
-                   fiveInARow(),
-                   3,
-                   {receiving({at("b1", 8), at("b2", 9), at("b3", 0), at("b4", 7)})},
-                   {{"a3", "a4", "a5"}, {"b4", "b1", "b2"}}},
-        WindowCase{"aDeletedMessageMakesRoomForTheOneBefore",
-                   fiveInARow(),
-                   3,
-                   {deleting("a4")},
-                   {{"a3", "a4", "a5"}, {"a2", "a3", "a5"}}},
-        WindowCase{"aMessageMovedToAnotherRoomMakesRoomForTheOneBefore",
-                   fiveInARow(),
-                   3,
-                   {receiving({textMessage("a4", "r2", 4, "a4")})},
-                   {{"a3", "a4", "a5"}, {"a2", "a3", "a5"}}},
-        WindowCase{"aMessageMadeOlderThanTheWindowLeavesIt",
-                   fiveInARow(),
-                   3,
-                   {receiving({at("a5", 0.5)})},
-                   {{"a3", "a4", "a5"}, {"a2", "a3", "a4"}}},
-        WindowCase{"aMessageMadeNewerEntersIt",
-                   fiveInARow(),
-                   3,
-                   {receiving({at("a1", 9)})},
-                   {{"a3", "a4", "a5"}, {"a4", "a5", "a1"}}},
-        WindowCase{"changesBeforeTheWindowDeliverNothing",
-                   fiveInARow(),
-                   3,
-                   {deleting("a1"), receiving({at("a2", 1.5)}), receiving({at("a6", 6)})},
-                   {{"a3", "a4", "a5"}, {"a4", "a5", "a6"}}},
-        WindowCase{"theOldestInstantIsNeverSplit",
-                   {at("b", 2), at("d", 2), at("c", 2), at("e", 3), at("a", 1)},
-                   2,
-                   {receiving({at("f", 4)})},
-                   {{"b", "c", "d", "e"}, {"e", "f"}}},
-        WindowCase{"aRoomShorterThanTheWindowIsHeldWhole",
-                   {at("a1", 1), at("a2", 2)},
-                   3,
-                   {deleting("a1"), receiving({at("a0", 0)})},
-                   {{"a1", "a2"}, {"a2"}, {"a0", "a2"}}},
-        WindowCase{"pagingBackFromTheOldestWidensTheWindowForGood",
-                   fiveInARow(),
-                   2,
-                   {pagingBack(4, 2), receiving({at("a6", 6)})},
-                   {{"a4", "a5"}, {"a2", "a3", "a4", "a5"}, {"a3", "a4", "a5", "a6"}}},
-        WindowCase{"aPageThatLeavesAGapWidensNothing",
-                   fiveInARow(),
-                   2,
-                   {pagingBack(3, 1), receiving({at("a6", 6)})},
-                   {{"a4", "a5"}, {"a5", "a6"}}},
-        WindowCase{"aPageFromBeforeTheOldestMessageHeldWidensNothing",
-                   {at("a", 1), at("b", 2), at("c", 2), at("d", 3)},
-                   2,
-                   {receiving({textMessage("b", "r2", 2, "b"), textMessage("c", "r2", 2, "c"),
-                               at("e", 5)}),
-                    pagingBack(2.5, 5), receiving({at("f", 6)})},
-                   {{"b", "c", "d"}, {"d", "e"}, {"e", "f"}}},
-        WindowCase{"aPageWithoutFromWidensNothing",
-                   fiveInARow(),
-                   2,
-                   {pagingBack(std::nullopt, 5), receiving({at("a6", 6)})},
-                   {{"a4", "a5"}, {"a5", "a6"}}},
-        WindowCase{"aPageReachingTheFirstMessageMakesTheWindowTheWholeRoom",
-                   fiveInARow(),
-                   2,
-                   {pagingBack(4.5, 10), deleting("a5"), receiving({at("a0", 0)})},
-                   {{"a4", "a5"},
-                    {"a1", "a2", "a3", "a4", "a5"},
-                    {"a1", "a2", "a3", "a4"},
-                    {"a0", "a1", "a2", "a3", "a4"}}}),
+        rule("newerMessagesPushTheOldestOut", fiveInARow(), 3, "a3 a4 a5 | a4 a5 a6",
+             receiving({at("a6", 6)})),
+        rule("aWindowOfNoMessageHoldsOne", fiveInARow(), 0, "a5 | a6", receiving({at("a6", 6)})),
+        rule("anOlderMessageStaysOutAndDeliversNothing", fiveInARow(), 3, "a3 a4 a5 | a4 a5 a7",
+             receiving({at("a0", 0.5)}), receiving({at("a7", 7)})),
+        rule("oneReceiveOfManyIsOneList", fiveInARow(), 3, "a3 a4 a5 | b4 b1 b2",
+             receiving({at("b1", 8), at("b2", 9), at("b3", 0), at("b4", 7)})),
+        rule("aDeletedMessageMakesRoomForTheOneBefore", fiveInARow(), 3, "a3 a4 a5 | a2 a3 a5",
+             deleting("a4")),
+        rule("aMessageMovedToAnotherRoomMakesRoomForTheOneBefore", fiveInARow(), 3,
+             "a3 a4 a5 | a2 a3 a5", receiving({textMessage("a4", "r2", 4, "a4")})),
+        rule("aMessageMadeOlderThanTheWindowLeavesIt", fiveInARow(), 3, "a3 a4 a5 | a2 a3 a4",
+             receiving({at("a5", 0.5)})),
+        rule("aMessageMadeNewerEntersIt", fiveInARow(), 3, "a3 a4 a5 | a4 a5 a1",
+             receiving({at("a1", 9)})),
+        rule("changesBeforeTheWindowDeliverNothing", fiveInARow(), 3, "a3 a4 a5 | a4 a5 a6",
+             deleting("a1"), receiving({at("a2", 1.5)}), receiving({at("a6", 6)})),
+        rule("theOldestInstantIsNeverSplit",
+             {at("b", 2), at("d", 2), at("c", 2), at("e", 3), at("a", 1)}, 2, "b c d e | e f",
+             receiving({at("f", 4)})),
+        rule("aRoomShorterThanTheWindowIsHeldWhole", {at("a1", 1), at("a2", 2)}, 3,
+             "a1 a2 | a2 | a0 a2", deleting("a1"), receiving({at("a0", 0)})),
+        rule("pagingBackFromTheOldestWidensTheWindowForGood", fiveInARow(), 2,
+             "a4 a5 | a2 a3 a4 a5 | a3 a4 a5 a6", pagingBack(4, 2), receiving({at("a6", 6)})),
+        rule("aPageThatLeavesAGapWidensNothing", fiveInARow(), 2, "a4 a5 | a5 a6", pagingBack(3, 1),
+             receiving({at("a6", 6)})),
+        rule("aPageFromBeforeTheOldestMessageHeldWidensNothing",
+             {at("a", 1), at("b", 2), at("c", 2), at("d", 3)}, 2, "b c d | d e | e f",
+             receiving({textMessage("b", "r2", 2, "b"), textMessage("c", "r2", 2, "c"),
+                        at("e", 5)}),
+             pagingBack(2.5, 5), receiving({at("f", 6)})),
+        rule("aPageWithoutFromWidensNothing", fiveInARow(), 2, "a4 a5 | a5 a6",
+             pagingBack(std::nullopt, 5), receiving({at("a6", 6)})),
+        rule("aPageReachingTheFirstMessageMakesTheWindowTheWholeRoom", fiveInARow(), 2,
+             "a4 a5 | a1 a2 a3 a4 a5 | a1 a2 a3 a4 | a0 a1 a2 a3 a4", pagingBack(4.5, 10),
+             deleting("a5"), receiving({at("a0", 0)}))),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(StoreTest, anUnreadableRowTakesItsPlaceInTheWindowAndIsReportedWithEachList) {
@@ -176,10 +136,7 @@ TEST_F(StoreTest, anUnreadableRowTakesItsPlaceInTheWindowAndIsReportedWithEachLi
   waitFor(repository->deleteMessage("a4", "r1"));  // and a2
   drain(*repository);
 
-  std::vector<std::vector<std::string>> lists;
-  for (const auto& list : recorder.values()) lists.push_back(idsOf(list));
-  EXPECT_EQ(lists, (std::vector<std::vector<std::string>>{
-                       {"a3", "a5"}, {"a5", "a6"}, {"a3", "a5"}, {"a2", "a3", "a5"}}));
+  EXPECT_EQ(listsOf(recorder.values()), "a3 a5 | a5 a6 | a3 a5 | a2 a3 a5");
   std::vector<std::string> reported;
   for (const auto& report : reports.values()) {
     for (const auto& row : report) reported.push_back(row.messageID);

@@ -50,12 +50,6 @@ TEST_P(CanonicalStringTest, EqualTextFeedsEqualHashInput) {
 INSTANTIATE_TEST_SUITE_P(Pairs, CanonicalStringTest, ::testing::ValuesIn(kTextPairs),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(CanonicalString, TheHashIsFedTheNfcForm) {
-  test::RecordingHasher hasher;
-  hashCanonical(hasher, "cafe\xCC\x81");
-  EXPECT_EQ(hasher.line, "'caf\xC3\xA9'");
-}
-
 TEST(CanonicalString, IsAsciiLooksAtEveryByte) {
   EXPECT_TRUE(isAscii(""));
   EXPECT_TRUE(isAscii("sixteen bytes ok"));

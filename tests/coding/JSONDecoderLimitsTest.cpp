@@ -124,56 +124,8 @@ TEST(JSONDecoderLimits, TheDefaultSizeLimitIs64MiB) {
               HasSubstr(kNotJSON + "the text is 67108865 bytes long"));
 }
 
-// ---- duplicate keys: the last occurrence wins ----
-
-enum class Read { required, optional, tolerant };
-
-struct DuplicateRow {
-  const char* name;
-  std::string json;
-  Read read;
-  const char* expected;  // the value of "k", "absent", or the error's kind
-};
-
-const std::vector<DuplicateRow> kDuplicateRows{
-    {"RequiredKeyWhoseLastValueHasTheWrongType", R"({"k":3,"k":"x"})", Read::required,
-     "typeMismatch"},
-    {"RequiredKeyWhoseLastValueIsNull", R"({"k":3,"k":null})", Read::required, "valueNotFound"},
-    {"OptionalKeyWhoseLastValueIsNull", R"({"k":3,"k":null})", Read::optional, "absent"},
-    {"TolerantKeyWhoseLastValueHasTheWrongType", R"({"k":3,"k":"x"})", Read::tolerant, "absent"},
-};
-
-std::string readK(const KeyedDecodingContainer& object, Read read) {
-  const auto text = [](const std::optional<std::int64_t>& k) {
-    return k ? std::to_string(*k) : std::string("absent");
-  };
-  switch (read) {
-    case Read::required:
-      return std::to_string(object.decode<std::int64_t>("k"));
-    case Read::optional:
-      return text(object.decodeIfPresent<std::int64_t>("k"));
-    case Read::tolerant:
-      return text(object.decodeTolerantly<std::int64_t>("k"));
-  }
-  return "";
-}
-
-class DuplicateKeyTest : public ::testing::TestWithParam<DuplicateRow> {};
-
-TEST_P(DuplicateKeyTest, TheLastOccurrenceWins) {
-  const DuplicateRow& row = GetParam();
-  JSONDecoder decoder;
-  std::string outcome;
-  const auto error = test::decodingErrorOf([&] {
-    outcome = decoder.decode(
-        row.json, [&](const Decoder& root) { return readK(root.container(), row.read); });
-  });
-  if (error) outcome = DecodingError::kindName(error->kind());
-  EXPECT_EQ(outcome, row.expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Objects, DuplicateKeyTest, ::testing::ValuesIn(kDuplicateRows),
-                         [](const auto& info) { return std::string(info.param.name); });
+// ---- duplicate keys: the last occurrence wins (the lookups are in KeyedDecodingContainerTest)
+// ----
 
 TEST(JSONDecoderDuplicateKeys, ARecordReadsTheLastOccurrenceOfEachKey) {
   const auto user = JSONDecoder().decode<ChatMessageUser>(

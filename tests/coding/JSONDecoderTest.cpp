@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/Capture.hpp"
@@ -112,6 +113,48 @@ TEST_P(DecodingErrorTest, NamesTheKindAndThePathOfTheFailure) {
 
 INSTANTIATE_TEST_SUITE_P(Errors, DecodingErrorTest, ::testing::ValuesIn(kPathRows),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Reading an array element by element past its end, and asking a key or a value for null.
+TEST(JSONDecoder, AnArrayHasNoMoreElementsAndNullIsToldApart) {
+  using Read = std::string (*)(const Decoder&);
+  const std::tuple<const char*, Read, const char*> cases[] = {
+      {"[1,2]",
+       [](const Decoder& root) {
+         auto elements = root.unkeyedContainer();
+         std::string read;
+         for (int i = 0; i < 3; ++i) read += std::to_string(elements.decode<std::int64_t>());
+         return read;
+       },
+       "valueNotFound at : the array has no more elements"},
+      {R"({"a":null,"b":0})",
+       [](const Decoder& root) {
+         const auto object = root.container();
+         return std::string(object.decodeNil("a") ? "yes" : "no") +
+                (object.decodeNil("b") ? "yes" : "no");
+       },
+       "yesno"},
+      {R"({"a":null})",
+       [](const Decoder& root) { return std::to_string(root.container().decodeNil("c")); },
+       "keyNotFound at c: no value for the key \"c\""},
+      {"[null,0]",
+       [](const Decoder& root) {
+         auto elements = root.unkeyedContainer();
+         const bool first = elements.next().singleValueContainer().decodeNil();
+         const bool second = elements.next().singleValueContainer().decodeNil();
+         return std::string(first ? "yes" : "no") + (second ? "yes" : "no");
+       },
+       "yesno"},
+  };
+  for (const auto& [json, read, expected] : cases) {
+    std::string outcome;
+    const auto error = test::decodingErrorOf([&] { outcome = JSONDecoder().decode(json, read); });
+    if (error) {
+      outcome = std::string(DecodingError::kindName(error->kind())) + " at " +
+                describe(error->codingPath()) + ": " + error->debugDescription();
+    }
+    EXPECT_EQ(outcome, expected) << json;
+  }
+}
 
 TEST(JSONDecoder, TheParserIsReusableAfterAFailure) {
   JSONDecoder decoder;

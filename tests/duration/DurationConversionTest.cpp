@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdint>
 #include <limits>
 #include <ostream>
 #include <string>
+
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -94,13 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
                        3.1682707817371247e+19,
                        "P879777178511Y781277427576M-627044372188W-209361495075DT-802188618081H"
                        "868086694523M2313144686868563960S"}),
-    [](const testing::TestParamInfo<ConversionCase>& info) {
-      std::string name;
-      for (const char* c = info.param.name; *c != '\0'; ++c) {
-        if (std::isalnum(static_cast<unsigned char>(*c))) name += *c;
-      }
-      return name;
-    });
+    test::kRowName);
 
 }  // namespace
 }  // namespace tovanel::chat

@@ -90,16 +90,6 @@ INSTANTIATE_TEST_SUITE_P(Texts, RejectedDuration,
                              "P\xFF"
                              "1D"));
 
-TEST(ISO8601DurationFormatter, WritesNoTextForAnyValue) {
-  const ISO8601DurationFormatter formatter;
-  DateComponents components;
-  components.minute = 4;
-  for (const std::any& value :
-       {std::any(components), std::any(), std::any(std::string("PT4M13S")), std::any(253.0)}) {
-    EXPECT_EQ(formatter.string(value), std::nullopt) << value.type().name();
-  }
-}
-
 TEST(ISO8601DurationFormatter, StoresComponentsOnlyOnSuccessAndNeverWritesAnErrorDescription) {
   const ISO8601DurationFormatter formatter;
   for (const char* text : {"", "PT4M13"}) {
@@ -113,46 +103,6 @@ TEST(ISO8601DurationFormatter, StoresComponentsOnlyOnSuccessAndNeverWritesAnErro
   ASSERT_TRUE(formatter.getObjectValue(&slot, "PT4M13S", &error));
   EXPECT_EQ(describe(std::any_cast<DateComponents>(slot)), "minute=4 second=13");
   EXPECT_EQ(error, "untouched");
-}
-
-// A subclass whose object is no DateComponents: the typed entry then gives nothing.
-class OtherObjectFormatter : public ISO8601DurationFormatter {
- public:
-  bool getObjectValue(std::any* object, std::string_view, std::string*) const override {
-    if (object != nullptr) *object = 253;
-    return true;
-  }
-};
-
-TEST(ISO8601DurationFormatter, TypedEntryGivesOnlyDateComponents) {
-  EXPECT_EQ(OtherObjectFormatter().dateComponents("PT4M13S"), std::nullopt);
-}
-
-TEST(ISO8601DurationFormatter, IsRestoredFromAnArchiveUnlessTheArchiveFailed) {
-  Coder archive;
-  const auto formatter = ISO8601DurationFormatter::make(archive);
-  ASSERT_NE(formatter, nullptr);
-  EXPECT_EQ(describe(formatter->dateComponents("P1M")), "month=1");
-  archive.failWithError("truncated archive");
-  EXPECT_EQ(ISO8601DurationFormatter::make(archive), nullptr);
-}
-
-// ---- the formatter it refines ----
-
-TEST(Formatter, TheBaseConvertsNothingInEitherDirection) {
-  const Formatter formatter;
-  std::any slot = std::string("untouched");
-  std::string error = "untouched";
-  EXPECT_EQ(formatter.string(std::any(1)), std::nullopt);
-  EXPECT_FALSE(formatter.getObjectValue(&slot, "anything", &error));
-  EXPECT_EQ(std::any_cast<std::string>(slot), "untouched");
-}
-
-TEST(Formatter, RestoringFromAnArchiveGivesAFormatterUnlessTheArchiveHasFailed) {
-  Coder archive;
-  EXPECT_NE(Formatter::make(archive), nullptr);
-  archive.failWithError("truncated archive");
-  EXPECT_EQ(Formatter::make(archive), nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// ChatMessage, MessageSentStatus and NewChatMessage: the message records without a JSON form.
+// The message records: the user, read and written; ChatMessage and MessageSentStatus, which have
+// no JSON form.
 
 #include "tovanel/chat/message/ChatMessage.hpp"
 
@@ -15,14 +16,83 @@
 #include <utility>
 #include <vector>
 
+#include "support/RecordTables.hpp"
 #include "support/RecordingHasher.hpp"
 #include "tovanel/chat/body/content/TextBody.hpp"
-#include "tovanel/chat/body/content/VideoBody.hpp"
 #include "tovanel/chat/message/MessageSentStatus.hpp"
-#include "tovanel/chat/message/NewChatMessage.hpp"
 
 namespace tovanel::chat {
 namespace {
+
+using test::decodeJson;
+using test::RecordsReadBack;
+using User = ChatMessageUser;
+
+// A complete user object, in key order.
+const test::Members kFullUser{
+    {"id", R"("u1")"},          {"username", R"("anna")"},
+    {"firstName", R"("Anna")"}, {"lastName", R"("Berg")"},
+    {"bio", R"("hi")"},         {"avatarUrl", R"("https://cdn.example/a.png")"},
+    {"followerCount", "3"},     {"followingCount", "4"},
+};
+
+std::vector<test::CodingRow> userRows() {
+  using test::without;
+  const auto user = &test::writtenBack<User>;
+  const auto with = [](std::vector<test::MemberEdit> edits) {
+    return test::objectWith(kFullUser, edits);
+  };
+  return {
+      {"every key in key order", user,
+       R"({"followingCount":4,"followerCount":3,"avatarUrl":)"
+       R"("https://cdn.example/a.png","bio":"hi","lastName":"Berg","firstName":"Anna",)"
+       R"("username":"anna","id":"u1"})",
+       with({})},
+      {"id absent", user, with({without("id")}), "keyNotFound at id"},
+      {"firstName absent", user, with({without("firstName")}), "keyNotFound at firstName"},
+      {"lastName null", user, with({{"lastName", "null"}}), "valueNotFound at lastName"},
+      {"followerCount absent", user, with({without("followerCount")}),
+       "keyNotFound at followerCount"},
+      {"followingCount null", user, with({{"followingCount", "null"}}),
+       "valueNotFound at followingCount"},
+      {"avatarUrl an object", user, with({{"avatarUrl", R"({"url":"x"})"}}),
+       "typeMismatch at avatarUrl"},
+      {"optional texts absent or null", user,
+       with({without("username"), {"bio", "null"}, without("avatarUrl"), {"avatarURL", R"("x")"}}),
+       with({without("username"), without("bio"), without("avatarUrl")})},
+      {"the first failure in key order", user,
+       with({{"followingCount", "true"}, {"bio", "2"}, {"username", "5"}}),
+       "typeMismatch at username"},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Users, RecordsReadBack, testing::ValuesIn(userRows()), test::kRowName);
+
+TEST(ChatMessageUser, AtUsernameAndDeletionLookOnlyAtTheUsername) {
+  struct Row {
+    std::optional<std::string_view> json;  // the "username" value, or nothing
+    std::optional<std::string> atUsername;
+    bool deleted;
+  };
+  const Row rows[] = {{std::nullopt, std::nullopt, true},
+                      {"null", std::nullopt, true},
+                      {R"("")", std::nullopt, true},
+                      {R"("anna")", "@anna", false},
+                      {R"(" ")", "@ ", false},
+                      {R"("@anna")", "@@anna", false}};
+  for (const auto& row : rows) {
+    // Empty names and zero counters do not count as deleted.
+    const test::Members blank{{"id", R"("")"},
+                              {"firstName", R"("")"},
+                              {"lastName", R"("")"},
+                              {"followerCount", "0"},
+                              {"followingCount", "0"}};
+    const auto user = decodeJson<User>(test::objectWith(blank, {{"username", row.json}}));
+    EXPECT_EQ(std::pair(user.atUsername(), user.userWasDeletedOnTheBackend()),
+              std::pair(row.atUsername, row.deleted))
+        << row.json.value_or("(absent)");
+  }
+}
 
 /// The token of a double as the hasher is fed it.
 std::string bits(double value) { return "w" + std::to_string(std::bit_cast<std::uint64_t>(value)); }
@@ -33,11 +103,6 @@ ChatMessageUser anna() {
 const std::string kAnnaInput =
     "'u1' b1 'anna' 'Anna' 'Berg' b1 'hi' b1 'https://cdn.example/a.png' w3 w4";
 
-ChatMessageUser bob() {
-  return ChatMessageUser("u2", std::nullopt, "Bob", "", std::nullopt, std::nullopt, 0, 9);
-}
-const std::string kBobInput = "'u2' b0 'Bob' '' b0 b0 w0 w9";
-
 Body helloBody() { return Body(TextBody("hello", std::nullopt)); }
 
 ChatMessage sample() {
@@ -45,24 +110,15 @@ ChatMessage sample() {
                      Date::since1970(1795341601.5), anna(), 7, MessageSentStatus::sent);
 }
 
+// The one recorded input of the family.
 TEST(ChatMessageHash, FeedsTheTenFieldsInDeclarationOrder) {
-  const std::pair<ChatMessage, std::string> cases[] = {
-      {ChatMessage(helloBody(), Date::since1970(1795341600), "c-1", "m-1", "r-1", BodyType::text,
-                   Date::since1970(1795341601.5), anna(), 7, MessageSentStatus::failed),
-       "w9 'hello' b0 b1 " + bits(1795341600.0 - 978307200.0) +   // body, createdAt
-           " b1 'c-1' 'm-1' 'r-1' 'text' b1 " +                   // IDs, type
-           bits(1795341601.5 - 978307200.0) + " " + kAnnaInput +  // updatedAt, user
-           " b1 w7 w32:2"},                                       // viewCount, sentStatus
-      // Minus zero is fed as plus zero, text as its canonical form, -1 as an unsigned word.
-      {ChatMessage(Body(VideoBody(Video(std::nullopt, std::nullopt, "v", 30.0), std::nullopt)),
-                   Date::sinceReferenceDate(-0.0), "cafe\u0301", "m-3", "r-2", BodyType::video,
-                   std::nullopt, bob(), -1, MessageSentStatus::sent),
-       "w12 b1 b0 b0 b1 'v' b1 " + bits(30.0) + " b0 b1 w0 b1 'caf\u00e9' 'm-3' 'r-2' 'video' b0 " +
-           kBobInput + " b1 w18446744073709551615 w32:0"},
-  };
-  for (const auto& [message, expected] : cases) {
-    EXPECT_EQ(test::hashLine(message), expected) << message.messageID;
-  }
+  ChatMessage message = sample();
+  message.sentStatus = MessageSentStatus::failed;
+  EXPECT_EQ(test::hashLine(message),
+            "w9 'hello' b0 b1 " + bits(1795341600.0 - 978307200.0) +   // body, createdAt
+                " b1 'c-1' 'm-1' 'r-1' 'text' b1 " +                   // IDs, type
+                bits(1795341601.5 - 978307200.0) + " " + kAnnaInput +  // updatedAt, user
+                " b1 w7 w32:2");                                       // viewCount, sentStatus
 }
 
 // A change to any field makes a message different with a different hash; the same values built
@@ -85,6 +141,8 @@ TEST(ChatMessageEquality, EveryFieldTakesPartAndHashesFollow) {
        [](ChatMessage& m) { m.createdAt = Date::sinceReferenceDate(1795341600.0 - 978307200.0); },
        true},
       {"the user rebuilt", [](ChatMessage& m) { m.user = anna(); }, true},
+      {"a user without username", [](ChatMessage& m) { m.user.username.reset(); }, false},
+      {"no clientID", [](ChatMessage& m) { m.clientID.reset(); }, false},
   };
   for (const auto& [what, change, equal] : cases) {
     ChatMessage other = sample();
@@ -93,10 +151,11 @@ TEST(ChatMessageEquality, EveryFieldTakesPartAndHashesFollow) {
               std::pair(equal, equal))
         << what;
   }
-}
-
-TEST(NewChatMessage, OfATextIsATextBody) {
-  EXPECT_EQ(NewChatMessage("r-1", TextBody("hi", std::nullopt)).body, Body(TextBody("hi", {})));
+  // Minus zero is the instant zero; texts compare, and are fed, in their canonical form.
+  ChatMessage plus = sample(), minus = sample();
+  plus.createdAt = Date::sinceReferenceDate(0.0), minus.createdAt = Date::sinceReferenceDate(-0.0);
+  plus.clientID = "caf\u00e9", minus.clientID = "cafe\u0301";
+  EXPECT_TRUE(plus == minus && test::hashLine(plus) == test::hashLine(minus));
 }
 
 TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {

@@ -159,16 +159,6 @@ std::string writtenBack(std::string_view json) {
   return outcome.summary() + (outcome.captured.out.empty() ? "" : "\n" + outcome.captured.out);
 }
 
-/// How two texts of one record compare: "equal" (both ways round, with equal hashes),
-/// "different", or what disagrees.
-template <class T>
-std::string comparison(std::string_view first, std::string_view second) {
-  const T a = decodeJson<T>(first), b = decodeJson<T>(second);
-  if ((a == b) != (b == a)) return "asymmetric";
-  if (!(a == b)) return "different";
-  return a.hashValue() == b.hashValue() ? "equal" : "equal with different hashes";
-}
-
 /// A row of a table over several records: `json` read as the row's record and written back gives
 /// `expected` (see writtenBack).
 struct CodingRow {
@@ -176,14 +166,6 @@ struct CodingRow {
   std::string (*writtenBack)(std::string_view);
   std::string json;
   std::string expected;
-};
-
-/// A row comparing two texts read as the row's record: `expected` is what comparison gives.
-struct PairRow {
-  std::string name;
-  std::string (*compare)(std::string_view, std::string_view);
-  std::string first, second;
-  std::string_view expected;
 };
 
 /// A test name made of a row's words: "image: null url" gives "ImageNullUrl".
@@ -199,12 +181,9 @@ inline std::string nameOfRow(std::string_view words) {
 }
 
 inline void PrintTo(const CodingRow& row, std::ostream* out) { *out << row.name; }
-inline void PrintTo(const PairRow& row, std::ostream* out) { *out << row.name; }
 
-/// The two tables that test files instantiate with their rows (the checks are in
-/// RecordTablesTest.cpp).
+/// The table that test files instantiate with their rows (the check is in RecordTablesTest.cpp).
 class RecordsReadBack : public ::testing::TestWithParam<CodingRow> {};
-class RecordPairs : public ::testing::TestWithParam<PairRow> {};
 
 /// Names parameterised tests after their rows' `name`.
 inline constexpr auto kRowName = [](const auto& info) { return nameOfRow(info.param.name); };

@@ -1,4 +1,4 @@
-// The checks of the record tables that the body, event and message tests fill.
+// The check of the record table that the body, event and message tests fill.
 
 #include "support/RecordTables.hpp"
 
@@ -7,10 +7,6 @@ namespace {
 
 TEST_P(RecordsReadBack, WriteBackWhatTheRowSaysOrFailAsItSays) {
   EXPECT_EQ(GetParam().writtenBack(GetParam().json), GetParam().expected);
-}
-
-TEST_P(RecordPairs, CompareAsTheRowSaysAndEqualOnesHashAlike) {
-  EXPECT_EQ(GetParam().compare(GetParam().first, GetParam().second), GetParam().expected);
 }
 
 }  // namespace

@@ -129,12 +129,13 @@ std::vector<ToolRow> toolRows() {
   const std::string good = envelope("m1", "r1", R"({"text":"hi"})");
   const std::string goodLines = good + "\n" + envelope("m2", "r1", R"({"text":"hi again"})") + "\n";
   const std::string room = file("room.ndjson", goodLines);
+  const std::string badStatus = good.substr(0, good.size() - 1) + R"(,"sentStatus":7})";
+  const std::string failingText = envelope("m9", "r1", R"({"text":5})") + "\n";
+  const std::string failingTextLine =
+      "message 1 (m9): error: typeMismatch: expected a string, found an integer (at body.text) "
+      "(line 1)\n";
+  const std::string exampleRoom = quoted(std::string(TOVANEL_SOURCE_DIR) + "/examples/room.json");
   const std::string large = envelope("m2", "r1", "{\"text\":\"" + std::string(1000, 'y') + "\"}");
-  // Three messages of about 150 bytes each, in an array.
-  std::string array = "[" + good;
-  for (int i = 2; i <= 10; ++i)
-    array += ",\n" + envelope("m" + std::to_string(i), "r1", "{\"text\":\"x\"}");
-  array += "]";
   // A line of 100 MB between good lines, made by the shell so that this process never holds it.
   const std::string hugeLine = "{ printf '%s\\n%s\\n' " + quoted(good) + " " + quoted(good) +
                                "; head -c 100000000 /dev/zero | tr '\\0' x; printf '\\n%s\\n' " +
@@ -236,18 +237,17 @@ std::vector<ToolRow> toolRows() {
        "═══ room r2 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna two\n\n"
        "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna three\n",
        ""},
-      {"RoomSendsTheLibrarysLinesToStandardError", "room -",
-       envelope("m9", "r1", R"({"text":5})") + "\n", 1,
-       "✗ message 1 (m9) could not be read: typeMismatch: expected a string, found an integer (at "
-       "body.text) (line 1)\n",
+      {"RoomMarksAMessageThatFailsAndGoesOn", "room -",
+       envelope("m1", "r1", R"({"text":"first"})") + "\n" + failingText +
+           envelope("m3", "r1", R"({"text":"third"})") + "\n",
+       1,
+       "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna first\n✗ message 2 "
+       "(m9) could not be read: typeMismatch: expected a string, found an integer (at body.text) "
+       "(line 2)\n10:00  @anna third\n",
        "[Body] Can't decode due to error: typeMismatch at body.text"},
       // input that is no file, or never ends
-      {"BodyOfAFolder", "body --type text " + folder, "", 2, "", notAFile},
-      {"UserOfAFolder", "user " + folder, "", 2, "", notAFile},
-      {"InfoOfAFolder", "info " + folder, "", 2, "", notAFile},
       {"EqualWithAFolder", "equal --info " + addedFile + " " + folder, "", 2, "", notAFile},
       {"CheckOfAFolder", "check " + folder, "", 2, "", notAFile},
-      {"RoomOfAFolder", "room " + folder, "", 2, "", notAFile},
       {"CheckWithStandardInputClosed", "sh:\"$TOOL\" check <&-", "", 2, "",
        "error: cannot read standard input: it is closed\n"},
       {"UserOfAnEndlessStreamStopsAtTheLimit", "user --max-message-size 1M /dev/zero", "", 1, "",
@@ -259,11 +259,27 @@ std::vector<ToolRow> toolRows() {
        "sh:" + hugeLine + "\"$TOOL\" check --max-message-size 1M -", "", 1,
        tooLong + "checked 4 messages: 3 ok, 1 failed\n", "", Out::exact, 8},
       // exports of every shape
-      {"ArrayWithAByteOrderMarkAndCrlf", "check -",
-       "\xEF\xBB\xBF[\r\n" + good + ",\r\n" + good + "\r\n]\r\n", 0,
-       "checked 2 messages: 2 ok, 0 failed\n", ""},
-      {"ArrayLongerThanTheMessageLimit", "check --max-message-size 1K -", array, 0,
-       "checked 10 messages: 10 ok, 0 failed\n", ""},
+      {"CheckReportsEachFailureInItsPlaceAndCounts", "check -",
+       "\n" + good + "\n   \n{\"messageId\": \"mx\", \n" + badStatus + "\n", 1,
+       "message 2 (?): error: dataCorrupted: the data is not valid JSON: the structure is "
+       "malformed (a missing or extra comma, colon, bracket, brace or key, or text after the "
+       "value) (line 4)\nmessage 3 (m1): error: dataCorrupted: cannot initialize "
+       "MessageSentStatus from invalid raw value 7 (at sentStatus) (line 5)\nchecked 3 messages: "
+       "1 ok, 2 failed\n",
+       ""},
+      {"CheckOfAnArrayElementWithoutAnId", "check -", "[" + good + R"(,{"roomId":"r"}])", 1,
+       "message 2 (?): error: keyNotFound: no value for the key \"messageId\" (at messageId) "
+       "(byte " +
+           std::to_string(good.size() + 2) + ")\nchecked 2 messages: 1 ok, 1 failed\n",
+       ""},
+      {"CheckWritesTheLibrarysLineBeforeTheMessagesLine", "check -", failingText, 1,
+       "[Body] Can't decode due to error: typeMismatch at body.text: expected a string, found an "
+       "integer\n" +
+           failingTextLine + "checked 1 messages: 0 ok, 1 failed\n",
+       ""},
+      {"CheckOfNothing", "check -", "", 0, "checked 0 messages: 0 ok, 0 failed\n", ""},
+      {"CheckOfTheExampleRoom", "check " + exampleRoom, "", 0,
+       "checked 38 messages: 38 ok, 0 failed\n", ""},
       {"ArrayElementBeyondTheLimitFailsAlone", "check --max-message-size 1K -",
        "[" + good + ",\n" + large + ",\n" + good + "]", 1,
        "message 2 (?): error: dataCorrupted: the message is " + std::to_string(large.size()) +
@@ -315,19 +331,15 @@ std::vector<ToolRow> toolRows() {
        "error: cannot open the store "},
       {"RoomOfAFileAndAStore", "room x.json --room r1 --db " + store, "", 2, "", "error: "},
       {"ImportIntoAMissingFolder", "import --db /nonexistent/s.db", good, 2, "", noFolder},
-      {"RoomOfAMissingFolder", "room --room r1 --db /nonexistent/s.db", "", 2, "", noFolder},
-      {"ImportIntoAnEmptyPath", "import --db ''", good, 2, "", empty},
       {"RoomOfAnEmptyPath", "room --room r1 --db ''", "", 2, "", empty},
       {"ImportIntoMemory", "import --db :memory:", good, 2, "", memory},
-      {"RoomOfMemory", "room --room r1 --db :memory:", "", 2, "", memory},
-      {"ImportOfAFolder", "import " + folder + " --db " + store, "", 2, "", notAFile},
       {"ImportGoesOnAfterALineBeyondTheLimit",
        "sh:" + hugeLine + "\"$TOOL\" import --max-message-size 1M - --db " + scratch("huge.db"), "",
        1, tooLong + "imported 3 messages (1 new, 2 replaced), 1 failed\n", "", Out::exact, 8},
+      // Import reports a failing message as check does, and the others go in.
       {"ImportSendsTheLibrarysLinesToStandardError", "import - --db " + scratch("lines.db"),
-       envelope("m9", "r1", R"({"text":5})") + "\n", 1,
-       "message 1 (m9): error: typeMismatch: expected a string, found an integer (at body.text) "
-       "(line 1)\nimported 0 messages (0 new, 0 replaced), 1 failed\n",
+       failingText + goodLines, 1,
+       failingTextLine + "imported 2 messages (2 new, 0 replaced), 1 failed\n",
        "[Body] Can't decode due to error: typeMismatch at body.text"},
       {"ImportStopsAtTheFirstBatchTheStoreRefuses",
        "sh:" + manyMessages + "trap '' XFSZ; ulimit -f 2000; \"$TOOL\" import " +
@@ -344,6 +356,12 @@ std::vector<ToolRow> toolRows() {
            scratch("kept.db") + " --room r1 >/dev/null; [ \"$(stat -c %y " + scratch("kept.db") +
            ")\" = \"$before\" ] && ls " + folder + " | grep kept",
        "", 0, "kept.db\n", ""},
+      {"RoomOfARoomTheStoreDoesNotHold",
+       "sh:\"$TOOL\" import " + room + " --db " + scratch("other.db") +
+           " >/dev/null; \"$TOOL\" room --db " + scratch("other.db") + " --room r-elsewhere",
+       "", 1, "",
+       "error: room \"r-elsewhere\" has no messages in " +
+           (test::ScratchFiles::instance().directory() / "other.db").string() + "\n"},
       // Another user, for whom neither the file nor its folder can be written.
       {"RoomOfAReadOnlyStore",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("read-only.db") +
