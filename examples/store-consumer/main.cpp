@@ -1,8 +1,8 @@
 // An application's first use of TovanelChatStore: it opens a message store, receives two messages
 // from the service, pages them back and prints them, oldest first; observes the room's latest
-// message and pages back from it; then asks to delete a message that the room does not hold and
-// prints the store's error; last, it opens the closed store read-only, reads the room again and
-// is refused a deletion.
+// message and pages back from it; searches the room and prints what it found; then asks to delete
+// a message that the room does not hold and prints the store's error; last, it opens the closed
+// store read-only, reads the room again and is refused a deletion.
 //
 //   store-consumer FOLDER
 //
@@ -91,6 +91,23 @@ int main(int argc, char** argv) {
     store::waitFor(
         repository->retrieveChatMessages(kRoom, page.back().createdAt, std::nullopt, 50));
     // [observe]
+
+    // [search]
+    // Every word of the query, whatever its case and accents; a star makes the word a prefix.
+    store::SearchOptions options;
+    options.roomID = kRoom;
+    const store::SearchResults found = store::waitFor(repository->search("lisb*", options));
+    for (const store::SearchHit& hit : found.hits) {  // newest first
+      for (const store::SearchMatch& match : hit.matches) {
+        for (const chat::Range& range : match.ranges) {  // bytes of the field's text
+          std::cout << "found in " << hit.message.messageID << ": "
+                    << match.text.substr(static_cast<std::size_t>(range.location),
+                                         static_cast<std::size_t>(range.length))
+                    << '\n';
+        }
+      }
+    }
+    // [search]
 
     // [error]
     try {

@@ -1,10 +1,13 @@
 // The message store under load:
 //  - importing the generated 200,000-message export (one transaction per batch), against the
-//    floor: the same rows written into the same schema by SQLite alone (ImportFloor.cpp);
+//    floor: the same rows written into the same schema by SQLite alone (ImportFloor.cpp); and
+//    with the search index kept against without it, in time and in the file's size;
 //  - fetching one page of 50 from the middle of a 200,000-message room;
 //  - observing rooms of 1,000, 10,000, 100,000 and 1,000,000 messages: the first list, and the
 //    time a change takes to reach the observer (one received message, a receive of 1,000, a
-//    deletion, a send that fails, a send that the service confirms).
+//    deletion, a send that fails, a send that the service confirms);
+//  - the first page of 50 hits of searches as people type them, on the 200,000-message export
+//    and on the million-message room.
 //
 //   build/release/store/bench/tovanel-chat-store-bench
 //
@@ -17,6 +20,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -33,6 +37,8 @@
 
 #include "CorpusGenerator.hpp"
 #include "ImportFloor.hpp"
+#include "Store.hpp"
+#include "Worker.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/store/SqliteChatMessageRepository.hpp"
 #include "tovanel/chat/store/Wait.hpp"
@@ -219,6 +225,45 @@ void BM_ImportExport(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
 }
 BENCHMARK(BM_ImportExport)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// What the search index costs an import: the store's side of BM_ImportDecodedMessages/batch:1000
+// with the index kept (indexed:1) and without it (indexed:0), run by the store's own code on this
+// thread, and the size of the file each leaves.
+void BM_ImportSearchIndex(benchmark::State& state) {
+  const Messages& messages = corpus();
+  const bool indexed = state.range(0) != 0;
+  std::uintmax_t bytes = 0;
+  ProcessCPU cpu;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const auto path = scratch().fresh(indexed ? "indexed.db" : "unindexed.db");
+    auto worker = std::make_unique<detail::Worker>();
+    auto store = std::make_unique<detail::Store>(*worker, kMe, Transport());
+    store->open(path, detail::Database::Access::readWrite);
+    store->indexForSearch(indexed);
+    auto batches = inBatches(messages, 1000);
+    cpu.start();
+    state.ResumeTiming();
+    for (const Messages& batch : batches) store->receive(batch);
+    state.PauseTiming();
+    cpu.stop();
+    store->close();
+    store.reset();
+    worker->stop();
+    bytes = fs::file_size(path);
+    state.ResumeTiming();
+  }
+  cpu.report(state);
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
+  state.counters["MB"] = static_cast<double>(bytes) / 1e6;
+}
+BENCHMARK(BM_ImportSearchIndex)
+    ->ArgName("indexed")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
 
 /// The corpus imported in batches of 1000, once.
 const fs::path& importedCorpus() {
@@ -465,6 +510,61 @@ const bool kChangesRegistered = [] {
   }
   return true;
 }();
+
+// ---- search ----
+
+// Searches as people type them, against the generated texts (a vocabulary of two dozen words, so
+// that every word of it is common): a username, which about one message in 500 has; a word that
+// most texts hold; two words in a row; the beginning of a common word; a common word in the room
+// (the stores hold one room, so the room's token is in every entry); the beginning of every
+// username (500 words, more than a prefix is read as); one letter, as a search box sends the
+// first key typed.
+struct Query {
+  const char* name;
+  const char* text;
+  bool inRoom;
+};
+constexpr std::array<Query, 7> kQueries{{
+    {"rare", "user137", false},
+    {"common", "coffee", false},
+    {"phrase", "\"train was\"", false},
+    {"prefix", "tomor*", false},
+    {"commonInRoom", "coffee", true},
+    {"widePrefix", "user*", false},
+    {"oneLetter", "t*", false},
+}};
+
+// The first page of 50 hits, through the worker thread, the decoder and the highlighting.
+void search(benchmark::State& state, const fs::path& path, const std::string& roomID) {
+  const Query& query = kQueries[static_cast<std::size_t>(state.range(0))];
+  state.SetLabel(query.name);
+  auto repository = SqliteChatMessageRepository::openReadOnly(path);
+  SearchOptions options;
+  options.limit = 50;
+  if (query.inRoom) options.roomID = roomID;
+  std::size_t hits = 0;
+  for (auto _ : state) {
+    const SearchResults results = waitFor(repository->search(query.text, options));
+    hits = results.hits.size();
+    benchmark::DoNotOptimize(results.hits.data());
+  }
+  state.counters["hits"] = static_cast<double>(hits);
+  state.counters["MB"] = static_cast<double>(fs::file_size(path)) / 1e6;
+}
+
+void BM_SearchExport(benchmark::State& state) {
+  search(state, importedCorpus(), corpus().front().roomID);
+}
+BENCHMARK(BM_SearchExport)
+    ->DenseRange(0, kQueries.size() - 1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_SearchMillion(benchmark::State& state) { search(state, roomFile(1000000), kObservedRoom); }
+BENCHMARK(BM_SearchMillion)
+    ->DenseRange(0, kQueries.size() - 1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace
 }  // namespace tovanel::chat::store::bench

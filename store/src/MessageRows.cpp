@@ -115,15 +115,17 @@ ChatMessage MessageRows::read(const Statement& row) {
                      std::move(user), row.optionalInteger(kViewCount), *status);
 }
 
-void MessageRows::bind(Statement& statement, const ChatMessage& message, bool unconfirmed) {
+void MessageRows::bind(Statement& statement, const ChatMessage& message, bool unconfirmed,
+                       std::optional<std::int64_t> searchKey) {
   body_.clear();
   encoder_.encode(message.body, body_);
   author_.clear();
   encoder_.encode(message.user, author_);
-  bindAgain(statement, message, unconfirmed);
+  bindAgain(statement, message, unconfirmed, searchKey);
 }
 
-void MessageRows::bindAgain(Statement& statement, const ChatMessage& message, bool unconfirmed) {
+void MessageRows::bindAgain(Statement& statement, const ChatMessage& message, bool unconfirmed,
+                            std::optional<std::int64_t> searchKey) {
   const auto named = [&](const char* field) {
     return [&message, field] {
       return "message \"" + message.messageID + "\" in room \"" + message.roomID + "\": " + field;
@@ -134,7 +136,7 @@ void MessageRows::bindAgain(Statement& statement, const ChatMessage& message, bo
                  storedSeconds(message.createdAt, named("createdAt")),
                  storedSeconds(message.updatedAt, named("updatedAt")), author_, message.viewCount,
                  static_cast<std::int64_t>(rawValue(message.sentStatus)),
-                 static_cast<std::int64_t>(unconfirmed ? 1 : 0));
+                 static_cast<std::int64_t>(unconfirmed ? 1 : 0), searchKey);
 }
 
 }  // namespace tovanel::chat::store::detail

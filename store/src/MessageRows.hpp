@@ -43,13 +43,14 @@ enum MessageColumn : int {
 /// SQLite a look-up more for every row, and most rows are new. MessageRows::bind binds either.
 inline constexpr const char* kInsertMessage =
     "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, event_kind, body, "
-    "created_at, updated_at, author, view_count, sent_status, unconfirmed) "
-    "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13) "
+    "created_at, updated_at, author, view_count, sent_status, unconfirmed, search_key) "
+    "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14) "
     "ON CONFLICT (message_id) DO NOTHING";
 inline constexpr const char* kUpdateMessage =
     "UPDATE messages SET room_id = ?2, client_id = ?3, type = ?4, body_kind = ?5, "
     "event_kind = ?6, body = ?7, created_at = ?8, updated_at = ?9, author = ?10, "
-    "view_count = ?11, sent_status = ?12, unconfirmed = ?13 WHERE message_id = ?1";
+    "view_count = ?11, sent_status = ?12, unconfirmed = ?13, search_key = ?14 "
+    "WHERE message_id = ?1";
 
 /// The error for a NaN date, whose description starts with `what`, the name of the date.
 StoreError nanDate(const std::string& what);
@@ -75,12 +76,14 @@ class MessageRows {
   /// at the message's field (body, user, type, sentStatus, createdAt, updatedAt, viewCount).
   ChatMessage read(const Statement& row);
 
-  /// Binds the message to the parameters of kInsertMessage or kUpdateMessage. Throws
-  /// EncodingError for a body or author that has no JSON form (a NaN coordinate), StoreError
-  /// invalidDate for a NaN createdAt or updatedAt.
-  void bind(Statement& statement, const ChatMessage& message, bool unconfirmed);
+  /// Binds the message, and its key in the search index (see SearchIndex), to the parameters of
+  /// kInsertMessage or kUpdateMessage. Throws EncodingError for a body or author that has no
+  /// JSON form (a NaN coordinate), StoreError invalidDate for a NaN createdAt or updatedAt.
+  void bind(Statement& statement, const ChatMessage& message, bool unconfirmed,
+            std::optional<std::int64_t> searchKey);
   /// Binds the message of the last bind to another statement, without encoding it again.
-  void bindAgain(Statement& statement, const ChatMessage& message, bool unconfirmed);
+  void bindAgain(Statement& statement, const ChatMessage& message, bool unconfirmed,
+                 std::optional<std::int64_t> searchKey);
 
   void setDiagnosticSink(DiagnosticSink sink) { decoder_.diagnosticSink = std::move(sink); }
 

@@ -172,6 +172,14 @@ Future<std::optional<std::string>> SqliteChatMessageRepository::lurkerToken(std:
       [roomID = std::move(roomID)](detail::Store& store) { return store.lurkerToken(roomID); });
 }
 
+Future<SearchResults> SqliteChatMessageRepository::search(std::string query,
+                                                          SearchOptions options) {
+  return shared_->schedule<SearchResults>(
+      [query = std::move(query), options = std::move(options)](detail::Store& store) {
+        return store.search(query, options);
+      });
+}
+
 Publisher<std::vector<UnreadableRow>> SqliteChatMessageRepository::observeUnreadableRows() {
   return Shared::publisher<std::vector<UnreadableRow>>(
       shared_, [](detail::Store& store, const Subscriber<std::vector<UnreadableRow>>& subscriber) {

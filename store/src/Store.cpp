@@ -147,6 +147,7 @@ void Store::open(const std::filesystem::path& path, Database::Access access) {
         "UPDATE messages SET sent_status = 2 WHERE unconfirmed = 1 AND sent_status = 1");
   }
   statements_ = std::make_unique<Statements>(*database);
+  search_ = std::make_unique<SearchIndex>(*database);
   database_ = std::move(database);
 }
 
@@ -158,6 +159,7 @@ void Store::close() {
   // a task, which finds the store closed.
   inFlight_.clear();
   statements_.reset();
+  search_.reset();
   if (database_ && !readOnly_) database_->checkpointForClosing();
   database_.reset();
 }
@@ -174,8 +176,7 @@ void Store::write(Change&& change) {
   Changes changes(observed_);
   ensuredRoom_.clear();
   Transaction transaction(*database_);
-  change(changes);
-  transaction.commit();
+  search_->commit(transaction, [&] { change(changes); });
   observed_.publish(changes, *this);
 }
 
@@ -185,11 +186,13 @@ bool Store::store(const ChatMessage& message, bool unconfirmed, Changes& changes
     statements_->ensureRoom.bind(message.roomID).run();
     ensuredRoom_ = message.roomID;
   }
-  rows_.bind(statements_->insert, message, unconfirmed);
+  rows_.bind(statements_->insert, message, unconfirmed,
+             indexing_ ? search_->keyFor(message) : std::nullopt);
   const bool replaces = statements_->insert.run() == 0;
   if (replaces) {
     // Stored already, in this room or another: the message takes its place.
-    rows_.bindAgain(statements_->update, message, unconfirmed);
+    rows_.bindAgain(statements_->update, message, unconfirmed,
+                    indexing_ ? search_->keyForStored(message) : std::nullopt);
     statements_->update.run();
   }
   changes.wrote(message.roomID, message.messageID, secondsOf(message.createdAt));
@@ -421,6 +424,14 @@ std::optional<std::string> Store::lurkerToken(const std::string& roomID) {
   auto value = token.step() ? token.optionalText(0) : std::nullopt;
   token.reset();
   return value;
+}
+
+SearchResults Store::search(const std::string& query, const SearchOptions& options) {
+  Transaction transaction(*database_, Transaction::Mode::read);
+  SearchIndex::Page page = search_->search(query, options, rows_);
+  transaction.commit();
+  report(std::move(page.unreadable));
+  return std::move(page.results);
 }
 
 // ---- observing ----

@@ -16,6 +16,7 @@
 #include "Database.hpp"
 #include "MessageRows.hpp"
 #include "ObservedRooms.hpp"
+#include "SearchIndex.hpp"
 #include "Window.hpp"
 #include "Worker.hpp"
 #include "tovanel/chat/async/Cancellable.hpp"
@@ -50,6 +51,10 @@ class Store final : private RowReader {
   void remove(const std::string& messageID, const std::string& roomID);
   std::optional<std::string> lurkerToken(const std::string& roomID);
   void observeUnreadable(const Subscriber<std::vector<UnreadableRow>>& subscriber);
+  SearchResults search(const std::string& query, const SearchOptions& options);
+  /// Whether writes keep the search index (by default they do). Only for measuring what the
+  /// index costs: what is written while it is off cannot be found.
+  void indexForSearch(bool on) noexcept { indexing_ = on; }
 
  private:
   struct Statements;
@@ -95,6 +100,8 @@ class Store final : private RowReader {
   std::unique_ptr<Database> database_;
   bool readOnly_ = false;
   std::unique_ptr<Statements> statements_;
+  std::unique_ptr<SearchIndex> search_;
+  bool indexing_ = true;
   MessageRows rows_;
   std::mt19937_64 random_;
   ObservedRooms observed_{[this](std::vector<UnreadableRow> rows) { report(std::move(rows)); }};

@@ -462,7 +462,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "the folder holds messages.db"},
         FaultCase{"aReadOnlyOpenOfAnOlderSchema", readOnlyOpenOf(writeFirstVersion),
                   "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
-                  "and needs an upgrade to version 2, which a read-only open does not make; open "
+                  "and needs an upgrade to version 3, which a read-only open does not make; open "
                   "it once for writing\nthe folder holds messages.db"},
         FaultCase{"aCleanClose", closeAlone,
                   "the folder held messages.db; a copy of the file alone reads m1 m2 m3"},

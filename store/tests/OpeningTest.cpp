@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RawDatabase(path).execute("PRAGMA user_version = 99");
                     },
                     StoreError::Code::schemaTooNew,
-                    "the message store has schema version 99, newer than this build reads (2); "
+                    "the message store has schema version 99, newer than this build reads (3); "
                     "open it with a newer build"},
         RefusalCase{"anotherApplicationsTables",
                     [](const fs::path& path) {

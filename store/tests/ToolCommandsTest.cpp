@@ -1,5 +1,6 @@
 // The tool's commands on a store file, run as a user runs them: room --db renders the stored room
-// as room renders the file it was imported from, a row that no longer decodes in its place.
+// as room renders the file it was imported from, a row that no longer decodes in its place; search
+// finds messages and shows each as a line of the transcript.
 
 #include <gtest/gtest.h>
 
@@ -59,6 +60,71 @@ TEST_F(ToolCommandsTest, aStoredRowThatNoLongerDecodesIsShownAsAFailureInItsPlac
   EXPECT_EQ(
       shown.err,
       "[Body] Can't decode due to error: keyNotFound at text: no value for the key \"text\"\n");
+}
+
+// ---- search ----
+
+struct SearchRun {
+  const char* name;
+  std::string arguments;  // after "search --db DB"
+  int status;
+  std::string out;
+  std::string err;
+};
+
+class ToolSearchTest : public ToolCommandsTest, public ::testing::WithParamInterface<SearchRun> {};
+
+TEST_P(ToolSearchTest, showsEachMessageFoundAsATranscriptLine) {
+  const SearchRun& row = GetParam();
+  ASSERT_EQ(runTool("import " + quoted(kExample) + " --db " + db()).status, 0);
+  RawDatabase(folder / "room.db")
+      .execute("UPDATE messages SET body = '[' WHERE message_id = 'm015'");
+  const auto run =
+      chat::test::runCommand("TZ=UTC \"$TOOL\" search --db " + db() + " " + row.arguments);
+  EXPECT_EQ(run.status, row.status);
+  EXPECT_EQ(run.out, row.out);
+  EXPECT_EQ(run.err, row.err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, ToolSearchTest,
+    ::testing::Values(
+        SearchRun{"newestFirstWithTheirRoomAndDate", "--limit 3 fado", 1,
+                  "✗ message 1 (m015) could not be read: dataCorrupted: the data is not valid "
+                  "JSON: the structure is malformed (a missing or extra comma, colon, bracket, "
+                  "brace or key, or text after the value) (at body)\n"
+                  "r-lisbon-weekend  2026-11-18 18:22  @carl.m ▶ YouTube: What is fado? A "
+                  "4-minute introduction (4:13)\n"
+                  "r-lisbon-weekend  2026-11-17 09:16  · dana set the topic to “Nov 21–23: food, "
+                  "fado, trams”\n",
+                  ""},
+        SearchRun{"aFieldTheLineDoesNotShowFollowsIt", "'\"live fado\"'", 0,
+                  "r-lisbon-weekend  2026-11-17 09:10  @carl.m This place looks great\n"
+                  "       🔗 Tasca do Chico — fado every night — example.com  · description: A "
+                  "tiny tavern in Bairro Alto with live fado.\n",
+                  ""},
+        SearchRun{"wordsOfSeveralArguments", "anna cafe", 0,
+                  "r-lisbon-weekend  2026-11-17 09:06  @anna Café Nó opens at 8, I checked 😄 (the "
+                  "é is written decomposed here: Cafe\u0301)  · authorName: Anna Lindqvist\n"
+                  "r-lisbon-weekend  2026-11-17 09:05  @bob @anna amazing. Does the café near the "
+                  "hotel open early?\n",
+                  ""},
+        SearchRun{"oneRoom", "--room r-elsewhere fado", 1, "", "no message matches fado\n"},
+        SearchRun{"nothingFoundNamesTheQueryEscaped", "\"$(printf 'red\\033[31m')\"", 1, "",
+                  "no message matches red\\u001B[31m\n"},
+        SearchRun{"aMalformedQueryIsAUsageError", "'lis*bon'", 2, "",
+                  "error: the search query \"lis*bon\" is malformed: a star must end a word or a "
+                  "quoted phrase\n"},
+        SearchRun{"noQuery", "", 2, "", "error: QUERY is required\n"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(ToolCommandsTest, searchHighlightsTheMatchesOnATerminal) {
+  ASSERT_EQ(runTool("import " + quoted(kExample) + " --db " + db()).status, 0);
+  const auto run = chat::test::runOnTerminal("TZ=UTC \"$TOOL\" search --db " + db() + " 'lisb*'");
+  EXPECT_EQ(run.status, 0);
+  // The matched word of the first line in reverse video, within the line's own colours.
+  EXPECT_NE(run.out.find("Landed! Olá \x1b[7mLisboa\x1b[0m"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\x1b[7mlisbon\x1b[0m\x1b[1m_live"), std::string::npos) << run.out;
 }
 
 }  // namespace

@@ -185,7 +185,7 @@ std::vector<ToolRow> toolRows() {
        "error: cannot read /nonexistent/x.json: No such file or directory\n"},
       {"UnknownCommandIsNamed", "reencode " + text, "", 2, "",
        "error: unknown command \"reencode\" (the commands: body, check, duration, equal, import, "
-       "info, room, user)\n"},
+       "info, room, search, user)\n"},
       {"Version", "--version", "", 0, std::string("tovanel-chat ") + TOVANEL_CHAT_VERSION + "\n",
        ""},
       {"CanonicallyEqualText", "equal --type text " + pre + " " + dec, "", 0,

@@ -39,6 +39,10 @@ namespace {
 
 int runImport(const std::string&, const std::string&, const ReadingSettings&) { refuse(); }
 int runStoredRoom(const std::string&, const std::string&) { refuse(); }
+int runSearch(const std::string&, const std::optional<std::string>&, std::uint64_t,
+              const std::string&) {
+  refuse();
+}
 
 }  // namespace tovanel::chat::tool
 
@@ -262,6 +266,98 @@ int runStoredRoom(const std::string& database, const std::string& roomID) {
     return reportStoreFailure(error.what());
   }
   return shownUnreadable.empty() ? 0 : 1;
+}
+
+namespace {
+
+// A hit's matches as the transcript highlights them.
+std::vector<Highlight> highlightsOf(const store::SearchHit& hit) {
+  static constexpr const char* kFields[] = {"text",    "title", "description", "channel",   "place",
+                                            "address", "topic", "username",    "authorName"};
+  std::vector<Highlight> highlights;
+  for (const store::SearchMatch& match : hit.matches) {
+    Highlight highlight{kFields[static_cast<std::size_t>(match.field)], match.text, {}};
+    for (const Range& range : match.ranges) {
+      highlight.spans.emplace_back(static_cast<std::size_t>(range.location),
+                                   static_cast<std::size_t>(range.location + range.length));
+    }
+    highlights.push_back(std::move(highlight));
+  }
+  return highlights;
+}
+
+}  // namespace
+
+int runSearch(const std::string& database, const std::optional<std::string>& roomID,
+              std::uint64_t limit, const std::string& query) {
+  checkStorePath(database, true);
+  std::unique_ptr<SqliteChatMessageRepository> repository;
+  std::mutex mutex;
+  std::vector<store::UnreadableRow> unreadable;  // those of the last page
+  Cancellable reports;
+  Transcript transcript(stdout, wantsColour(stdout));
+  std::uint64_t shown = 0;
+  bool failed = false;
+  try {
+    repository = SqliteChatMessageRepository::openReadOnly(database);
+    repository->setDiagnosticSink(diagnosticSinkTo(stderr));
+    reports = repository->observeUnreadableRows().subscribe(
+        [&](const std::vector<store::UnreadableRow>& rows) {
+          std::lock_guard lock(mutex);
+          unreadable.insert(unreadable.end(), rows.begin(), rows.end());
+        });
+    store::SearchOptions options;
+    options.roomID = roomID;
+    while (shown < limit) {
+      options.limit = std::min<std::uint64_t>(limit - shown, kPage);
+      const store::SearchResults page = store::waitFor(repository->search(query, options));
+      // The store reports a read's unreadable rows before it settles the read; they take their
+      // place among the hits, which come newest first.
+      std::vector<store::UnreadableRow> rows;
+      {
+        std::lock_guard lock(mutex);
+        rows.swap(unreadable);
+      }
+      const auto newer = [](const std::optional<Date>& a, const std::string& aID,
+                            const std::optional<Date>& b, const std::string& bID) {
+        const auto key = [](const std::optional<Date>& date, const std::string& id) {
+          return std::tuple(date.has_value(), date ? date->timeIntervalSinceReferenceDate() : 0.0,
+                            id);
+        };
+        return key(a, aID) > key(b, bID);
+      };
+      std::sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+        return newer(a.createdAt, a.messageID, b.createdAt, b.messageID);
+      });
+      auto row = rows.begin();
+      const auto showUnreadableBefore = [&](const ChatMessage* message) {
+        for (; row != rows.end() &&
+               (message == nullptr ||
+                newer(row->createdAt, row->messageID, message->createdAt, message->messageID));
+             ++row) {
+          failed = true;
+          transcript.addFailure(++shown, row->messageID, describeFailure(row->error));
+        }
+      };
+      for (const store::SearchHit& hit : page.hits) {
+        showUnreadableBefore(&hit.message);
+        ++shown;
+        transcript.addFound(hit.message, highlightsOf(hit));
+      }
+      showUnreadableBefore(nullptr);
+      if (!page.next) break;
+      options.after = page.next;
+    }
+  } catch (const store::StoreError& error) {
+    if (error.code() == store::StoreError::Code::invalidQuery) throw UsageError(error.what());
+    return reportStoreFailure(error.what());
+  }
+  if (shown == 0) {
+    flushStandardOutput();
+    writeLine(stderr, "no message matches " + query);
+    return 1;
+  }
+  return failed ? 1 : 0;
 }
 
 }  // namespace tovanel::chat::tool

@@ -2,6 +2,8 @@
 // The commands on a message store file: importing a room export into it, and rendering a stored
 // room. A build without the store (TOVANEL_BUILD_STORE=OFF) refuses them as a usage error.
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "Reading.hpp"
@@ -27,5 +29,14 @@ int runImport(const std::string& file, const std::string& database,
 /// them go to stderr. Returns 0 when every message decoded, 1
 /// otherwise or when the store holds no message of the room.
 int runStoredRoom(const std::string& database, const std::string& roomID);
+
+/// `tovanel-chat search --db PATH [--room ID] [--limit N] QUERY`: the stored messages that hold
+/// the query, newest first, at most `limit` of them, from the store opened read-only: one line
+/// each, the room, the date and the transcript's line of the message, the matches highlighted on a
+/// terminal. Stored messages that no longer decode are shown as failures in their place. Returns
+/// 0 when it found messages and every one decoded; 1 when it found none ("no message matches" on
+/// stderr) or some did not decode. A malformed query is a usage error (2).
+int runSearch(const std::string& database, const std::optional<std::string>& roomID,
+              std::uint64_t limit, const std::string& query);
 
 }  // namespace tovanel::chat::tool

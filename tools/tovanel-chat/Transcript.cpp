@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -18,7 +19,7 @@ namespace tovanel::chat::tool {
 
 namespace {
 
-enum Style { kDim, kAuthor, kMention, kEvent, kFailure, kDay, kTitle, kRoom };
+enum Style { kDim, kAuthor, kMention, kEvent, kFailure, kDay, kTitle, kRoom, kMatch };
 
 // A line is built with marks where the transcript's own styles and line breaks go; data never holds
 // the mark's byte, which is not UTF-8 (decoded text always is). Writing the line escapes
@@ -61,6 +62,8 @@ fmt::text_style styleOf(int style) {
       return fmt::fg(fmt::terminal_color::blue) | fmt::emphasis::bold;
     case kRoom:
       return fmt::fg(fmt::terminal_color::green) | fmt::emphasis::bold;
+    case kMatch:
+      return fmt::emphasis::reverse;
     default:
       return fmt::emphasis::bold;
   }
@@ -148,6 +151,7 @@ std::string coordinatesOf(const LocationBody::Location& location) {
 
 std::string Transcript::finish(std::string_view line) const {
   std::string out;
+  std::vector<Style> styles;  // those open, innermost last: a style may hold another
   for (;;) {
     const std::size_t mark = line.find(kMark);
     out += escapeControls(line.substr(0, mark));
@@ -156,8 +160,14 @@ std::string Transcript::finish(std::string_view line) const {
     line.remove_prefix(mark + 2);
     if (code == kBreak) {
       out += "\n       ";  // continuation lines line up under the first line's text
-    } else if (colour_) {
-      out += code == kEndStyle ? "\x1b[0m" : styleStart(static_cast<Style>(code - 'a'));
+    } else if (code == kEndStyle) {
+      if (!styles.empty()) styles.pop_back();
+      if (!colour_) continue;
+      out += "\x1b[0m";
+      for (const Style style : styles) out += styleStart(style);
+    } else {
+      styles.push_back(static_cast<Style>(code - 'a'));
+      if (colour_) out += styleStart(styles.back());
     }
   }
 }
@@ -189,28 +199,57 @@ std::string Transcript::renderBody(const Body& body, const ChatMessageUser& auth
   return finish(rendered(body, author));
 }
 
+const Highlight* Transcript::highlightOf(std::string_view text, std::string_view field) const {
+  if (highlights_ == nullptr) return nullptr;
+  for (std::size_t i = 0; i < highlights_->size(); ++i) {
+    const Highlight& highlight = (*highlights_)[i];
+    if (highlight.field == field && highlight.text == text) {
+      shown_[i] = true;
+      return &highlight;
+    }
+  }
+  return nullptr;
+}
+
+std::string Transcript::marked(std::string_view text, std::string_view field) const {
+  const Highlight* highlight = highlightOf(text, field);
+  if (highlight == nullptr) return std::string(text);
+  std::string out;
+  std::size_t at = 0;
+  for (const auto& [begin, end] : highlight->spans) {
+    if (begin < at || end > text.size() || begin >= end) continue;
+    out.append(text.substr(at, begin - at)).append(paint(text.substr(begin, end - begin), kMatch));
+    at = end;
+  }
+  return out.append(text.substr(at));
+}
+
 std::string Transcript::rendered(const Body& body, const ChatMessageUser& author) const {
   return body.visit([&](const auto& payload) -> std::string {
     using T = std::decay_t<decltype(payload)>;
     if constexpr (std::is_same_v<T, TextBody>) {
       const std::string& text = payload.text;
-      if (!payload.mentions) return breakLines(text);
-      // Paint the mentions from the last to the first so earlier offsets stay valid.
-      std::vector<std::pair<std::size_t, std::size_t>> spans;
-      for (const auto& mention : *payload.mentions) {
+      // Matches of a search, then mentions: where they overlap, the match is shown.
+      std::vector<std::tuple<std::size_t, std::size_t, Style>> spans;
+      if (const Highlight* highlight = highlightOf(text, "text")) {
+        for (const auto& [begin, end] : highlight->spans) spans.emplace_back(begin, end, kMatch);
+      }
+      for (const auto& mention : payload.mentions.value_or(std::vector<TextBody::Mention>{})) {
         const auto range = mention.range();
         if (!range || range->length <= 0) continue;
         const auto begin = byteOffsetOfUtf16(text, range->location);
         const auto end = byteOffsetOfUtf16(text, range->location + range->length);
-        if (begin && end) spans.emplace_back(*begin, *end);
+        if (begin && end) spans.emplace_back(*begin, *end, kMention);
       }
-      std::sort(spans.begin(), spans.end());
+      std::stable_sort(spans.begin(), spans.end(), [](const auto& a, const auto& b) {
+        return std::get<0>(a) < std::get<0>(b);
+      });
       std::string out;
       std::size_t at = 0;
-      for (const auto& [begin, end] : spans) {
-        if (begin < at) continue;  // overlapping spans: keep the first
+      for (const auto& [begin, end, style] : spans) {
+        if (begin < at || end > text.size() || begin >= end) continue;  // overlapping: the first
         out += breakLines(text.substr(at, begin - at));
-        out += paint(breakLines(text.substr(begin, end - begin)), kMention);
+        out += paint(breakLines(text.substr(begin, end - begin)), style);
         at = end;
       }
       return out + breakLines(text.substr(at));
@@ -229,32 +268,38 @@ std::string Transcript::rendered(const Body& body, const ChatMessageUser& author
                          payload.video->duration ? clock(*payload.video->duration) : "?:??",
                          sizeOf(payload.video->width, payload.video->height));
     } else if constexpr (std::is_same_v<T, YoutubeBody>) {
-      return fmt::format("▶ YouTube: {}{}", paint(payload.title.value_or("a video"), kTitle),
+      return fmt::format("▶ YouTube: {}{}",
+                         paint(marked(payload.title.value_or("a video"), "title"), kTitle),
                          payload.duration ? " (" + clock(*payload.duration) + ")" : "");
     } else if constexpr (std::is_same_v<T, SoundCloudBody>) {
-      return fmt::format(
-          "♫ SoundCloud: {}{} ({})", paint(payload.title.value_or("a track"), kTitle),
-          payload.username ? " by " + *payload.username : "", clock(payload.duration));
+      return fmt::format("♫ SoundCloud: {}{} ({})",
+                         paint(marked(payload.title.value_or("a track"), "title"), kTitle),
+                         payload.username ? " by " + marked(*payload.username, "channel") : "",
+                         clock(payload.duration));
     } else if constexpr (std::is_same_v<T, URLBody>) {
       const std::string site =
           hostOf(payload.url().empty() ? payload.originalURL() : payload.url());
-      std::string line = payload.text().empty() ? "" : breakLines(payload.text()) + kMark + kBreak;
-      return line + fmt::format("🔗 {} — {}", paint(payload.title(), kTitle), site);
+      std::string line =
+          payload.text().empty() ? "" : breakLines(marked(payload.text(), "text")) + kMark + kBreak;
+      return line + fmt::format("🔗 {} — {}", paint(marked(payload.title(), "title"), kTitle), site);
     } else if constexpr (std::is_same_v<T, LocationBody>) {
-      std::string line = payload.text.empty() ? "" : breakLines(payload.text) + kMark + kBreak;
-      return line +
-             fmt::format("📍 {} ({})", paint(payload.name, kTitle), coordinatesOf(payload.location));
+      std::string line =
+          payload.text.empty() ? "" : breakLines(marked(payload.text, "text")) + kMark + kBreak;
+      return line + fmt::format("📍 {} ({})", paint(marked(payload.name, "place"), kTitle),
+                                coordinatesOf(payload.location));
     } else if constexpr (std::is_same_v<T, HLSBody>) {
       std::string details;
       if (payload.meta && payload.meta->year) details += *payload.meta->year;
       if (payload.meta && payload.meta->imdbRating) {
         details += (details.empty() ? "" : ", ") + ("IMDb " + *payload.meta->imdbRating);
       }
-      return fmt::format("🎬 {}{}", paint(payload.title.value_or("a stream"), kTitle),
+      return fmt::format("🎬 {}{}",
+                         paint(marked(payload.title.value_or("a stream"), "title"), kTitle),
                          details.empty() ? "" : " (" + details + ")");
     } else if constexpr (std::is_same_v<T, TwitchBody>) {
-      return fmt::format("📺 Twitch: {}{}", paint(payload.name.value_or("a channel"), kTitle),
-                         payload.game ? " playing " + *payload.game : "");
+      return fmt::format("📺 Twitch: {}{}",
+                         paint(marked(payload.name.value_or("a channel"), "channel"), kTitle),
+                         payload.game ? " playing " + marked(*payload.game, "title") : "");
     } else if constexpr (std::is_same_v<T, EmptyBody>) {
       return "▶ a Vimeo video";
     } else if constexpr (std::is_same_v<T, InfoBody>) {
@@ -305,17 +350,18 @@ std::string Transcript::renderEvent(const InfoBody& event, const ChatMessageUser
       return tags.empty() ? fmt::format("{} removed the tags", actor)
                           : fmt::format("{} tagged the room {}", actor, tags);
     } else if constexpr (std::is_same_v<T, RoomTitleInfoBody>) {
-      const std::string now = record.title.value_or("");
+      const std::string now = marked(record.title.value_or(""), "title");
       if (record.previously && record.previously->title) {
         return fmt::format("{} changed the title from “{}” to “{}”", actor,
                            *record.previously->title, now);
       }
       return fmt::format("{} set the title to “{}”", actor, now);
     } else if constexpr (std::is_same_v<T, RoomTopicInfoBody>) {
-      return fmt::format("{} set the topic to “{}”", actor, record.topic.value_or(""));
+      return fmt::format("{} set the topic to “{}”", actor,
+                         marked(record.topic.value_or(""), "topic"));
     } else if constexpr (std::is_same_v<T, RoomCreatedInfoBody>) {
       std::string text = fmt::format("{} created the room", actor);
-      if (record.title) text += fmt::format(" “{}”", *record.title);
+      if (record.title) text += fmt::format(" “{}”", marked(*record.title, "title"));
       if (record.added && !record.added->empty()) text += " with " + joinNames(record.added);
       if (record.invited && !record.invited->empty()) {
         text += " and invited " + joinNames(record.invited);
@@ -345,19 +391,21 @@ std::string Transcript::renderEvent(const InfoBody& event, const ChatMessageUser
   return paint("· " + sentence, kEvent);
 }
 
-void Transcript::add(const ChatMessage& message) {
-  enterRoom(message.roomID);
-  separateDay(message.createdAt);
-  std::string time = "--:--";
-  if (message.createdAt) {
-    const auto seconds =
-        static_cast<std::time_t>(std::floor(message.createdAt->timeIntervalSince1970()));
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[8];
-    std::strftime(text, sizeof text, "%H:%M", &local);
-    time = text;
-  }
+namespace {
+
+std::string timeOf(const std::optional<Date>& when, const char* format, const char* none) {
+  if (!when) return none;
+  const auto seconds = static_cast<std::time_t>(std::floor(when->timeIntervalSince1970()));
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  char text[32];
+  std::strftime(text, sizeof text, format, &local);
+  return text;
+}
+
+}  // namespace
+
+std::string Transcript::messageLine(const ChatMessage& message, const std::string& when) const {
   std::string status;
   if (message.sentStatus == MessageSentStatus::sending) status = paint("  (sending…)", kDim);
   if (message.sentStatus == MessageSentStatus::failed) {
@@ -365,11 +413,34 @@ void Transcript::add(const ChatMessage& message) {
   }
   const std::string body = rendered(message.body, message.user);
   if (message.body.bodyType() == BodyType::info) {
-    writeLine(fmt::format("{}  {}{}", paint(time, kDim), body, status));
-  } else {
-    writeLine(fmt::format("{}  {} {}{}", paint(time, kDim), paint(handleOf(message.user), kAuthor),
-                          body, status));
+    return fmt::format("{}  {}{}", paint(when, kDim), body, status);
   }
+  std::string handle = handleOf(message.user);
+  if (!message.user.userWasDeletedOnTheBackend())
+    handle = '@' + marked(*message.user.username, "username");
+  return fmt::format("{}  {} {}{}", paint(when, kDim), paint(handle, kAuthor), body, status);
+}
+
+void Transcript::add(const ChatMessage& message) {
+  enterRoom(message.roomID);
+  separateDay(message.createdAt);
+  writeLine(messageLine(message, timeOf(message.createdAt, "%H:%M", "--:--")));
+}
+
+void Transcript::addFound(const ChatMessage& message, const std::vector<Highlight>& highlights) {
+  highlights_ = &highlights;
+  shown_.assign(highlights.size(), false);
+  std::string line =
+      paint(message.roomID, kRoom) + "  " +
+      messageLine(message, timeOf(message.createdAt, "%Y-%m-%d %H:%M", "----------- --:--"));
+  // What matched where the line does not show it (a description, an address, the author's name).
+  for (std::size_t i = 0; i < highlights.size(); ++i) {
+    if (shown_[i]) continue;
+    line += paint("  · " + highlights[i].field + ": ", kDim) +
+            breakLines(marked(highlights[i].text, highlights[i].field));
+  }
+  highlights_ = nullptr;
+  writeLine(line);
 }
 
 void Transcript::addFailure(std::size_t number, const std::string& messageId,

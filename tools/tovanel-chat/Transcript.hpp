@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Reading.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
@@ -19,12 +22,25 @@ class InfoBody;
 
 namespace tovanel::chat::tool {
 
+/// Spans of one field of a message to highlight: a search's matches. `field` names the field as
+/// the store does (text, title, description, channel, place, address, topic, username,
+/// authorName), `text` is the field's text, and each span is a byte range [first, second) of it.
+struct Highlight {
+  std::string field;
+  std::string text;
+  std::vector<std::pair<std::size_t, std::size_t>> spans;
+};
+
 class Transcript {
  public:
   /// Writes to `out`, with colours when `colour` is set (see wantsColour).
   Transcript(std::FILE* out, bool colour) : out_(out), colour_(colour) {}
 
   void add(const ChatMessage& message);
+  /// One line for a message that a search found: its room, date and time, and the line `add`
+  /// writes for it, the highlighted spans marked (shown in reverse video with colours); a
+  /// highlighted field that the line does not show follows it, labelled with its name.
+  void addFound(const ChatMessage& message, const std::vector<Highlight>& highlights);
   /// A message that could not be read: shown, and the transcript goes on. `place` says where it
   /// is in its input ("" when it has none).
   void addFailure(std::size_t number, const std::string& messageId, const std::string& error,
@@ -35,6 +51,11 @@ class Transcript {
 
  private:
   std::string renderEvent(const InfoBody& event, const ChatMessageUser& author) const;
+  std::string messageLine(const ChatMessage& message, const std::string& when) const;
+  /// The highlight of `field` when its text is `text`, taken as shown; null without one.
+  const Highlight* highlightOf(std::string_view text, std::string_view field) const;
+  /// `text`, the message's `field`, with its highlighted spans marked.
+  std::string marked(std::string_view text, std::string_view field) const;
   std::string rendered(const Body& body, const ChatMessageUser& author) const;
   std::string finish(std::string_view line) const;
   void enterRoom(const std::string& roomID);
@@ -45,6 +66,9 @@ class Transcript {
   bool colour_;
   std::optional<std::string> room_;
   std::optional<std::string> day_;
+  /// Those of the message being written by addFound, and which of them its line showed.
+  const std::vector<Highlight>* highlights_ = nullptr;
+  mutable std::vector<bool> shown_;
 };
 
 /// `tovanel-chat room [FILE]`: the transcript of a room export. Returns 0 when every message

@@ -8,6 +8,7 @@
 //   tovanel-chat room [FILE]
 //   tovanel-chat room --db PATH --room ID
 //   tovanel-chat import [FILE] --db PATH
+//   tovanel-chat search --db PATH [--room ID] [--limit N] QUERY
 // Input is FILE, or standard input when FILE is absent or "-". Exit status: 0 success, 1 the input
 // did not decode or the output could not be written, 2 usage error or unreadable input.
 
@@ -15,10 +16,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Check.hpp"
 #include "Errors.hpp"
@@ -41,8 +44,8 @@ namespace chat = tovanel::chat;
 
 namespace {
 
-constexpr std::array<std::string_view, 8> kCommands{"body",   "check", "duration", "equal",
-                                                    "import", "info",  "room",     "user"};
+constexpr std::array<std::string_view, 9> kCommands{"body", "check", "duration", "equal", "import",
+                                                    "info", "room",  "search",   "user"};
 
 // The name of the input for messages: its path, or "standard input".
 std::string nameOf(const std::string& file) {
@@ -198,6 +201,21 @@ int run(int argc, char** argv) {
                      "a JSON array or newline-delimited envelopes; - for stdin");
   import->add_option("--db", importDatabase, "the message store; created when absent")->required();
 
+  std::string searchDatabase;
+  std::string searchRoom;
+  std::uint64_t searchLimit = 50;
+  std::vector<std::string> searchWords;
+  auto* search = app.add_subcommand("search", "find the stored messages that hold a query");
+  search->add_option("--db", searchDatabase, "the message store")->required();
+  auto* searchIn = search->add_option("--room", searchRoom, "search this room only");
+  search->add_option("--limit", searchLimit, "the most messages shown (50 unless set)")
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1000000}));
+  search
+      ->add_option("QUERY", searchWords,
+                   "words, \"quoted phrases\" and a star after a word for a prefix (lisb*); "
+                   "several arguments are one query")
+      ->required();
+
   std::string durationText;
   auto* duration = app.add_subcommand(
       "duration", "parse ISO 8601 duration text and print its seconds and its text written back");
@@ -225,6 +243,13 @@ int run(int argc, char** argv) {
                                    : tool::runStoredRoom(roomDatabase, roomID);
   }
   if (import->parsed()) return tool::runImport(importFile, importDatabase, settings);
+  if (search->parsed()) {
+    std::string query;
+    for (const auto& words : searchWords) query.append(query.empty() ? "" : " ").append(words);
+    return tool::runSearch(searchDatabase,
+                           searchIn->count() == 0 ? std::nullopt : std::optional(searchRoom),
+                           searchLimit, query);
+  }
   const auto subject = equalUsers   ? tool::userSubject()
                        : equalInfos ? tool::infoSubject()
                                     : tool::bodySubject(equalKind);

@@ -28,6 +28,7 @@
 #include "tovanel/chat/message/ChatMessageUser.hpp"
 #include "tovanel/chat/message/NewChatMessage.hpp"
 #include "tovanel/chat/store/Export.hpp"
+#include "tovanel/chat/store/Search.hpp"
 #include "tovanel/chat/store/StoreError.hpp"
 
 namespace tovanel::chat::store {
@@ -174,6 +175,26 @@ class TOVANEL_CHAT_STORE_API SqliteChatMessageRepository final : public ChatMess
 
   /// The last lurker token that retrieveChatMessages was given for the room, if any.
   Future<std::optional<std::string>> lurkerToken(std::string roomID);
+
+  /// Finds the stored messages that hold every term of `query`, newest first, a page at a time.
+  ///
+  /// The query language: words separated by white space, each of which a message must hold
+  /// (in any of its searchable fields, see SearchField); a "quoted phrase", whose words must
+  /// follow one another in one field; and a star right after a word or a closing quote, which
+  /// makes the last word a prefix ("lisb*" finds "Lisbon"). Nothing else has a meaning: AND, OR,
+  /// NOT, NEAR, parentheses, colons and minus signs are ordinary text. Case, diacritics and the
+  /// form of canonically equivalent text do not matter ("cafe" finds "Café" written with a
+  /// precomposed é or with a combining accent). Words are split as stored text is: punctuation
+  /// separates words, so "don't" is the phrase "don t"; punctuation, symbols and emoji are not
+  /// searchable. Scripts written without spaces (Japanese, Chinese, Thai) make one word of each
+  /// run of letters: search them with a star ("日本*").
+  ///
+  /// Fails with StoreError invalidQuery, quoting the query (its first 80 bytes) and saying why, for
+  /// text that is not UTF-8, an unclosed quote, a star anywhere else than at the end of a word or
+  /// phrase, more than 64 words, and a query with no word to search for; with invalidDate for a
+  /// cursor whose createdAt is NaN. The index is kept in the transaction of every write, so a
+  /// search sees every write committed before it.
+  Future<SearchResults> search(std::string query, SearchOptions options = {});
 
   /// Reports stored messages that no longer decode. A read (an observed list, a page) leaves such
   /// a row out, delivers the rows beside it, and first sends this stream the rows it left out:

@@ -25,6 +25,7 @@ class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
     readOnly,  ///< a write was refused: the store was opened read-only, or the file or its folder
                ///< cannot be written; also a read-only open of a file that needs an upgrade
     busy,      ///< another process held the file locked for longer than the store waits
+    invalidQuery,  ///< a search query that does not parse, or holds no word to search for
   };
 
   StoreError(Code code, const std::string& description)
@@ -35,10 +36,12 @@ class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
   /// Whether the failure lies with the file or the machine rather than with the operation: every
   /// later write fails the same way until someone acts (frees disk space, grants write access,
   /// repairs or replaces the file). False for a file that was only busy, and for errors about the
-  /// operation's own arguments (unknownMessage, invalidDate), after which other writes go on. An
-  /// import stops at the first lasting error instead of reporting it for every later batch.
+  /// operation's own arguments (unknownMessage, invalidDate, invalidQuery), after which other
+  /// writes go on. An import stops at the first lasting error instead of reporting it for every
+  /// later batch.
   bool isLasting() const noexcept {
-    return code_ != Code::busy && code_ != Code::unknownMessage && code_ != Code::invalidDate;
+    return code_ != Code::busy && code_ != Code::unknownMessage && code_ != Code::invalidDate &&
+           code_ != Code::invalidQuery;
   }
 
  private:

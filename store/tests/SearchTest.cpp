@@ -1,0 +1,401 @@
+// Full-text search: which messages a query finds in a small fixed room, newest first, and where
+// in them; the same after the writes that change what a message says or where it is, and in a
+// store of the previous schema that opening upgraded. Then the order of pages, and the queries
+// that are refused.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <tuple>
+
+#include "StoreTesting.hpp"
+#include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
+
+namespace tovanel::chat::store::test {
+namespace {
+
+const ChatMessageUser kBo("u-bo", "bo", "Bo", "Ek", std::nullopt, std::nullopt, 3, 4);
+const ChatMessageUser kZoe("u-zoe", "zoe", "Zoë", "Quist", std::nullopt, std::nullopt, 5, 6);
+
+ChatMessage message(const std::string& id, double minute, BodyType kind, std::string_view json,
+                    const ChatMessageUser& author = kBo, const std::string& room = "r1") {
+  JSONDecoder decoder;
+  prepareForBodyDecoding(decoder);
+  bodyType(decoder.userInfo)->value = kind;
+  return ChatMessage(decoder.decode<Body>(json), Date::since1970(1.8e9 + minute * 60), std::nullopt,
+                     id, room, kind, std::nullopt, author, std::nullopt, MessageSentStatus::sent);
+}
+
+ChatMessage text(const std::string& id, double minute, std::string_view words,
+                 const ChatMessageUser& author = kBo, const std::string& room = "r1") {
+  return message(id, minute, BodyType::text, R"({"text":")" + std::string(words) + R"("})", author,
+                 room);
+}
+
+// Every kind of body that search reads, events it leaves out, and text in forms that are
+// canonically equivalent to what queries type.
+Messages fixedRoom() {
+  return {
+      text("m01", 1, "Café au lait in Lisbon", kAnna),
+      text("m02", 2, "Cafe\u0301 noir, don't wait"),
+      text("m03", 3, "Καλημε\u0301ρα from Athens"),
+      text("m04", 4, "\u1112\u1161\u11ab\u1100\u1173\u11af glass"),
+      message("m05", 5, BodyType::url,
+              R"({"text":"look at this","originalUrl":"https://p.example","url":"https://p.example",
+                  "title":"Porto guide","description":"Where to eat francesinha"})"),
+      message("m06", 6, BodyType::youtube,
+              R"({"title":"Fado night","channelTitle":"Coimbra Sessions"})"),
+      message("m07", 7, BodyType::soundcloud,
+              R"({"title":"Morning tide","duration":1,"username":"wavemaker"})"),
+      message("m08", 8, BodyType::twitch, R"({"game":"Just Chatting","name":"quietstreamer"})"),
+      message("m09", 9, BodyType::hls,
+              R"({"title":"Ocean documentary","provider":"CinemaStream"})"),
+      message("m10", 10, BodyType::location,
+              R"({"text":"meet here","originalUrl":"https://m.example","name":"Praça do Comércio",
+                  "description":"Terreiro do Paço, Lisboa","location":{"long":-9.1,"lat":38.7},
+                  "image":{}})"),
+      message("m11", 11, BodyType::info,
+              R"({"type":"room_title","title":"Weekend plans","previously":{"title":"Old name"}})"),
+      message("m12", 12, BodyType::info, R"({"type":"room_topic","topic":"Trips and trains"})"),
+      message("m13", 13, BodyType::info, R"({"type":"room_created","title":"Lisbon crew"})"),
+      message("m14", 14, BodyType::info,
+              R"({"type":"joined","recipients":[{"id":"u-x","username":"lisbonfan",
+                  "firstName":"Lis","lastName":"Bon","followerCount":0,"followingCount":0}]})",
+              kAnna),
+      message("m15", 15, BodyType::info,
+              R"({"type":"user_present","mediaType":"text",
+                  "media":{"id":"p1","type":"text","body":{"text":"zanzibar"}}})"),
+      message("m16", 16, BodyType::images, R"({"images":[]})", kZoe),
+      text("m17", 17, "the train was late"),
+      text("m18", 18, "late was the train"),
+      text("m19", 19, "Lisbon again", kAnna, "r2"),
+      text("m20", 20, "日本語のテキスト"),
+  };
+}
+
+std::string fieldName(SearchField field) {
+  static const char* const names[] = {"text",    "title", "description", "channel",   "place",
+                                      "address", "topic", "username",    "authorName"};
+  return names[static_cast<std::size_t>(field)];
+}
+
+// "field:offset+length,..." for each field, space-separated.
+std::string rendered(const std::vector<SearchMatch>& matches) {
+  std::string out;
+  for (const SearchMatch& match : matches) {
+    if (!out.empty()) out += ' ';
+    out += fieldName(match.field) + ':';
+    for (const Range& range : match.ranges) {
+      if (out.back() != ':') out += ',';
+      out += std::to_string(range.location) + '+' + std::to_string(range.length);
+    }
+  }
+  return out;
+}
+
+std::vector<std::string> idsOf(const SearchResults& results) {
+  std::vector<std::string> ids;
+  for (const SearchHit& hit : results.hits) ids.push_back(hit.message.messageID);
+  return ids;
+}
+
+const std::string kLongWord = std::string(100000, 'a') + '*';
+
+using Change = void (*)(SqliteChatMessageRepository&, const ManualTransport&);
+
+struct QueryCase {
+  const char* name;
+  const char* query;
+  std::vector<std::string> hits;  // newest first
+  const char* firstMatches = nullptr;
+  const char* room = nullptr;
+  Change change = nullptr;  // made to the room before the query
+};
+
+// A store of the previous schema: the fixed room written by this build, then the search index
+// taken out of the file again.
+void downgrade(const fs::path& file) {
+  RawDatabase raw(file);
+  raw.execute(
+      "DROP TRIGGER message_search_forget; DROP TABLE message_search; DROP TABLE search_terms;"
+      "DROP INDEX messages_by_search_key; ALTER TABLE messages DROP COLUMN search_key;"
+      "PRAGMA user_version = 2;");
+}
+
+class SearchTest : public StoreTest,
+                   public ::testing::WithParamInterface<std::tuple<bool, QueryCase>> {};
+
+TEST_P(SearchTest, findsTheMessagesThatHoldTheQueryNewestFirst) {
+  const auto& [upgraded, row] = GetParam();
+  auto repository = open();
+  waitFor(repository->receive(fixedRoom()));
+  if (upgraded) {
+    repository.reset();
+    downgrade(file());
+    repository = open();
+  }
+  if (row.change) row.change(*repository, transport);
+  SearchOptions options;
+  if (row.room) options.roomID = row.room;
+  const SearchResults results = waitFor(repository->search(row.query, options));
+  EXPECT_EQ(idsOf(results), row.hits);
+  EXPECT_FALSE(results.next);
+  if (row.firstMatches) {
+    ASSERT_FALSE(results.hits.empty());
+    EXPECT_EQ(rendered(results.hits.front().matches), row.firstMatches);
+  }
+}
+
+void replaceTheFirstText(SqliteChatMessageRepository& repository, const ManualTransport&) {
+  waitFor(repository.receive(text("m01", 1, "Tea in Porto", kAnna)));
+}
+void deleteTheLink(SqliteChatMessageRepository& repository, const ManualTransport&) {
+  waitFor(repository.deleteMessage("m05", "r1"));
+}
+void moveTheOtherRoomsMessage(SqliteChatMessageRepository& repository, const ManualTransport&) {
+  waitFor(repository.receive(text("m19", 19, "Lisbon again", kAnna, "r1")));
+}
+void makeAnOldTextTheNewest(SqliteChatMessageRepository& repository, const ManualTransport&) {
+  waitFor(repository.receive(text("m17", 30, "the train was late")));
+}
+void sendAndConfirm(SqliteChatMessageRepository& repository, const ManualTransport& transport) {
+  repository.send(NewChatMessage(Body(TextBody("Faro tonight", std::nullopt)), "r1"));
+  drain(repository);
+  transport.acknowledge(0, "s1");
+  drain(repository);
+}
+void sendAndFail(SqliteChatMessageRepository& repository, const ManualTransport& transport) {
+  repository.send(NewChatMessage(Body(TextBody("Faro tonight", std::nullopt)), "r1"));
+  drain(repository);
+  transport.fail(0);
+  drain(repository);
+  ChatMessage copy = text("s2", 40, "Faro tonight", kMe);
+  copy.clientID = transport.sent().at(0).clientID;
+  waitFor(repository.receive(copy));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Queries, SearchTest,
+    ::testing::Combine(
+        ::testing::Bool(),
+        ::testing::Values(
+            QueryCase{"caseAndDiacriticsAndCanonicalForms", "cafe", {"m02", "m01"}, "text:0+6"},
+            QueryCase{"upperCaseWithAnAccent", "CAFÉ", {"m02", "m01"}},
+            QueryCase{"aCombiningAccentInTheQuery", "cafe\u0301", {"m02", "m01"}},
+            QueryCase{"precomposedGreekFindsDecomposed", "καλημέρα", {"m03"}, "text:0+18"},
+            QueryCase{"greekWithoutItsAccent", "καλημερα", {"m03"}},
+            QueryCase{"hangulSyllablesFindTheirLetters", "한글", {"m04"}, "text:0+18"},
+            QueryCase{"aPrefix", "lisb*", {"m19", "m13", "m10", "m01"}, "text:0+6"},
+            QueryCase{"aPrefixInOneRoom", "lisb*", {"m13", "m10", "m01"}, nullptr, "r1"},
+            QueryCase{"aWholeWordIsNotAPrefix", "lisbon", {"m19", "m13", "m01"}},
+            QueryCase{"aPrefixOfNoWord", "lisbz*", {}},
+            QueryCase{"aPhraseInItsOrder", "\"train was\"", {"m17"}, "text:4+9"},
+            QueryCase{"wordsInAnyOrder", "train was", {"m18", "m17"}, "text:5+3,13+5"},
+            QueryCase{"aPhraseEndingInAPrefix", "\"porto gu\"*", {"m05"}, "title:0+11"},
+            QueryCase{"aPhraseDoesNotRunIntoTheNextField", "\"guide where\"", {}},
+            QueryCase{"linkText", "look", {"m05"}, "text:0+4"},
+            QueryCase{"linkTitle", "porto", {"m05"}, "title:0+5"},
+            QueryCase{"linkDescription", "francesinha", {"m05"}, "description:13+11"},
+            QueryCase{"videoTitle", "fado", {"m06"}, "title:0+4"},
+            QueryCase{"videoChannel", "coimbra", {"m06"}, "channel:0+7"},
+            QueryCase{"trackTitle", "tide", {"m07"}, "title:8+4"},
+            QueryCase{"trackUploader", "wavemaker", {"m07"}, "channel:0+9"},
+            QueryCase{"twitchGame", "chatting", {"m08"}, "title:5+8"},
+            QueryCase{"twitchChannel", "quietstreamer", {"m08"}, "channel:0+13"},
+            QueryCase{"streamTitle", "ocean", {"m09"}, "title:0+5"},
+            QueryCase{"streamProvider", "cinemastream", {"m09"}, "channel:0+12"},
+            QueryCase{"placeName", "comercio", {"m10"}, "place:10+9"},
+            QueryCase{"placeAddress", "terreiro", {"m10"}, "address:0+8"},
+            QueryCase{"roomTitle", "weekend", {"m11"}, "title:0+7"},
+            QueryCase{"notAPreviousRoomTitle", "old", {}},
+            QueryCase{"roomTopic", "trips", {"m12"}, "topic:0+5"},
+            QueryCase{"roomCreatedWithATitle", "crew", {"m13"}, "title:7+4"},
+            QueryCase{"notTheUsersOfAnEvent", "lisbonfan", {}},
+            QueryCase{"notTheMediaOfAPresenceEvent", "zanzibar", {}},
+            QueryCase{"authorNotOfEvents", "anna", {"m19", "m01"}, "username:0+4 authorName:0+4"},
+            QueryCase{"authorNameWithoutItsDiacritic", "zoe", {"m16"}},
+            QueryCase{"authorNamesAsAPhrase", "\"anna berg\"", {"m19", "m01"}, "authorName:0+9"},
+            QueryCase{"wordsInDifferentFields",
+                      "anna lisbon",
+                      {"m19", "m01"},
+                      "text:0+6 username:0+4 authorName:0+4"},
+            QueryCase{"punctuationSplitsAWordIntoAPhrase", "don't", {"m02"}, "text:13+5"},
+            QueryCase{"aRunOfJapaneseByItsBeginning", "日本*", {"m20"}},
+            QueryCase{"aRunOfJapaneseIsOneWord", "日本語", {}},
+            QueryCase{"orIsAWord", "lisbon OR porto", {}},
+            QueryCase{"nearIsAWord", "NEAR(lisbon crew)", {}},
+            QueryCase{"aColumnFilterIsText", "{room author}: lisbon", {}},
+            QueryCase{"aMinusIsPunctuation", "-lisbon", {"m19", "m13", "m01"}},
+            QueryCase{"phrasesSideBySide", "\"lisbon\"\"crew\"", {"m13"}},
+            QueryCase{"aQuoteClosedInsideIsNoOperator", "crew\" OR \"porto", {}},
+            QueryCase{"operatorsOfTheIndexAreText", "^crew + lisbon", {"m13"}},
+            QueryCase{"aControlCharacterSplitsAWordIntoAPhrase", "lisbon\x01" "crew", {"m13"}},
+            QueryCase{"aWordLongerThanAnyIndexed", kLongWord.c_str(), {}},
+            QueryCase{
+                "anEditedText", "porto", {"m05", "m01"}, nullptr, nullptr, replaceTheFirstText},
+            QueryCase{
+                "notTheWordsAnEditTookOut", "cafe", {"m02"}, nullptr, nullptr, replaceTheFirstText},
+            QueryCase{"notADeletedMessage", "porto", {}, nullptr, nullptr, deleteTheLink},
+            QueryCase{"aMovedMessageInItsNewRoom",
+                      "lisbon",
+                      {"m19", "m13", "m01"},
+                      nullptr,
+                      "r1",
+                      moveTheOtherRoomsMessage},
+            QueryCase{"notAMovedMessageInItsOldRoom",
+                      "lisbon",
+                      {},
+                      nullptr,
+                      "r2",
+                      moveTheOtherRoomsMessage},
+            QueryCase{"aMessageMadeNewer",
+                      "train",
+                      {"m17", "m18"},
+                      nullptr,
+                      nullptr,
+                      makeAnOldTextTheNewest},
+            QueryCase{"aConfirmedSendByItsNewIdentifier",
+                      "faro",
+                      {"s1"},
+                      "text:0+4",
+                      nullptr,
+                      sendAndConfirm},
+            QueryCase{"aFailedSendReplacedByTheServicesCopy",
+                      "faro tonight",
+                      {"s2"},
+                      nullptr,
+                      nullptr,
+                      sendAndFail})),
+    [](const auto& info) {
+      return std::string(std::get<0>(info.param) ? "upgraded_" : "") + std::get<1>(info.param).name;
+    });
+
+// ---- pages ----
+
+TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
+  auto repository = open();
+  // b1, b2 and c share a millisecond, b1 and b2 their createdAt.
+  Messages messages{
+      textMessage("u0", "r1", std::nullopt, "tea"), textMessage("a", "r1", 100, "tea"),
+      textMessage("b1", "r1", 200.0004, "tea"),     textMessage("b2", "r1", 200.0004, "tea"),
+      textMessage("c", "r1", 200.0001, "tea"),      textMessage("d", "r1", 300, "tea"),
+      textMessage("e", "r1", 400, "coffee")};
+  waitFor(repository->receive(messages));
+  const std::vector<std::string> order{"d", "b2", "b1", "c", "a", "u0"};
+  for (const std::uint64_t limit : {1, 2, 4, 6, 100}) {
+    SearchOptions options;
+    options.limit = limit;
+    std::vector<std::string> walked;
+    for (int page = 0; page < 10; ++page) {
+      const SearchResults results = waitFor(repository->search("tea", options));
+      ASSERT_LE(results.hits.size(), limit);
+      for (const auto& id : idsOf(results)) walked.push_back(id);
+      if (!results.next) break;
+      options.after = results.next;
+    }
+    EXPECT_EQ(walked, order) << "pages of " << limit;
+  }
+  SearchOptions none;
+  none.limit = 0;
+  const SearchResults empty = waitFor(repository->search("tea", none));
+  EXPECT_TRUE(empty.hits.empty());
+  EXPECT_FALSE(empty.next);
+  SearchOptions nan;
+  nan.after = SearchCursor{Date::sinceReferenceDate(std::nan("")), "d"};
+  try {
+    waitFor(repository->search("tea", nan));
+    FAIL() << "searched after a NaN date";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), StoreError::Code::invalidDate);
+  }
+}
+
+// A millisecond holds 2^20 entries: once its last is taken, a message takes one left free, not
+// one of the next millisecond (where e is).
+TEST_F(StoreTest, aMillisecondWhoseLastEntryIsTakenStillTakesMessages) {
+  auto repository = open();
+  waitFor(
+      repository->receive({textMessage("a", "r1", 100, "tea"), textMessage("b", "r1", 100, "tea"),
+                           textMessage("e", "r1", 100.001, "tea")}));
+  repository.reset();
+  // b's entry moves to the millisecond's last place, as if every place between were taken.
+  RawDatabase(file()).execute(
+      "UPDATE message_search SET rowid = rowid | 1048575 WHERE rowid = "
+      "(SELECT search_key FROM messages WHERE message_id = 'b');"
+      "UPDATE messages SET search_key = search_key | 1048575 WHERE message_id = 'b'");
+  repository = open();
+  waitFor(repository->receive(
+      {textMessage("c", "r1", 100, "tea"), textMessage("d", "r1", 100, "tea")}));
+  EXPECT_EQ(idsOf(waitFor(repository->search("tea", {}))),
+            (std::vector<std::string>{"e", "d", "c", "b", "a"}));
+}
+
+TEST_F(StoreTest, aHitThatNoLongerDecodesIsReportedAndLeftOut) {
+  auto repository = open();
+  waitFor(repository->receive(fixedRoom()));
+  repository.reset();
+  RawDatabase(file()).execute("UPDATE messages SET body = '[' WHERE message_id = 'm19'");
+  repository = open();
+  Recorder<std::vector<UnreadableRow>> reports;
+  const auto subscription = reports.subscribeTo(repository->observeUnreadableRows());
+  EXPECT_EQ(idsOf(waitFor(repository->search("lisbon", {}))),
+            (std::vector<std::string>{"m13", "m01"}));
+  ASSERT_TRUE(reports.waitForCount(1));
+  ASSERT_EQ(reports.values()[0].size(), 1u);
+  EXPECT_EQ(reports.values()[0][0].messageID, "m19");
+}
+
+// ---- queries refused ----
+
+struct MalformedCase {
+  const char* name;
+  std::string query;
+  const char* why;
+  std::string quoted = query;  // as the message quotes it
+};
+
+class MalformedQueryTest : public StoreTest, public ::testing::WithParamInterface<MalformedCase> {};
+
+TEST_P(MalformedQueryTest, failsSayingWhy) {
+  const MalformedCase& row = GetParam();
+  auto repository = open();
+  waitFor(repository->receive(fixedRoom()));
+  try {
+    waitFor(repository->search(row.query, {}));
+    FAIL() << "searched";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.code(), StoreError::Code::invalidQuery);
+    EXPECT_FALSE(error.isLasting());
+    EXPECT_EQ(std::string(error.what()),
+              "the search query \"" + row.quoted + "\" is malformed: " + row.why);
+  }
+}
+
+std::string manyWords(int count) {
+  std::string query;
+  for (int i = 0; i < count; ++i) query += "lisbon ";
+  return query;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Queries, MalformedQueryTest,
+    ::testing::Values(
+        MalformedCase{"empty", "", "it has no word to search for"},
+        MalformedCase{"blanks", " \t\n", "it has no word to search for"},
+        MalformedCase{"onlyEmoji", "🎉 😀", "it has no word to search for"},
+        MalformedCase{"onlyPunctuation", "?! \"...\"", "it has no word to search for"},
+        MalformedCase{"anUnclosedQuote", "\"lisbon crew", "a quote is not closed"},
+        MalformedCase{"aLeadingStar", "*bon", "a star must end a word or a quoted phrase"},
+        MalformedCase{"aStarInsideAWord", "lis*bon", "a star must end a word or a quoted phrase"},
+        MalformedCase{"twoStars", "lisbon**", "a star must end a word or a quoted phrase"},
+        MalformedCase{"aStarAlone", "lisbon *", "a star must end a word or a quoted phrase"},
+        MalformedCase{"notUtf8", "lisb\xff", "it is not UTF-8 text"},
+        MalformedCase{"tooManyWords", manyWords(65), "it has more than 64 words",
+                      manyWords(11) + "lis…"},
+        MalformedCase{"aLongQueryQuotedUpToACharacter", std::string(79, 'a') + "é\"",
+                      "a quote is not closed", std::string(79, 'a') + "…"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace tovanel::chat::store::test
