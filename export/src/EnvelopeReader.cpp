@@ -12,11 +12,8 @@ namespace {
 
 // The messageId of an envelope that failed, when it has a readable one.
 std::string readableMessageId(const Decoder& decoder) {
-  const auto envelope = decoder.keyedContainer();
-  if (!envelope) {
-    decoder.run().clearError();
-    return "?";
-  }
+  const auto envelope = decoder.tryContainer();
+  if (!envelope) return "?";
   return envelope->decodeTolerantly<std::string>("messageId").value_or("?");
 }
 

@@ -1,6 +1,7 @@
 #include "tovanel/chat/export/ExportReader.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -21,7 +22,10 @@ std::string describePlace(ExportFormat format, std::uint64_t place) {
 }
 
 ExportReader::ExportReader(Input& input, ReadingOptions options)
-    : input_(input), options_(options), block_(std::max(options.blockSize, kSmallestBlock)) {}
+    : input_(input), options_(options), block_(std::max(options.blockSize, kSmallestBlock)) {
+  // Room for the byte that shows a message is too long.
+  options_.maximumMessageSize = std::min(options_.maximumMessageSize, SIZE_MAX - 1);
+}
 
 ExportFormat ExportReader::format() {
   if (stage_ == Stage::start) begin();
@@ -91,7 +95,7 @@ void ExportReader::keep(std::string_view part, bool& oversized) {
   const std::size_t needed = pending_.size() + part.size();
   if (needed > most) {
     oversized = true;
-    pending_.clear();
+    std::string().swap(pending_);  // what the message took goes back
     return;
   }
   if (needed > pending_.capacity()) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -125,6 +126,7 @@ std::size_t Input::read(char* buffer, std::size_t capacity) {
 
 std::string Input::readAll(std::size_t limit) {
   constexpr std::size_t kBlock = std::size_t{64} << 10;
+  limit = std::min(limit, SIZE_MAX - 1);  // room for the byte beyond it
   std::string text;
   for (;;) {
     const std::size_t room = std::min(kBlock, limit + 1 - text.size());

@@ -18,12 +18,12 @@ struct BodyPayloadOps {
   static const T& payload(const detail::BodyPayloadHeader* header) {
     return static_cast<const Box*>(header)->value;
   }
-  static bool decode(const Decoder& decoder, Body& out) {
+  static coding::Status decode(const Decoder& decoder, Body& out) {
     // Decoded in place, in the allocation the body will keep.
-    auto box = std::make_unique<Box>(T::kind, coding::Access::construct<T>());
-    if (!coding::Codec<T>::decode(decoder, box->value)) return false;
-    out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
-    return true;
+    auto box = coding::Access::decodeHeld<T, Box>(decoder, T::kind);
+    if (!box) return box.status();
+    out = Body(static_cast<const detail::BodyPayloadHeader*>(box->release()));
+    return {};
   }
   static void encode(const detail::BodyPayloadHeader* header, Encoder& encoder) {
     coding::Codec<T>::encode(encoder, payload(header));
@@ -45,7 +45,7 @@ struct BodyPayloadOps {
 namespace {
 
 struct PayloadOps {
-  bool (*decode)(const Decoder&, Body&) = nullptr;  // null: a kind without payload
+  coding::Status (*decode)(const Decoder&, Body&) = nullptr;  // null: a kind without payload
   void (*encode)(const detail::BodyPayloadHeader*, Encoder&) = nullptr;
   bool (*equal)(const detail::BodyPayloadHeader*, const detail::BodyPayloadHeader*) = nullptr;
   void (*hash)(const detail::BodyPayloadHeader*, Hasher&) = nullptr;
@@ -86,10 +86,9 @@ constexpr std::string_view kPayloadFailedLine = "[Body] Can't decode due to erro
 
 }  // namespace
 
-const char* Body::BodyDecodingError::what() const noexcept {
-  return "bodyTypeMissing: the decoder holds no body kind; prepare it with "
-         "prepareForBodyDecoding() and write the kind into its box before decoding a body";
-}
+Body::BodyDecodingError::BodyDecodingError()
+    : Error("bodyTypeMissing: the decoder holds no body kind; prepare it with "
+            "prepareForBodyDecoding() and write the kind into its box before decoding a body") {}
 
 void Body::release() noexcept {
   if (isInline()) return;
@@ -100,38 +99,35 @@ void Body::release() noexcept {
   bits_ = 0;
 }
 
-bool Body::decodeInto(const Decoder& decoder, Body& out) {
-  const BodyTypeBox* box = tovanel::chat::bodyType(decoder.userInfo());
+coding::Status Body::tryDecode(const Decoder& decoder, Body& out) {
+  const BodyTypeBox* box = tovanel::chat::bodyType(decoder);
   if (box == nullptr || !box->value) {
     detail::writeDiagnosticLine(decoder, kPrepareLine);
-    const BodyDecodingError error;
-    decoder.run().fail(std::make_exception_ptr(error), error.what());
-    return false;
+    return decoder.failure(std::make_exception_ptr(BodyDecodingError()));
   }
-  return decodeInto(decoder, *box->value, out);
+  return tryDecode(decoder, *box->value, out);
 }
 
-bool Body::decodeInto(const Decoder& decoder, BodyType kind, Body& out) {
+coding::Status Body::tryDecode(const Decoder& decoder, BodyType kind, Body& out) {
   const PayloadOps& ops = opsOf(kind);
   if (ops.decode == nullptr) {
     out = Body(kind);  // nothing is read, whatever the value holds
-    return true;
+    return {};
   }
-  DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
-  if (ops.decode(decoder, out)) return true;
-  detail::writeDiagnosticLine(decoder, kPayloadFailedLine, decoder.run().errorDescription());
-  return false;
+  coding::Status status = ops.decode(decoder, out);
+  if (!status) detail::writeDiagnosticLine(decoder, kPayloadFailedLine, status);
+  return status;
 }
 
 Body Body::decode(const Decoder& decoder) {
   Body out;
-  if (!decodeInto(decoder, out)) decoder.run().rethrow();
+  if (coding::Status status = tryDecode(decoder, out); !status) status.raise();
   return out;
 }
 
 Body Body::decode(const Decoder& decoder, BodyType kind) {
   Body out;
-  if (!decodeInto(decoder, kind, out)) decoder.run().rethrow();
+  if (coding::Status status = tryDecode(decoder, kind, out); !status) status.raise();
   return out;
 }
 

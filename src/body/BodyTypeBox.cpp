@@ -11,11 +11,15 @@ const CodingUserInfoKey& bodyTypeKey() {
 
 void prepareForBodyDecoding(JSONDecoder& decoder) {
   decoder.userInfo.insert_or_assign(bodyTypeKey(),
-                                    std::any(coding::BoxFactory::make<BodyType>()));
+                                    std::any(std::shared_ptr<BodyTypeBox>(new BodyTypeBox())));
 }
 
 BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept {
-  return coding::findBox<BodyType>(userInfo, bodyTypeKey());
+  return coding::detail::findBox<BodyType>(userInfo, bodyTypeKey());
 }
+
+BodyTypeBox* bodyType(const JSONDecoder& decoder) noexcept { return bodyType(decoder.userInfo); }
+
+BodyTypeBox* bodyType(const Decoder& decoder) noexcept { return bodyType(decoder.userInfo()); }
 
 }  // namespace tovanel::chat

@@ -6,12 +6,13 @@
 
 namespace tovanel::chat::detail {
 
-void writeDiagnosticLine(const Decoder& decoder, std::string_view text, std::string_view appended) {
-  const DiagnosticSink& sink = decoder.run().owner().diagnosticSink;
+void writeDiagnosticLine(const Decoder& decoder, std::string_view text,
+                         const coding::Status& failure) {
+  const DiagnosticSink& sink = decoder.owner().diagnosticSink;
   if (!sink) return;
-  std::string line;
-  line.reserve(text.size() + appended.size() + 1);
-  line.append(text).append(appended).push_back('\n');
+  std::string line(text);
+  if (!failure) line += failure.describe();
+  line += '\n';
   sink(line);
 }
 

@@ -3,15 +3,14 @@
 
 #include <string_view>
 
-namespace tovanel::chat {
-class Decoder;
-}
+#include "tovanel/chat/coding/Decoder.hpp"
 
 namespace tovanel::chat::detail {
 
-/// Hands `text`, then `appended`, then a newline, to the diagnostic sink of the JSONDecoder whose
-/// run `decoder` belongs to, as one line.
+/// Hands `text`, then the description of `failure` when there is one, then a newline, to the
+/// diagnostic sink of the JSONDecoder whose decode `decoder` belongs to, as one line. Describes
+/// the failure only when there is a sink.
 void writeDiagnosticLine(const Decoder& decoder, std::string_view text,
-                         std::string_view appended = {});
+                         const coding::Status& failure = {});
 
 }  // namespace tovanel::chat::detail

@@ -6,47 +6,61 @@
 
 namespace tovanel::chat::coding {
 
-bool Codec<Date>::decode(const Decoder& decoder, Date& out) {
+namespace {
+// What the strategies that read numbers expect, naming the strategy: text is a sign that the
+// caller meant another one.
+constexpr std::string_view kExpectedNumber[] = {
+    "a number of seconds since 2001-01-01T00:00:00Z (the dateDecodingStrategy deferredToDate; "
+    "ISO 8601 text needs iso8601)",
+    "a number of seconds since 1970-01-01T00:00:00Z (the dateDecodingStrategy "
+    "secondsSince1970; ISO 8601 text needs iso8601)",
+    "a number of milliseconds since 1970-01-01T00:00:00Z (the dateDecodingStrategy "
+    "millisecondsSince1970; ISO 8601 text needs iso8601)",
+};
+}  // namespace
+
+Status Codec<Date>::tryDecode(const Decoder& decoder, Date& out) {
   const DateDecodingStrategy& strategy = decoder.owner().dateDecodingStrategy;
   switch (strategy.kind) {
     case DateStrategyKind::deferredToDate:
     case DateStrategyKind::secondsSince1970:
     case DateStrategyKind::millisecondsSince1970: {
       double number = 0;
-      if (!decoder.read(number)) return false;
+      if (!decoder.tryRead(number)) {
+        return decoder.expecting(kExpectedNumber[static_cast<std::size_t>(strategy.kind)]);
+      }
       out = strategy.kind == DateStrategyKind::deferredToDate ? Date::sinceReferenceDate(number)
             : strategy.kind == DateStrategyKind::secondsSince1970
                 ? Date::since1970(number)
                 : Date::since1970(number / 1000.0);
-      return true;
+      return {};
     }
     case DateStrategyKind::iso8601: {
       std::string_view text;
-      if (!decoder.read(text)) return false;
+      if (Status status = decoder.tryRead(text); !status) return status;
       if (const auto date = Date::fromISO8601(text)) {
         out = *date;
-        return true;
+        return {};
       }
       std::string message = "expected an ISO 8601 date-time such as 2026-11-22T10:00:00Z, found \"";
       message.append(text).append("\"");
-      return decoder.fail(DecodingError::Kind::dataCorrupted, message);
+      return decoder.failure(DecodingError::Kind::dataCorrupted, std::move(message));
     }
     case DateStrategyKind::custom:
       if (!strategy.read) {
-        return decoder.fail(DecodingError::Kind::dataCorrupted,
-                            "the custom date strategy has no function");
+        return decoder.failure(DecodingError::Kind::dataCorrupted,
+                               "the custom date strategy has no function");
       }
       try {
         out = strategy.read(decoder);
-        return true;
-      } catch (const DecodingError& error) {
-        decoder.run().fail(std::current_exception(), error.what());
-        return false;
+        return {};
+      } catch (const DecodingError&) {
+        return decoder.failure(std::current_exception());
       } catch (const std::exception& error) {
-        return decoder.fail(DecodingError::Kind::dataCorrupted, error.what());
+        return decoder.failure(DecodingError::Kind::dataCorrupted, error.what());
       }
   }
-  return false;
+  return decoder.failure(DecodingError::Kind::dataCorrupted, "an unknown date strategy");
 }
 
 void Codec<Date>::encode(Encoder& encoder, const Date& value) {

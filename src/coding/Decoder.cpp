@@ -20,24 +20,27 @@ static_assert(simdjson::SIMDJSON_VERSION_MAJOR == 3,
 
 namespace tovanel::chat {
 
+namespace coding::detail {
+/// The parsed text of one decode: the tape and strings of simdjson's document, the decoder whose
+/// decode it is, and the errors caught during the decode (which Status values refer to).
+struct Document {
+  const std::uint64_t* tape = nullptr;
+  const std::uint8_t* strings = nullptr;
+  const JSONDecoder* owner = nullptr;
+  mutable std::vector<std::exception_ptr> caught;
+};
+}  // namespace coding::detail
+
 namespace {
-using simdjson::dom::element;
 
-static_assert(sizeof(element) == sizeof(coding::JsonRef));
-static_assert(std::is_trivially_copyable_v<element>);
-
-element toElement(coding::JsonRef ref) noexcept { return std::bit_cast<element>(ref); }
+using coding::Status;
 
 // The tape, read directly where the element API would only add checks: one 64-bit word per
 // value (two for numbers), its type in the top byte; a string word holds the offset of the
 // string's 32-bit length, which its bytes follow; an object's or array's opening word holds the
 // position just past its closing word.
-const simdjson::dom::document& documentOf(coding::JsonRef ref) noexcept {
-  return *static_cast<const simdjson::dom::document*>(ref.document);
-}
 constexpr int kTypeShift = 56;
 char typeOf(std::uint64_t word) noexcept { return static_cast<char>(word >> kTypeShift); }
-std::uint64_t wordAt(coding::JsonRef ref) noexcept { return documentOf(ref).tape[ref.index]; }
 
 std::string_view stringAt(const std::uint8_t* strings, std::uint64_t word) noexcept {
   const std::uint8_t* at = strings + (word & simdjson::internal::JSON_VALUE_MASK);
@@ -160,6 +163,70 @@ std::string formatNumber(double number) {
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
   return std::string(buffer, result.ptr);
 }
+
+// The path from the top-level value to the value at `target`, found by walking the tape from
+// the top: decoders keep no path of their own, and only an error needs one.
+CodingPath pathTo(const coding::detail::Document& document, std::size_t target) {
+  const std::uint64_t* tape = document.tape;
+  CodingPath path;
+  std::size_t at = 1;
+  while (at != target) {
+    const std::uint64_t word = tape[at];
+    const char type = typeOf(word);
+    if (type != '{' && type != '[') break;
+    const auto end = static_cast<std::uint32_t>(word) - 1;
+    bool inside = false;
+    int index = 0;
+    for (std::uint32_t position = static_cast<std::uint32_t>(at) + 1; position < end; ++index) {
+      const std::uint32_t value = type == '{' ? position + 1 : position;
+      const std::uint32_t next = after(tape, value);
+      if (target >= value && target < next) {
+        path.push_back(type == '{'
+                           ? CodingKey::key(std::string(stringAt(document.strings, tape[position])))
+                           : CodingKey::index(index));
+        at = value;
+        inside = true;
+        break;
+      }
+      position = next;
+    }
+    if (!inside) break;
+  }
+  return path;
+}
+
+JsonType typeAt(const coding::detail::Document& document, std::size_t index) noexcept {
+  switch (typeOf(document.tape[index])) {
+    case 't':
+    case 'f':
+      return JsonType::boolean;
+    case 'l':
+    case 'u':
+      return JsonType::integer;
+    case 'd':
+      return JsonType::number;
+    case '"':
+      return JsonType::string;
+    case '[':
+      return JsonType::array;
+    case '{':
+      return JsonType::object;
+    default:
+      return JsonType::null;
+  }
+}
+
+// The description of a number that no 64-bit integer holds.
+std::string describeUnfitNumber(const std::uint64_t* tape) {
+  if (typeOf(tape[0]) == 'u') {
+    return "the number " + std::to_string(tape[1]) + " does not fit in a signed 64-bit integer";
+  }
+  const auto number = std::bit_cast<double>(tape[1]);
+  const bool whole = std::trunc(number) == number;
+  return "the number " + formatNumber(number) +
+         (whole ? " does not fit in a signed 64-bit integer" : " is not a whole number");
+}
+
 }  // namespace
 
 std::string_view describe(JsonType type) noexcept {
@@ -182,239 +249,200 @@ std::string_view describe(JsonType type) noexcept {
   return "a value";
 }
 
-CodingPath coding::detail::pathOf(const PathLink& link) {
-  std::size_t depth = 0;
-  for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) ++depth;
-  CodingPath path(depth);
-  for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) {
-    const auto& step = l->step;
-    path[--depth] = step.key != nullptr ? CodingKey::key(std::string(step.key, step.keySizeOrIndex))
-                                        : CodingKey::index(static_cast<int>(step.keySizeOrIndex));
+// ---- Status ----
+
+DecodingError Status::error() const {
+  const coding::detail::Document& document = *document_;
+  const auto quoted = [&] {
+    return '"' + std::string(stringAt(document.strings, document.tape[at_])) + '"';
+  };
+  switch (reason_) {
+    case Status::Reason::missingKey: {
+      CodingPath path = pathTo(document, at_);
+      path.push_back(CodingKey::key(std::string(detail_)));
+      std::string message = "no value for the key \"";
+      message.append(detail_).append("\"");
+      return DecodingError(DecodingError::Kind::keyNotFound, std::move(path), std::move(message));
+    }
+    case Status::Reason::expected: {
+      const JsonType found = typeAt(document, at_);
+      std::string message = "expected ";
+      message.append(detail_).append(", found ").append(chat::describe(found));
+      return DecodingError(found == JsonType::null ? DecodingError::Kind::valueNotFound
+                                                   : DecodingError::Kind::typeMismatch,
+                           pathTo(document, at_), std::move(message));
+    }
+    case Status::Reason::numberDoesNotFit:
+      return DecodingError(DecodingError::Kind::dataCorrupted, pathTo(document, at_),
+                           describeUnfitNumber(document.tape + at_));
+    case Status::Reason::invalidRawValue:
+      return DecodingError::invalidRawValue(pathTo(document, at_), detail_, quoted());
+    case Status::Reason::noMoreElements:
+      return DecodingError(DecodingError::Kind::valueNotFound, pathTo(document, at_),
+                           "the array has no more elements");
+    case Status::Reason::none:
+    case Status::Reason::caught:
+      break;
   }
-  return path;
+  return DecodingError(DecodingError::Kind::dataCorrupted, {}, "the value could not be decoded");
 }
 
-// ---- DecodingRun ----
+void Status::raise() const {
+  if (reason_ == Status::Reason::caught) std::rethrow_exception(document_->caught[at_]);
+  throw error();
+}
 
-void DecodingRun::rethrow() {
-  std::exception_ptr error = std::move(error_);
-  const bool quietFailure = !error;
-  clearError();
-  if (quietFailure) {
-    throw DecodingError(DecodingError::Kind::dataCorrupted, {}, "the value could not be decoded");
+std::string Status::describe() const {
+  if (reason_ == Status::Reason::caught) {
+    try {
+      std::rethrow_exception(document_->caught[at_]);
+    } catch (const std::exception& caught) {
+      return caught.what();
+    }
   }
-  std::rethrow_exception(error);
-}
-
-void DecodingRun::clearError() noexcept {
-  failed_ = false;
-  error_ = nullptr;
-  description_.clear();
-}
-
-void DecodingRun::fail(std::exception_ptr error, std::string description) {
-  failed_ = true;
-  error_ = std::move(error);
-  description_ = std::move(description);
-}
-
-const coding::detail::PathLink* DecodingRun::pinned(const coding::detail::PathLink& link) {
-  static const coding::detail::PathLink kRoot{};
-  if (link.parent == nullptr) return &kRoot;
-  PinnedLink& node = pinned_.emplace_front();
-  node.link.parent = pinned(*link.parent);
-  node.link.step = link.step;
-  if (link.step.key != nullptr) {
-    node.key.assign(link.step.key, link.step.keySizeOrIndex);
-    node.link.step.key = node.key.data();
-  }
-  return &node.link;
+  return error().what();
 }
 
 // ---- Decoder ----
 
-const UserInfo& Decoder::userInfo() const noexcept { return run_->owner().userInfo; }
+const JSONDecoder& Decoder::owner() const noexcept { return *document_->owner; }
 
-CodingPath Decoder::codingPath() const { return coding::detail::pathOf(link_); }
+const UserInfo& Decoder::userInfo() const noexcept { return document_->owner->userInfo; }
 
-JsonType Decoder::type() const noexcept {
-  switch (typeOf(wordAt(value_))) {
-    case 't':
-    case 'f':
-      return JsonType::boolean;
-    case 'l':
-    case 'u':
-      return JsonType::integer;
-    case 'd':
-      return JsonType::number;
-    case '"':
-      return JsonType::string;
-    case '[':
-      return JsonType::array;
-    case '{':
-      return JsonType::object;
-    default:
-      return JsonType::null;
-  }
+CodingPath Decoder::codingPath() const { return pathTo(*document_, index_); }
+
+JsonType Decoder::type() const noexcept { return typeAt(*document_, index_); }
+
+Status Decoder::expecting(std::string_view what) const noexcept {
+  return Status(Status::Reason::expected, document_, index_, what);
 }
 
-bool Decoder::fail(DecodingError::Kind kind, std::string_view message) const {
-  if (run_->quiet_ > 0) {
-    run_->failed_ = true;  // the caller discards it: no need to build the error
-    return false;
-  }
-  DecodingError error(kind, codingPath(), std::string(message));
-  std::string description = error.what();
-  run_->fail(std::make_exception_ptr(std::move(error)), std::move(description));
-  return false;
+Status Decoder::failure(DecodingError::Kind kind, std::string message) const {
+  return failure(std::make_exception_ptr(DecodingError(kind, codingPath(), std::move(message))));
 }
 
-bool Decoder::failExpecting(std::string_view what) const {
-  const JsonType found = type();
-  if (run_->quiet_ > 0) return fail(DecodingError::Kind::typeMismatch, {});
-  std::string message = "expected ";
-  message += what;
-  message += ", found ";
-  message += describe(found);
-  return fail(found == JsonType::null ? DecodingError::Kind::valueNotFound
-                                      : DecodingError::Kind::typeMismatch,
-              message);
+Status Decoder::failure(std::exception_ptr error) const {
+  document_->caught.push_back(std::move(error));
+  return Status(Status::Reason::caught, document_, document_->caught.size() - 1);
 }
 
-bool Decoder::read(std::string_view& out) const {
-  const simdjson::dom::document& document = documentOf(value_);
-  const std::uint64_t word = document.tape[value_.index];
-  if (typeOf(word) != '"') return failExpecting("a string");
-  out = stringAt(document.string_buf.get(), word);
-  return true;
+Status Decoder::tryRead(std::string_view& out) const noexcept {
+  const std::uint64_t word = document_->tape[index_];
+  if (typeOf(word) != '"') return expecting("a string");
+  out = stringAt(document_->strings, word);
+  return {};
 }
 
-bool Decoder::read(std::string& out) const {
-  const simdjson::dom::document& document = documentOf(value_);
-  const std::uint64_t word = document.tape[value_.index];
-  if (typeOf(word) != '"') return failExpecting("a string");
-  const std::string_view text = stringAt(document.string_buf.get(), word);
+Status Decoder::tryRead(std::string& out) const {
+  const std::uint64_t word = document_->tape[index_];
+  if (typeOf(word) != '"') return expecting("a string");
+  const std::string_view text = stringAt(document_->strings, word);
   out.assign(text.data(), text.size());
-  return true;
+  return {};
 }
 
-bool Decoder::read(std::int64_t& out) const {
-  const std::uint64_t* tape = documentOf(value_).tape.get() + value_.index;
+Status Decoder::tryRead(std::int64_t& out) const noexcept {
+  const std::uint64_t* tape = document_->tape + index_;
   switch (typeOf(tape[0])) {
     case 'l':
       out = std::bit_cast<std::int64_t>(tape[1]);
-      return true;
+      return {};
     case 'u':
-      return fail(
-          DecodingError::Kind::dataCorrupted,
-          "the number " + std::to_string(tape[1]) + " does not fit in a signed 64-bit integer");
+      return Status(Status::Reason::numberDoesNotFit, document_, index_);
     case 'd': {
       const auto number = std::bit_cast<double>(tape[1]);
       // Whole numbers written with a fraction or an exponent (5.0, 1e2) read as integers.
       if (std::trunc(number) == number && number >= -9223372036854775808.0 &&
           number < 9223372036854775808.0) {
         out = static_cast<std::int64_t>(number);
-        return true;
+        return {};
       }
-      const bool whole = std::trunc(number) == number;
-      return fail(
-          DecodingError::Kind::dataCorrupted,
-          "the number " + formatNumber(number) +
-              (whole ? " does not fit in a signed 64-bit integer" : " is not a whole number"));
+      return Status(Status::Reason::numberDoesNotFit, document_, index_);
     }
     default:
-      return failExpecting("an integer");
+      return expecting("an integer");
   }
 }
 
-bool Decoder::read(double& out) const {
-  const std::uint64_t* tape = documentOf(value_).tape.get() + value_.index;
+Status Decoder::tryRead(double& out) const noexcept {
+  const std::uint64_t* tape = document_->tape + index_;
   switch (typeOf(tape[0])) {
     case 'l':
       out = static_cast<double>(std::bit_cast<std::int64_t>(tape[1]));
-      return true;
+      return {};
     case 'u':
       out = static_cast<double>(tape[1]);
-      return true;
+      return {};
     case 'd':
       out = std::bit_cast<double>(tape[1]);
-      return true;
+      return {};
     default:
-      return failExpecting("a number");
+      return expecting("a number");
   }
 }
 
-bool Decoder::read(bool& out) const {
-  switch (typeOf(wordAt(value_))) {
+Status Decoder::tryRead(bool& out) const noexcept {
+  switch (typeOf(document_->tape[index_])) {
     case 't':
       out = true;
-      return true;
+      return {};
     case 'f':
       out = false;
-      return true;
+      return {};
     default:
-      return failExpecting("a boolean");
+      return expecting("a boolean");
   }
 }
 
-std::optional<KeyedDecodingContainer> Decoder::keyedContainer() const {
-  if (typeOf(wordAt(value_)) != '{') {
-    failExpecting("an object");
-    return std::nullopt;
-  }
-  return std::optional<KeyedDecodingContainer>(std::in_place, *this,
-                                               KeyedDecodingContainer::Opening());
+coding::Result<KeyedDecodingContainer> Decoder::tryContainer() const noexcept {
+  if (typeOf(document_->tape[index_]) != '{') return expecting("an object");
+  return KeyedDecodingContainer(*this);
 }
 
-std::optional<KeyedDecodingContainer> Decoder::keyedContainer(coding::KeyTable keys) const {
-  if (typeOf(wordAt(value_)) != '{') {
-    failExpecting("an object");
-    return std::nullopt;
-  }
-  return std::optional<KeyedDecodingContainer>(std::in_place, *this,
-                                               KeyedDecodingContainer::Opening(), keys);
+coding::Result<KeyedDecodingContainer> Decoder::tryContainer(
+    coding::detail::KeyTable keys) const noexcept {
+  if (typeOf(document_->tape[index_]) != '{') return expecting("an object");
+  return KeyedDecodingContainer(*this, keys);
 }
 
-std::optional<UnkeyedDecodingContainer> Decoder::arrayContainer() const {
-  simdjson::dom::array array;
-  if (toElement(value_).get_array().get(array) != simdjson::SUCCESS) {
-    failExpecting("an array");
-    return std::nullopt;
-  }
-  std::size_t count = array.size();
-  if (count == 0xFFFFFF) {  // the tape saturates its count: count the long array by hand
+coding::Result<UnkeyedDecodingContainer> Decoder::tryUnkeyedContainer() const noexcept {
+  const std::uint64_t word = document_->tape[index_];
+  if (typeOf(word) != '[') return expecting("an array");
+  // The opening word holds the count beside the closing position, saturated at 24 bits: a
+  // longer array is counted by hand.
+  std::size_t count = (word >> 32) & 0xFFFFFF;
+  if (count == 0xFFFFFF) {
     count = 0;
-    for ([[maybe_unused]] element child : array) ++count;
+    const auto end = static_cast<std::uint32_t>(word) - 1;
+    for (auto at = static_cast<std::uint32_t>(index_) + 1; at < end; at = after(document_->tape, at)) {
+      ++count;
+    }
   }
-  return UnkeyedDecodingContainer(*this, count, value_.index + 1);
+  return UnkeyedDecodingContainer(*this, count);
 }
 
 KeyedDecodingContainer Decoder::container() const {
-  if (typeOf(wordAt(value_)) != '{') {
-    failExpecting("an object");
-    run_->rethrow();
-  }
-  return KeyedDecodingContainer(*this, KeyedDecodingContainer::Opening());
-}
-
-UnkeyedDecodingContainer Decoder::unkeyedContainer() const {
-  auto container = arrayContainer();
-  if (!container) run_->rethrow();
+  auto container = tryContainer();
+  if (!container) container.status().raise();
   return *container;
 }
 
-SingleValueDecodingContainer Decoder::singleValueContainer() const {
+UnkeyedDecodingContainer Decoder::unkeyedContainer() const {
+  auto container = tryUnkeyedContainer();
+  if (!container) container.status().raise();
+  return *container;
+}
+
+SingleValueDecodingContainer Decoder::singleValueContainer() const noexcept {
   return SingleValueDecodingContainer(*this);
 }
 
 // ---- KeyedDecodingContainer ----
 
-KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening) noexcept
-    : self_(self) {
-  const simdjson::dom::document& document = documentOf(self_.value_);
-  const std::uint64_t* tape = tape_ = document.tape.get();
-  const std::uint8_t* strings = strings_ = document.string_buf.get();
-  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {
+  const std::uint64_t* tape = tape_ = self_.document_->tape;
+  const std::uint8_t* strings = strings_ = self_.document_->strings;
+  const auto start = static_cast<std::uint32_t>(self_.index_);
   const std::uint32_t end = end_ = static_cast<std::uint32_t>(tape[start]) - 1;
   std::uint32_t count = 0;
   for (std::uint32_t position = start + 1; position < end; position = after(tape, position + 1)) {
@@ -438,13 +466,12 @@ KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening) noe
   indexed_ = true;
 }
 
-KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening,
-                                               coding::KeyTable table) noexcept
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self,
+                                               coding::detail::KeyTable table) noexcept
     : self_(self), table_(table.keys), entries_(static_cast<std::uint32_t>(table.size)) {
-  const simdjson::dom::document& document = documentOf(self_.value_);
-  const std::uint64_t* tape = tape_ = document.tape.get();
-  const std::uint8_t* strings = strings_ = document.string_buf.get();
-  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+  const std::uint64_t* tape = tape_ = self_.document_->tape;
+  const std::uint8_t* strings = strings_ = self_.document_->strings;
+  const auto start = static_cast<std::uint32_t>(self_.index_);
   const std::uint32_t end = end_ = static_cast<std::uint32_t>(tape[start]) - 1;
   const std::uint32_t entries = entries_;
   std::fill_n(keys_, entries, 0);
@@ -488,7 +515,7 @@ std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const 
           (entry.data() == key.data() || sameBytes(entry.data(), key.data(), key.size()))) {
         hint_ = i + 1;
         if (keys_[i] == 0) return std::nullopt;
-        return member(keys_[i], key);
+        return member(keys_[i]);
       }
     }
     return scan(key);  // a key the table does not list
@@ -498,7 +525,7 @@ std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const 
   if (i >= entries_) i = 0;
   if (keyIs(keys_[i], key)) {
     hint_ = i + 1;
-    return member(keys_[i], key);
+    return member(keys_[i]);
   }
   // A key whose filter bit is clear is none of the object's: absent keys cost no more comparison.
   const unsigned bit = filterBit(key);
@@ -508,7 +535,7 @@ std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const 
     if (i >= entries_) i = 0;
     if (keyIs(keys_[i], key)) {
       hint_ = i + 1;
-      return member(keys_[i], key);
+      return member(keys_[i]);
     }
   }
   return std::nullopt;
@@ -516,28 +543,23 @@ std::optional<Decoder> KeyedDecodingContainer::find(std::string_view key) const 
 
 std::optional<Decoder> KeyedDecodingContainer::scan(std::string_view key) const noexcept {
   std::optional<std::uint32_t> found;
-  const auto start = static_cast<std::uint32_t>(self_.value_.index);
+  const auto start = static_cast<std::uint32_t>(self_.index_);
   for (std::uint32_t position = start + 1; position < end_; position = after(tape_, position + 1)) {
     if (keyIs(position, key)) found = position;
   }
   if (!found) return std::nullopt;
-  return member(*found, key);
+  return member(*found);
 }
 
-bool KeyedDecodingContainer::failKeyNotFound(std::string_view key) const {
-  const Decoder missing(self_.value_, self_.run(), self_,
-                        coding::detail::PathStep{key.data(), key.size()});
-  std::string message = "no value for the key \"";
-  message += key;
-  message += '"';
-  return missing.fail(DecodingError::Kind::keyNotFound, message);
+Status KeyedDecodingContainer::missing(std::string_view key) const noexcept {
+  return Status(Status::Reason::missingKey, self_.document_, self_.index_, key);
 }
 
 std::vector<std::string> KeyedDecodingContainer::allKeys() const {
   std::vector<std::string> keys;
-  const simdjson::dom::object object = toElement(self_.value_).get_object().value_unsafe();
-  for (const auto field : object) {
-    keys.emplace_back(field.key);
+  for (std::uint32_t position = static_cast<std::uint32_t>(self_.index_) + 1; position < end_;
+       position = after(tape_, position + 1)) {
+    keys.emplace_back(stringAt(strings_, tape_[position]));
   }
   return keys;
 }
@@ -547,39 +569,28 @@ bool KeyedDecodingContainer::decodeNil(std::string_view key) const {
 }
 
 Decoder KeyedDecodingContainer::nestedDecoder(std::string_view key) const {
-  auto value = find(key);
-  if (!value) {
-    failKeyNotFound(key);
-    self_.run().rethrow();
-  }
-  // The result may outlive this container (decoder.container().nestedDecoder("k")), so its path
-  // must not point into it.
-  value->link_ = *self_.run().pinned(value->link_);
+  const auto value = find(key);
+  if (!value) missing(key).raise();
   return *value;
 }
 
 // ---- UnkeyedDecodingContainer ----
 
 Decoder UnkeyedDecodingContainer::next() noexcept {
-  const coding::JsonRef ref{self_.value_.document, cursor_};
-  const Decoder element(ref, self_.run(), self_, coding::detail::PathStep{nullptr, index_});
-  cursor_ = simdjson::internal::tape_ref(static_cast<const simdjson::dom::document*>(ref.document),
-                                         cursor_)
-                .after_element();
+  const Decoder element(self_.document_, cursor_);
+  cursor_ = after(self_.document_->tape, static_cast<std::uint32_t>(cursor_));
   ++index_;
   return element;
 }
 
+Status UnkeyedDecodingContainer::noMoreElements() const noexcept {
+  return Status(Status::Reason::noMoreElements, self_.document_, self_.index_);
+}
+
 // ---- raw values ----
 
-bool coding::failInvalidRawValue(const Decoder& decoder, std::string_view typeName,
-                                 std::string_view text) {
-  std::string message = "cannot initialize ";
-  message += typeName;
-  message += " from invalid raw value \"";
-  message += text;
-  message += '"';
-  return decoder.fail(DecodingError::Kind::dataCorrupted, message);
+Status Decoder::invalidRawValue(std::string_view typeName) const noexcept {
+  return Status(Status::Reason::invalidRawValue, document_, index_, typeName);
 }
 
 // ---- parsing ----
@@ -590,6 +601,7 @@ bool coding::detail::isValidUtf8(std::string_view text) noexcept {
 
 struct JSONDecoder::Parser {
   simdjson::dom::parser parser;
+  coding::detail::Document document;
 };
 
 JSONDecoder::JSONDecoder() : parser_(std::make_unique<Parser>()) {}
@@ -597,7 +609,7 @@ JSONDecoder::~JSONDecoder() = default;
 JSONDecoder::JSONDecoder(JSONDecoder&&) noexcept = default;
 JSONDecoder& JSONDecoder::operator=(JSONDecoder&&) noexcept = default;
 
-coding::JsonRef JSONDecoder::parse(std::string_view json) {
+Decoder JSONDecoder::parse(std::string_view json) {
   if (json.size() > maximumDocumentSize) {
     failText("the text is " + std::to_string(json.size()) + " bytes long, more than the " +
              std::to_string(maximumDocumentSize) + " bytes of the decoder's maximumDocumentSize");
@@ -620,7 +632,14 @@ coding::JsonRef JSONDecoder::parse(std::string_view json) {
   if (const auto error = parser.parse(json.data(), json.size(), true).get(root)) {
     failText(describeParseFailure(error, json, maximumDepth));
   }
-  return std::bit_cast<coding::JsonRef>(root);
+  const simdjson::dom::document& parsed = parser.doc;
+  coding::detail::Document& document = parser_->document;
+  document.tape = parsed.tape.get();
+  document.strings = parsed.string_buf.get();
+  document.owner = this;
+  document.caught.clear();
+  static_cast<void>(root);
+  return Decoder(&document, 1);  // the top-level value follows the root word
 }
 
 }  // namespace tovanel::chat

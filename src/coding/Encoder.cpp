@@ -181,6 +181,18 @@ bool keyBefore(std::string_view out, std::size_t a, std::size_t b) noexcept {
 }
 }  // namespace
 
+CodingPath coding::detail::pathOf(const PathLink& link) {
+  std::size_t depth = 0;
+  for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) ++depth;
+  CodingPath path(depth);
+  for (const PathLink* l = &link; l->parent != nullptr; l = l->parent) {
+    const auto& step = l->step;
+    path[--depth] = step.key != nullptr ? CodingKey::key(std::string(step.key, step.keySizeOrIndex))
+                                        : CodingKey::index(static_cast<int>(step.keySizeOrIndex));
+  }
+  return path;
+}
+
 coding::detail::EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out) noexcept
     : owner(owner), out(out), formatting(owner.outputFormatting) {}
 

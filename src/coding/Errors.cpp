@@ -33,10 +33,17 @@ std::string describeError(std::string_view kind, const CodingPath& path,
 }  // namespace
 
 DecodingError::DecodingError(Kind kind, CodingPath codingPath, std::string debugDescription)
-    : kind_(kind),
+    : Error(describeError(kindName(kind), codingPath, debugDescription)),
+      kind_(kind),
       codingPath_(std::move(codingPath)),
-      debugDescription_(std::move(debugDescription)),
-      description_(describeError(kindName(kind_), codingPath_, debugDescription_)) {}
+      debugDescription_(std::move(debugDescription)) {}
+
+DecodingError DecodingError::invalidRawValue(CodingPath codingPath, std::string_view typeName,
+                                             std::string_view shown) {
+  std::string message = "cannot initialize ";
+  message.append(typeName).append(" from invalid raw value ").append(shown);
+  return DecodingError(Kind::dataCorrupted, std::move(codingPath), std::move(message));
+}
 
 std::string_view DecodingError::kindName(Kind kind) noexcept {
   switch (kind) {
@@ -53,8 +60,8 @@ std::string_view DecodingError::kindName(Kind kind) noexcept {
 }
 
 EncodingError::EncodingError(CodingPath codingPath, std::string debugDescription)
-    : codingPath_(std::move(codingPath)),
-      debugDescription_(std::move(debugDescription)),
-      description_(describeError("invalidValue", codingPath_, debugDescription_)) {}
+    : Error(describeError("invalidValue", codingPath, debugDescription)),
+      codingPath_(std::move(codingPath)),
+      debugDescription_(std::move(debugDescription)) {}
 
 }  // namespace tovanel::chat

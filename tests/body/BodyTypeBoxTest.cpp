@@ -34,12 +34,13 @@ struct Envelope {
   BodyType type = BodyType::action;
   Body body = Body::action();
 
-  static bool decodeInto(const Decoder& decoder, Envelope& out) {
+  static Envelope decode(const Decoder& decoder) {
     const auto container = decoder.container();
+    Envelope out;
     out.type = container.decode<BodyType>("type");
-    if (auto* box = bodyType(decoder.userInfo())) box->value = out.type;
+    if (auto* box = bodyType(decoder)) box->value = out.type;
     out.body = container.decode<Body>("body");
-    return true;
+    return out;
   }
 };
 

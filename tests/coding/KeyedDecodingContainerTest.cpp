@@ -60,12 +60,12 @@ enum class Lookup { byName, byNameWithTable, byPositionInTable };
 
 std::optional<std::int64_t> lookUp(const LookupRow& row, Lookup how) {
   std::vector<std::uint64_t> prefixes;
-  for (const auto key : row.table) prefixes.push_back(coding::keyPrefix(key));
-  const coding::KeyTable table{row.table.data(), prefixes.data(), row.table.size()};
+  for (const auto key : row.table) prefixes.push_back(coding::detail::keyPrefix(key));
+  const coding::detail::KeyTable table{row.table.data(), prefixes.data(), row.table.size()};
   JSONDecoder decoder;
   return decoder.decode(row.json, [&](const Decoder& root) -> std::optional<std::int64_t> {
     const auto container =
-        how == Lookup::byName ? root.keyedContainer() : root.keyedContainer(table);
+        how == Lookup::byName ? root.tryContainer() : root.tryContainer(table);
     std::optional<Decoder> value;
     if (how == Lookup::byPositionInTable) {
       std::size_t position = 0;
@@ -77,7 +77,7 @@ std::optional<std::int64_t> lookUp(const LookupRow& row, Lookup how) {
     }
     if (!value) return std::nullopt;
     std::int64_t number = 0;
-    if (!value->read(number)) return -1;
+    if (!value->tryRead(number)) return -1;
     return number;
   });
 }

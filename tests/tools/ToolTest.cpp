@@ -88,10 +88,13 @@ TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   }
   EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
   EXPECT_EQ(lineCount(run.err), row.errPrefix.empty() ? 0 : 1) << run.err;
+  // A sanitizer's shadow memory and quarantine grow with what the tool allocates and frees.
+#ifndef TOVANEL_SANITIZED
   if (row.growthMiB > 0) {
     EXPECT_LT(run.peakResidentKiB, smallRunPeakKiB() + row.growthMiB * 1024)
         << "a small run peaks at " << smallRunPeakKiB() << " KiB";
   }
+#endif
 }
 
 std::string envelope(const std::string& id, const std::string& room, const std::string& body,
@@ -154,6 +157,14 @@ std::vector<ToolRow> toolRows() {
       "seq 20000 | sed " +
       quoted("s/.*/" + envelope("m&", "r1", "{\"text\":\"" + std::string(400, 'x') + "\"}") + "/") +
       " > " + scratch("many.ndjson") + "; ";
+  // Thirty thousand messages a second apart, so that a page of the store holds a thousand.
+  const std::string secondsApart =
+      R"awk(awk 'BEGIN { for (i = 0; i < 30000; i++) printf "{\"messageId\":\"m%d\",\"roomId\":\"r1\",)awk"
+      R"awk(\"type\":\"text\",\"body\":{\"text\":\"%0200d\"},\"user\":{\"id\":\"u1\",)awk"
+      R"awk(\"firstName\":\"A\",\"lastName\":\"B\",\"followerCount\":0,\"followingCount\":0},)awk"
+      R"awk(\"createdAt\":\"2026-11-22T%02d:%02d:%02dZ\"}\n", i, i, i / 3600, i / 60 % 60, i % 60 }')awk"
+      " > " +
+      scratch("paged.ndjson") + "; ";
   const std::string bigRoom = "yes " + quoted(good) + " | head -n 5000 > " + scratch("big") + "; ";
 
   std::vector<ToolRow> rows{
@@ -359,6 +370,12 @@ std::vector<ToolRow> toolRows() {
        "═══ room r1 ═══\n──── Sunday 22 November 2026 ────\n10:00  @anna hi\n"
        "10:00  @anna hi again\n",
        ""},
+      // Memory holds a page of the store, not the room.
+      {"RoomOfAStorePagesInFlatMemory",
+       "sh:" + secondsApart + "\"$TOOL\" import " + scratch("paged.ndjson") + " --db " +
+           scratch("paged.db") + " >/dev/null; \"$TOOL\" room --db " + scratch("paged.db") +
+           " --room r1 | tail -n 1",
+       "", 0, "08:19  deleted account " + std::string(195, '0') + "29999\n", "", Out::exact, 16},
       {"ImportShowsProgressOnATerminal",
        "sh:\"$TOOL\" import " + room + " --db " + scratch("progress.db"), "", 0,
        "\rimported 2 messages...", "", Out::contains, 0, true},

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "Errors.hpp"
 #include "Output.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
 
@@ -10,12 +11,6 @@ namespace tovanel::chat::tool {
 std::string envelopeFailureLine(const exports::EnvelopeResult& result) {
   return "message " + std::to_string(result.number) + " (" + result.messageId +
          "): error: " + describeFailure(result.failure) + " (" + result.describePlace() + ")";
-}
-
-exports::ReadingOptions readingOptions(const ReadingSettings& settings) {
-  exports::ReadingOptions options;
-  options.maximumMessageSize = settings.maximumMessageSize;
-  return options;
 }
 
 int runCheck(const std::string& file, const ReadingSettings& settings) {

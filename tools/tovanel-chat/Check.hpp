@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "Errors.hpp"
+#include "Reading.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 
 namespace tovanel::chat::tool {
@@ -11,9 +11,6 @@ namespace tovanel::chat::tool {
 /// `message <n> (<messageId>): error: <kind>: <description> (<line or byte>)`: how a failing
 /// envelope is reported.
 std::string envelopeFailureLine(const exports::EnvelopeResult& result);
-
-/// The reading options of a command's settings.
-exports::ReadingOptions readingOptions(const ReadingSettings& settings);
 
 /// Prints a failure line for each failing message and `checked <N> messages: <K> ok, <F> failed`
 /// last. Returns 0 when none failed, else 1 (also when an array's frame is broken, reported on

@@ -2,23 +2,15 @@
 // The tool's failures, reported the same way by every command: a usage error (exit status 2), or
 // a failure of decoding, encoding or input (exit status 1) as `error: <kind>: <description>`.
 
-#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <string>
-
-#include "tovanel/chat/export/ExportReader.hpp"
 
 namespace tovanel::chat::tool {
 
 /// A mistake in how the tool was called, or an input it cannot read (exit status 2).
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
-};
-
-/// What every command that reads takes from the command line.
-struct ReadingSettings {
-  std::size_t maximumMessageSize = exports::ReadingOptions::kDefaultMaximumMessageSize;
 };
 
 /// `<kind>: <description>` of a failure of decoding or encoding (rethrows anything else).

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "Errors.hpp"
+#include "Reading.hpp"
 
 namespace tovanel::chat::tool {
 

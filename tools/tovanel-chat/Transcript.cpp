@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "Check.hpp"
+#include "Errors.hpp"
 #include "Output.hpp"
 #include "tovanel/chat.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"

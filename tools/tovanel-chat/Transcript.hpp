@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "Errors.hpp"
+#include "Reading.hpp"
 #include "tovanel/chat/message/ChatMessage.hpp"
 
 namespace tovanel::chat {

@@ -23,6 +23,7 @@
 #include "Check.hpp"
 #include "Errors.hpp"
 #include "Output.hpp"
+#include "Reading.hpp"
 #include "StoreCommands.hpp"
 #include "Subject.hpp"
 #include "Transcript.hpp"
@@ -140,7 +141,11 @@ int run(int argc, char** argv) {
                  "the longest message read, in bytes: a line or element of an export, or a whole "
                  "single value (units k, M, G of 1024; 64M unless set)")
       ->transform(CLI::AsSizeValue(false))
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Validator(
+          [](const std::string& bytes) {
+            return bytes == "0" ? std::string("a message of 0 bytes is no message") : std::string();
+          },
+          "at least 1"));
 
   std::string kind;
   std::string file = "-";

@@ -5,18 +5,23 @@
 
 namespace tovanel::chat {
 
-bool YoutubeBody::readDuration(const KeyedDecodingContainer& container, std::string_view key,
-                               std::optional<double>& out) {
-  // Two quiet attempts under the same key: a number first, then text.
-  coding::decodeTolerant(container, key, out);
-  if (out) return true;
-  std::optional<std::string> text;
-  coding::decodeTolerant(container, key, text);
-  if (!text) return true;
-  if (const auto components = ISO8601DurationFormatter().dateComponents(*text)) {
+coding::Status YoutubeBody::readDuration(const KeyedDecodingContainer& container,
+                                         std::string_view key, std::optional<double>& out) {
+  out.reset();
+  const auto value = container.find(key);
+  if (!value) return {};
+  // A number, else ISO 8601 text read in place; anything else leaves the field empty.
+  double seconds = 0;
+  if (value->tryRead(seconds)) {
+    out = seconds;
+    return {};
+  }
+  std::string_view text;
+  if (!value->tryRead(text)) return {};
+  if (const auto components = ISO8601DurationFormatter().dateComponents(text)) {
     out = toTimeInterval(*components);
   }
-  return true;
+  return {};
 }
 
 }  // namespace tovanel::chat

@@ -13,14 +13,12 @@ namespace tovanel::chat {
 namespace {
 
 using Records = InfoBody::Records;
-using DecodeRecord = bool (*)(const Decoder&, Records&);
+using DecodeRecord = coding::Status (*)(const Decoder&, Records&);
 
 // Decoded in place, in the alternative the event will keep.
 template <std::size_t I>
-bool decodeRecord(const Decoder& decoder, Records& out) {
-  using T = std::variant_alternative_t<I, Records>;
-  auto& record = out.template emplace<I>(coding::Access::construct<T>());
-  return coding::Codec<T>::decode(decoder, record);
+coding::Status decodeRecord(const Decoder& decoder, Records& out) {
+  return coding::Access::decodeAlternative<std::variant_alternative_t<I, Records>>(decoder, out);
 }
 
 template <std::size_t... I>
@@ -33,22 +31,24 @@ constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: "
 
 }  // namespace
 
-bool InfoBody::decodeInto(const Decoder& decoder, InfoBody& out) {
+coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoBody& out) {
   GenericInfoBody generic;
-  if (!GenericInfoBody::decodeInto(decoder, generic)) return false;  // no line for the kind
-  return decodeInto(decoder, generic.type, out);
+  // A kind that cannot be read writes no line of its own.
+  if (coding::Status status = GenericInfoBody::tryDecode(decoder, generic); !status) {
+    return status;
+  }
+  return tryDecode(decoder, generic.type, out);
 }
 
-bool InfoBody::decodeInto(const Decoder& decoder, InfoType kind, InfoBody& out) {
-  DecodingRun::LoudScope loud(decoder.run());  // the line needs the error's description
-  if (kDecoders[position(kind)](decoder, out.records_)) return true;
-  detail::writeDiagnosticLine(decoder, kRecordFailedLine, decoder.run().errorDescription());
-  return false;
+coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoType kind, InfoBody& out) {
+  coding::Status status = kDecoders[position(kind)](decoder, out.records_);
+  if (!status) detail::writeDiagnosticLine(decoder, kRecordFailedLine, status);
+  return status;
 }
 
 InfoBody InfoBody::decode(const Decoder& decoder, InfoType kind) {
-  InfoBody out;
-  if (!decodeInto(decoder, kind, out)) decoder.run().rethrow();
+  InfoBody out(coding::detail::Unfilled(0));
+  if (coding::Status status = tryDecode(decoder, kind, out); !status) status.raise();
   return out;
 }
 

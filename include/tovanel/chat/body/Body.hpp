@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "tovanel/chat/Export.hpp"
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/base/HasherRef.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
@@ -44,15 +45,15 @@ struct BodyPayloadBox : BodyPayloadHeader {
 /// A message body: its kind and the payload record of that kind.
 class TOVANEL_CHAT_API Body {
  public:
-  /// Thrown by the decoding that reads the kind from the body-type box when there is none.
-  struct TOVANEL_CHAT_API BodyDecodingError : std::exception {
+  /// Thrown by the decoding that reads the kind from the body-type box when there is none. Its
+  /// `what()` says what was missing and how to prepare the decoder.
+  struct TOVANEL_CHAT_API BodyDecodingError : Error {
     /// The one case: no kind in the box.
     enum class Code : std::uint8_t { bodyTypeMissing };
     Code code = Code::bodyTypeMissing;  ///< always bodyTypeMissing
 
-    /// A sentence on what was missing and how to prepare the decoder.
-    const char* what() const noexcept override;
-    // Written out: a defaulted comparison would need one for the std::exception base.
+    BodyDecodingError();
+    // Written out: a defaulted comparison would need one for the base.
     friend bool operator==(const BodyDecodingError& a, const BodyDecodingError& b) noexcept {
       return a.code == b.code;
     }
@@ -127,10 +128,10 @@ class TOVANEL_CHAT_API Body {
   /// Decodes a body of a known kind from the value at the decoder's place. When the payload fails
   /// to decode: writes a diagnostic line and throws the payload's error unchanged.
   static Body decode(const Decoder& decoder, BodyType kind);
-  /// The checking forms of both: false after the failure is recorded in the decoder's run.
-  static bool decodeInto(const Decoder& decoder, Body& out);
+  /// The checking form of decode.
+  static coding::Status tryDecode(const Decoder& decoder, Body& out);
   /// The checking form of decode with a known kind.
-  static bool decodeInto(const Decoder& decoder, BodyType kind, Body& out);
+  static coding::Status tryDecode(const Decoder& decoder, BodyType kind, Body& out);
 
   /// Writes the payload at the encoder's place; the payload-less kinds and vimeo write nothing.
   void encode(Encoder& encoder) const;

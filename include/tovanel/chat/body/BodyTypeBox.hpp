@@ -4,7 +4,7 @@
 //  1. the application calls prepareForBodyDecoding(decoder) once: an empty box is installed
 //     under the key "bodyType";
 //  2. the enclosing record decodes its kind and writes it into the box
-//     (`if (auto* box = bodyType(decoder.userInfo())) box->value = kind;`);
+//     (`if (BodyTypeBox* box = bodyType(decoder)) box->value = kind;`);
 //  3. it then decodes its body field as a Body, which reads the kind from the box.
 // The library never clears the box: a kind stays until the next one is written, also across
 // runs of the same decoder. One run at a time per decoder: the box has no lock.
@@ -29,5 +29,9 @@ TOVANEL_CHAT_API void prepareForBodyDecoding(JSONDecoder& decoder);
 /// The body-type box in this user information, or null when there is none (an entry of another
 /// type under the key counts as none).
 TOVANEL_CHAT_API BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept;
+/// The body-type box of the decoder's user information, or null when it was not prepared.
+TOVANEL_CHAT_API BodyTypeBox* bodyType(const JSONDecoder& decoder) noexcept;
+/// The body-type box of the user information of the decode that `decoder` belongs to, or null.
+TOVANEL_CHAT_API BodyTypeBox* bodyType(const Decoder& decoder) noexcept;
 
 }  // namespace tovanel::chat

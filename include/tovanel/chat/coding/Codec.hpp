@@ -1,258 +1,326 @@
 #pragma once
 // How each kind of value is read and written: text, integers, numbers, booleans, raw-value
 // enumerations, lists and records. A record takes part by having
-//   static bool decodeInto(const Decoder&, T&)   (the checking decode) and
+//   static coding::Status tryDecode(const Decoder&, T&)   (the checking decode), or
+//   static T decode(const Decoder&)                       (a decode that throws), and
 //   void encode(Encoder&) const;
 // any other type by specialising coding::Codec<T>.
 
 #include <concepts>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tovanel/chat/Export.hpp"
 #include "tovanel/chat/base/Date.hpp"
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/base/RawValue.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
 #include "tovanel/chat/coding/Encoder.hpp"
 
 namespace tovanel::chat::coding {
 
-/// Reaches what records keep private for their coding: the default constructor used to decode
-/// in place, and the field table.
+/// How values of T are read and written: `static Status tryDecode(const Decoder&, T&)` and
+/// `static void encode(Encoder&, const T&)`.
+template <class T>
+struct Codec;
+
+/// A type with a checking decode of its own.
+template <class T>
+concept CheckingDecodable = requires(const Decoder& decoder, T& out) {
+  { T::tryDecode(decoder, out) } -> std::same_as<Status>;
+};
+/// A type with only a decode that throws.
+template <class T>
+concept ThrowingDecodable = !CheckingDecodable<T> && requires(const Decoder& decoder) {
+  { T::decode(decoder) } -> std::same_as<T>;
+};
+/// A type that writes itself.
+template <class T>
+concept EncodableRecord = requires(const T& value, Encoder& encoder) { value.encode(encoder); };
+
+namespace detail {
+/// What records are made from when they are decoded in place: their constructor that takes it
+/// leaves every field unset. Not default-constructible, so that `T({})` never means it.
+struct Unfilled {
+  explicit constexpr Unfilled(int) noexcept {}
+};
+}  // namespace detail
+
+/// The coding machinery's way into a record: its constructor for decoding in place, its field
+/// table and its hash order, which records keep private and open to this class alone. Only its
+/// operations that give no private part away are public: each makes a record only by decoding
+/// it, and reads or writes fields only through the record's own table.
 struct Access {
-  /// A T made by its default constructor, private or not.
+  /// Decodes a new T.
+  template <class T>
+  static Result<T> decodeNew(const Decoder& decoder) {
+    T out = construct<T>();
+    if (Status status = Codec<T>::tryDecode(decoder, out); !status) return status;
+    return Result<T>(std::move(out));
+  }
+  /// Decodes into `out` the value found (a required key's, an element's): made in place.
+  template <class T>
+  static Status decodeOptional(const Decoder& value, std::optional<T>& out) {
+    Status status = Codec<T>::tryDecode(value, out.emplace(construct<T>()));
+    if (!status) out.reset();
+    return status;
+  }
+  /// Decodes the next element of a list at its end, made in place.
+  template <class T>
+  static Status decodeAppended(const Decoder& element, std::vector<T>& out) {
+    return Codec<T>::tryDecode(element, out.emplace_back(construct<T>()));
+  }
+  /// Decodes a T into a new holder made of `arguments` and the T, its `value`: the allocation
+  /// that keeps the T is the one it is decoded in.
+  template <class T, class Holder, class... A>
+  static Result<std::unique_ptr<Holder>> decodeHeld(const Decoder& decoder, A&&... arguments) {
+    auto holder = std::make_unique<Holder>(std::forward<A>(arguments)..., construct<T>());
+    if (Status status = Codec<T>::tryDecode(decoder, holder->value); !status) return status;
+    return Result<std::unique_ptr<Holder>>(std::move(holder));
+  }
+  /// Decodes the alternative T of a variant, made in place.
+  template <class T, class Variant>
+  static Status decodeAlternative(const Decoder& decoder, Variant& out) {
+    return Codec<T>::tryDecode(decoder, out.template emplace<T>(construct<T>()));
+  }
+
+  /// The checking decode of a record's fields, in table order.
+  template <class T>
+  static Status decodeFields(const Decoder& decoder, T& out);
+  /// Writes a record's fields as one object.
+  template <class T>
+  static void encodeFields(Encoder& encoder, const T& value);
+  /// Every field equal.
+  template <class T>
+  static bool equalFields(const T& a, const T& b);
+  /// Feeds the fields in declaration order.
+  template <class H, class T>
+  static void feedFields(H& hasher, const T& value);
+  /// The JSON keys of a record's table, in key order.
+  template <class T>
+  static constexpr auto keys();
+
+ private:
   template <class T>
   static T construct() {
-    return T();
+    if constexpr (requires { T(detail::Unfilled(0)); }) {
+      return T(detail::Unfilled(0));
+    } else {
+      return T();
+    }
   }
-  /// The record's field table.
   template <class T>
   static constexpr auto fields() {
     return T::codingFields();
   }
-  /// The record's hash order, when it states one (checked here, where private members are
-  /// visible, so that a private hashOrder is not mistaken for none).
   template <class T>
   static constexpr auto hashOrder() -> decltype(T::hashOrder()) {
     return T::hashOrder();
   }
+  template <class T>
+  static constexpr auto hashMembers();
+  // The library's compile-time check of its public CodingKeys against the tables.
+  friend struct CodingKeysCheck;
 };
-
-/// How values of T are read and written: `static bool decode(const Decoder&, T&)`, the checking
-/// decode, and `static void encode(Encoder&, const T&)`.
-template <class T>
-struct Codec;
 
 /// Text: a JSON string.
 template <>
 struct Codec<std::string> {
-  /// Reads a string.
-  static bool decode(const Decoder& decoder, std::string& out) { return decoder.read(out); }
-  /// Writes a string.
+  static Status tryDecode(const Decoder& decoder, std::string& out) { return decoder.tryRead(out); }
   static void encode(Encoder& encoder, const std::string& value) { encoder.writeString(value); }
 };
 
 /// Integers: a JSON number that is a whole number within 64 bits.
 template <>
 struct Codec<std::int64_t> {
-  /// Reads a whole number.
-  static bool decode(const Decoder& decoder, std::int64_t& out) { return decoder.read(out); }
-  /// Writes the number in decimal.
+  static Status tryDecode(const Decoder& decoder, std::int64_t& out) {
+    return decoder.tryRead(out);
+  }
   static void encode(Encoder& encoder, std::int64_t value) { encoder.writeInteger(value); }
 };
 
-/// Doubles: any JSON number.
+/// Doubles: any JSON number, written in its shortest round-trip form.
 template <>
 struct Codec<double> {
-  /// Reads a number.
-  static bool decode(const Decoder& decoder, double& out) { return decoder.read(out); }
-  /// Writes the number in its shortest round-trip form.
+  static Status tryDecode(const Decoder& decoder, double& out) { return decoder.tryRead(out); }
   static void encode(Encoder& encoder, double value) { encoder.writeNumber(value); }
 };
 
 /// Booleans: true or false.
 template <>
 struct Codec<bool> {
-  /// Reads a boolean.
-  static bool decode(const Decoder& decoder, bool& out) { return decoder.read(out); }
-  /// Writes a boolean.
+  static Status tryDecode(const Decoder& decoder, bool& out) { return decoder.tryRead(out); }
   static void encode(Encoder& encoder, bool value) { encoder.writeBool(value); }
 };
 
 /// Dates, by the decoder's and the encoder's date strategies.
 template <>
 struct TOVANEL_CHAT_API Codec<Date> {
-  /// Reads a date by the decoder's date strategy.
-  static bool decode(const Decoder& decoder, Date& out);
-  /// Writes a date by the encoder's date strategy.
+  static Status tryDecode(const Decoder& decoder, Date& out);
   static void encode(Encoder& encoder, const Date& value);
 };
 
-/// Records "cannot initialize <type> from invalid raw value ..." (dataCorrupted).
-TOVANEL_CHAT_API bool failInvalidRawValue(const Decoder& decoder, std::string_view typeName,
-                                          std::string_view text);
-
-/// Raw-value enumerations: their raw string.
+/// Raw-value enumerations: their raw string; any other string is dataCorrupted.
 template <RawValueEnum E>
 struct Codec<E> {
-  /// Reads a string that is one of the raw values; any other string is dataCorrupted.
-  static bool decode(const Decoder& decoder, E& out) {
+  static Status tryDecode(const Decoder& decoder, E& out) {
     std::string_view text;
-    if (!decoder.read(text)) return false;
+    if (Status status = decoder.tryRead(text); !status) return status;
     if (const auto value = fromRawValue<E>(text)) {
       out = *value;
-      return true;
+      return {};
     }
-    return failInvalidRawValue(decoder, RawValues<E>::typeName, text);
+    return decoder.invalidRawValue(RawValues<E>::typeName);
   }
-  /// Writes the raw value.
   static void encode(Encoder& encoder, E value) { encoder.writeString(rawValue(value)); }
 };
 
-/// Lists: a JSON array of T.
+/// Lists: a JSON array of T; the first failing element fails the list.
 template <class T>
 struct Codec<std::vector<T>> {
-  /// Reads every element in order; the first failing element fails the list.
-  static bool decode(const Decoder& decoder, std::vector<T>& out) {
-    auto elements = decoder.arrayContainer();
-    if (!elements) return false;
+  static Status tryDecode(const Decoder& decoder, std::vector<T>& out) {
+    auto elements = decoder.tryUnkeyedContainer();
+    if (!elements) return elements.status();
     out.clear();
     out.reserve(elements->count());
     while (!elements->isAtEnd()) {
-      const Decoder element = elements->next();
-      out.push_back(Access::construct<T>());
-      if (!Codec<T>::decode(element, out.back())) return false;
+      if (Status status = Access::decodeAppended(elements->next(), out); !status) return status;
     }
-    return true;
+    return {};
   }
-  /// Writes every element in order.
   static void encode(Encoder& encoder, const std::vector<T>& list) {
     auto elements = encoder.unkeyedContainer();
     for (const auto& element : list) elements.encode(element);
   }
 };
 
-/// A type with a checking decode of its own: `static bool decodeInto(const Decoder&, T&)`.
+/// Records: their own decode and encode. A decode that throws is caught as a failure, so that
+/// tolerant reads tolerate it too.
 template <class T>
-concept DecodableRecord = requires(const Decoder& decoder, T& out) {
-  { T::decodeInto(decoder, out) } -> std::same_as<bool>;
-};
-/// A type that writes itself: `void encode(Encoder&) const`.
-template <class T>
-concept EncodableRecord = requires(const T& value, Encoder& encoder) {
-  value.encode(encoder);
-};
-
-/// Records: their own decodeInto and encode.
-template <class T>
-requires(DecodableRecord<T> || EncodableRecord<T>) struct Codec<T> {
-  /// The record's checking decode.
-  static bool decode(const Decoder& decoder, T& out) requires DecodableRecord<T> {
-    return T::decodeInto(decoder, out);
+  requires(CheckingDecodable<T> || ThrowingDecodable<T> || EncodableRecord<T>)
+struct Codec<T> {
+  static Status tryDecode(const Decoder& decoder, T& out)
+    requires CheckingDecodable<T>
+  {
+    return T::tryDecode(decoder, out);
   }
-  /// The record's encode.
-  static void encode(Encoder& encoder, const T& value) requires EncodableRecord<T> {
+  static Status tryDecode(const Decoder& decoder, T& out)
+    requires ThrowingDecodable<T>
+  {
+    try {
+      out = T::decode(decoder);
+      return {};
+    } catch (const Error&) {
+      return decoder.failure(std::current_exception());
+    }
+  }
+  static void encode(Encoder& encoder, const T& value)
+    requires EncodableRecord<T>
+  {
     value.encode(encoder);
   }
 };
 
-// ---- keyed reads of the checking core ----
-// Each read takes the value found under the key (or nothing), so that a record that found it by
-// its key table and an application that looks it up by name share one reading.
+namespace detail {
+
+// ---- keyed reads ----
+// Each takes the value found under the key (or nothing), so that a record that found it by its
+// key table and an application that looks it up by name share one reading.
 
 /// A required key: keyNotFound when absent, then the value's own errors.
 template <class T>
-bool readRequired(const KeyedDecodingContainer& container, std::string_view key,
-                  const std::optional<Decoder>& value, T& out) {
-  if (!value) return container.failKeyNotFound(key);
-  return Codec<T>::decode(*value, out);
+Status readRequired(const KeyedDecodingContainer& container, std::string_view key,
+                    const std::optional<Decoder>& value, T& out) {
+  if (!value) return container.missing(key);
+  return Codec<T>::tryDecode(*value, out);
 }
 
 /// An optional key: empty when absent or null; any other failure fails.
 template <class T>
-bool readOptional(const std::optional<Decoder>& value, std::optional<T>& out) {
+Status readOptional(const std::optional<Decoder>& value, std::optional<T>& out) {
   if (!value || value->isNull()) {
     out.reset();
-    return true;
+    return {};
   }
-  out.emplace(Access::construct<T>());
-  if (Codec<T>::decode(*value, *out)) return true;
-  out.reset();
-  return false;
+  return Access::decodeOptional(*value, out);
 }
 
-/// An optional key whose failures leave the value empty. Never fails, throws nothing, and builds
-/// no error for what it discards.
+/// An optional key whose failures leave the value empty: never fails, throws nothing.
 template <class T>
-void readTolerant(DecodingRun& run, const std::optional<Decoder>& value, std::optional<T>& out) {
-  DecodingRun::QuietScope quiet(run);
-  if (!readOptional(value, out)) run.clearError();
+void readTolerant(const std::optional<Decoder>& value, std::optional<T>& out) {
+  if (!readOptional(value, out)) out.reset();
 }
 
-/// A required key: keyNotFound when absent, then the value's own errors.
-template <class T>
-bool decodeRequired(const KeyedDecodingContainer& container, std::string_view key, T& out) {
-  return readRequired(container, key, container.find(key), out);
-}
-
-/// An optional key: empty when absent or null; any other failure fails.
-template <class T>
-bool decodeOptional(const KeyedDecodingContainer& container, std::string_view key,
-                    std::optional<T>& out) {
-  return readOptional(container.find(key), out);
-}
-
-/// An optional key whose failures leave the value empty; never fails, builds no error.
-template <class T>
-void decodeTolerant(const KeyedDecodingContainer& container, std::string_view key,
-                    std::optional<T>& out) {
-  readTolerant(container.decoder().run(), container.find(key), out);
-}
-
+}  // namespace detail
 }  // namespace tovanel::chat::coding
 
 namespace tovanel::chat {
 
-// ---- the applications' API, on top of the checking core ----
-
 template <class T>
 T Decoder::decode() const {
-  T out = coding::Access::construct<T>();
-  if (!coding::Codec<T>::decode(*this, out)) run_->rethrow();
-  return out;
+  if constexpr (coding::ThrowingDecodable<T>) {
+    return T::decode(*this);
+  } else {
+    auto value = coding::Access::decodeNew<T>(*this);
+    if (!value) value.status().raise();
+    return std::move(*value);
+  }
+}
+
+template <class T>
+coding::Status Decoder::tryDecode(T& out) const {
+  return coding::Codec<T>::tryDecode(*this, out);
 }
 
 template <class T>
 T KeyedDecodingContainer::decode(std::string_view key) const {
-  T out = coding::Access::construct<T>();
-  if (!coding::decodeRequired(*this, key, out)) self_.run().rethrow();
-  return out;
+  const auto value = find(key);
+  if (!value) missing(key).raise();
+  return value->decode<T>();
 }
 
 template <class T>
 std::optional<T> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
   std::optional<T> out;
-  if (!coding::decodeOptional(*this, key, out)) self_.run().rethrow();
+  if (coding::Status status = coding::detail::readOptional(find(key), out); !status) {
+    status.raise();
+  }
   return out;
 }
 
 template <class T>
 std::optional<T> KeyedDecodingContainer::decodeTolerantly(std::string_view key) const {
   std::optional<T> out;
-  coding::decodeTolerant(*this, key, out);
+  coding::detail::readTolerant(find(key), out);
   return out;
 }
 
 template <class T>
+coding::Status KeyedDecodingContainer::tryDecode(std::string_view key, T& out) const {
+  return coding::detail::readRequired(*this, key, find(key), out);
+}
+
+template <class T>
+coding::Status KeyedDecodingContainer::tryDecodeIfPresent(std::string_view key,
+                                                          std::optional<T>& out) const {
+  return coding::detail::readOptional(find(key), out);
+}
+
+template <class T>
 T UnkeyedDecodingContainer::decode() {
-  if (isAtEnd()) {
-    self_.fail(DecodingError::Kind::valueNotFound, "the array has no more elements");
-    self_.run().rethrow();
-  }
+  if (isAtEnd()) noMoreElements().raise();
   return next().template decode<T>();
+}
+
+template <class T>
+coding::Status UnkeyedDecodingContainer::tryDecode(T& out) {
+  if (isAtEnd()) return noMoreElements();
+  return coding::Codec<T>::tryDecode(next(), out);
 }
 
 template <class T>

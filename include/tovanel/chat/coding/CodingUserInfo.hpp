@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "tovanel/chat/Export.hpp"
+
 namespace tovanel::chat {
 
 /// A key of user information: a string.
@@ -28,12 +30,11 @@ class CodingUserInfoKey {
 /// User information: values of any type by key.
 using UserInfo = std::map<CodingUserInfoKey, std::any>;
 
-namespace coding {
-struct BoxFactory;
-}
+class JSONDecoder;
+TOVANEL_CHAT_API void prepareForBodyDecoding(JSONDecoder& decoder);
 
-/// A reference box in user information. It has no public constructor: boxes are made by the
-/// operations that install them (see prepareForBodyDecoding).
+/// A reference box in user information. It has no public constructor: the one box the library
+/// uses, the body-type box, is made by prepareForBodyDecoding, which installs it.
 template <class T>
 class CodingUserInfoValue {
  public:
@@ -41,19 +42,10 @@ class CodingUserInfoValue {
 
  private:
   CodingUserInfoValue() = default;
-  friend struct coding::BoxFactory;
+  friend void prepareForBodyDecoding(JSONDecoder& decoder);
 };
 
-namespace coding {
-/// Makes the boxes of user information (their constructor is private).
-struct BoxFactory {
-  /// A new, empty box.
-  template <class T>
-  static std::shared_ptr<CodingUserInfoValue<T>> make() {
-    return std::shared_ptr<CodingUserInfoValue<T>>(new CodingUserInfoValue<T>());
-  }
-};
-
+namespace coding::detail {
 /// The box of type T stored under `key`, or null when there is none or it is of another type.
 template <class T>
 CodingUserInfoValue<T>* findBox(const UserInfo& userInfo, const CodingUserInfoKey& key) noexcept {
@@ -62,6 +54,6 @@ CodingUserInfoValue<T>* findBox(const UserInfo& userInfo, const CodingUserInfoKe
   const auto* box = std::any_cast<std::shared_ptr<CodingUserInfoValue<T>>>(&entry->second);
   return box != nullptr ? box->get() : nullptr;
 }
-}  // namespace coding
+}  // namespace coding::detail
 
 }  // namespace tovanel::chat

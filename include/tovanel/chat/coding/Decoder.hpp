@@ -3,20 +3,22 @@
 // containers read objects, arrays and single values from it. Decoders and containers are cheap
 // views that live only during the decode call that made them.
 //
-// Two layers of calls:
-//  - the applications' API (`decode`, `decodeIfPresent`, `container()`...) throws DecodingError;
-//  - the checking core (`read`, `find`, `keyedContainer`...) that the library's own records are
-//    built on returns false or nothing after recording the failure in the run, so tolerant reads
-//    skip bad values without throwing anything.
+// Two kinds of calls, told apart by their names:
+//  - calls named `try...` (and `find`, `type`, `isNull`) throw nothing: they return a
+//    coding::Status, or a coding::Result holding the value, that says what failed. The library's
+//    own records are built on them, so that a read whose failure is tolerated costs no exception
+//    and builds no error;
+//  - every other call (`decode`, `decodeIfPresent`, `container()`...) throws DecodingError, or the
+//    library's other errors that a nested value throws (see Error).
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <forward_list>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tovanel/chat/Export.hpp"
@@ -39,11 +41,10 @@ enum class JsonType : std::uint8_t { null, boolean, integer, number, string, arr
 TOVANEL_CHAT_API std::string_view describe(JsonType type) noexcept;
 
 namespace coding {
-/// A value inside a parsed document (opaque; only the coding sources look inside).
-struct JsonRef {
-  const void* document = nullptr;  ///< the parsed document
-  std::size_t index = 0;           ///< the value's position in it
-};
+
+namespace detail {
+/// The parsed text of one decode call (defined where the parser is).
+struct Document;
 
 /// The first eight bytes of a key as a little-endian word, zero past its end: keys of eight bytes
 /// or fewer compare as one word.
@@ -56,115 +57,103 @@ constexpr std::uint64_t keyPrefix(std::string_view key) noexcept {
 }
 
 /// The keys a record reads, in the order of its field table, with their prefixes (distinct, at
-/// most KeyedDecodingContainer::kMaxKeyTable of them). Made once per record by KeyTableOf.
+/// most KeyedDecodingContainer::kMaxKeyTable of them).
 struct KeyTable {
-  const std::string_view* keys;   ///< the keys, in table order
-  const std::uint64_t* prefixes;  ///< keyPrefix of each key
-  std::size_t size;               ///< how many keys
+  const std::string_view* keys;
+  const std::uint64_t* prefixes;
+  std::size_t size;
 };
 
 /// The storage of a KeyTable of N keys, built at compile time from a record's keys.
 template <std::size_t N>
 struct KeyTableOf {
-  /// Takes the keys and computes their prefixes.
   constexpr explicit KeyTableOf(const std::array<std::string_view, N>& list) noexcept : keys(list) {
     for (std::size_t i = 0; i < N; ++i) prefixes[i] = keyPrefix(list[i]);
   }
-  /// The table view of this storage.
   constexpr KeyTable table() const noexcept { return {keys.data(), prefixes.data(), N}; }
 
-  std::array<std::string_view, N> keys;     ///< the keys, in table order
-  std::array<std::uint64_t, N> prefixes{};  ///< keyPrefix of each key
+  std::array<std::string_view, N> keys;
+  std::array<std::uint64_t, N> prefixes{};
 };
-}  // namespace coding
+}  // namespace detail
 
-/// The state of one decode call: the decoder's options and the failure, if one was recorded.
-class TOVANEL_CHAT_API DecodingRun {
+/// The outcome of a checking read: success, or what failed and where. It is small and builds no
+/// error text: the DecodingError it stands for is made only when it is raised or described. It
+/// refers to the decode call's document and to the keys it names, so it is used within that call.
+class [[nodiscard]] Status {
  public:
-  /// A run of `owner`'s decode; nothing failed yet.
-  explicit DecodingRun(const JSONDecoder& owner) noexcept : owner_(&owner) {}
-  DecodingRun(const DecodingRun&) = delete;
-  DecodingRun& operator=(const DecodingRun&) = delete;
+  /// Success.
+  Status() noexcept = default;
 
-  /// The JSONDecoder whose decode this is (its options).
-  const JSONDecoder& owner() const noexcept { return *owner_; }
+  /// True on success.
+  explicit operator bool() const noexcept { return reason_ == Reason::none; }
 
-  /// True once a failure is recorded.
-  bool hasError() const noexcept { return failed_; }
-  /// The recorded error's description (empty when the failure was recorded quietly).
-  const std::string& errorDescription() const noexcept { return description_; }
-  /// Throws the recorded error; a quiet failure throws a generic dataCorrupted.
-  [[noreturn]] void rethrow();
-  /// Forgets the recorded failure (after a read whose failure is tolerated).
-  void clearError() noexcept;
-
-  /// Records a failure that is not a DecodingError (the body-type hand-off's own error, or what a
-  /// custom date strategy threw).
-  void fail(std::exception_ptr error, std::string description);
-
-  /// While quiet, failures are recorded without building their error: for tolerant reads, which
-  /// discard the error anyway.
-  class QuietScope {
-   public:
-    /// Quiet until destroyed.
-    explicit QuietScope(DecodingRun& run) noexcept : run_(run) { ++run_.quiet_; }
-    ~QuietScope() { --run_.quiet_; }
-    QuietScope(const QuietScope&) = delete;
-    QuietScope& operator=(const QuietScope&) = delete;
-
-   private:
-    DecodingRun& run_;
-  };
-  /// Lifts quiet mode, for a decode whose error must be described even when it is discarded.
-  class LoudScope {
-   public:
-    /// Loud until destroyed; then as quiet as before.
-    explicit LoudScope(DecodingRun& run) noexcept : run_(run), saved_(run.quiet_) {
-      run_.quiet_ = 0;
-    }
-    ~LoudScope() { run_.quiet_ = saved_; }
-    LoudScope(const LoudScope&) = delete;
-    LoudScope& operator=(const LoudScope&) = delete;
-
-   private:
-    DecodingRun& run_;
-    int saved_;
-  };
+  /// Throws the error this failure stands for: a DecodingError, or the library error (or the
+  /// DecodingError of a custom strategy) that was caught on the way. Only for a failure.
+  [[noreturn]] TOVANEL_CHAT_API void raise() const;
+  /// The text of that error (its `what()`). Only for a failure.
+  TOVANEL_CHAT_API std::string describe() const;
 
  private:
-  friend class Decoder;
-  friend class KeyedDecodingContainer;
-
-  /// A copy of `link` and of its parents, with their keys, kept until the run ends: for a decoder
-  /// handed to the application, whose parent may be a temporary container.
-  const coding::detail::PathLink* pinned(const coding::detail::PathLink& link);
-  struct PinnedLink {
-    coding::detail::PathLink link;
-    std::string key;
+  friend class tovanel::chat::Decoder;
+  friend class tovanel::chat::KeyedDecodingContainer;
+  friend class tovanel::chat::UnkeyedDecodingContainer;
+  enum class Reason : std::uint8_t {
+    none,
+    missingKey,        // `detail` is the key, `at` the object
+    expected,          // `detail` is what was expected, `at` what was found
+    numberDoesNotFit,  // `at` is a number that is no 64-bit integer
+    invalidRawValue,   // `detail` is the type's name, `at` the string
+    noMoreElements,    // `at` is the array
+    caught,            // `at` is the index of the error the document keeps
   };
+  Status(Reason reason, const detail::Document* document, std::size_t at,
+         std::string_view detail = {}) noexcept
+      : reason_(reason), detail_(detail), document_(document), at_(at) {}
+  TOVANEL_CHAT_API DecodingError error() const;
 
-  const JSONDecoder* owner_;
-  std::forward_list<PinnedLink> pinned_;  // stable addresses; allocates nothing while empty
-  std::exception_ptr error_;
-  std::string description_;
-  int quiet_ = 0;
-  bool failed_ = false;
+  Reason reason_ = Reason::none;
+  std::string_view detail_;
+  const detail::Document* document_ = nullptr;
+  std::size_t at_ = 0;
 };
+
+/// A value of T, or the failure that left none.
+template <class T>
+class [[nodiscard]] Result {
+ public:
+  /// A value.
+  Result(T value) : value_(std::move(value)) {}
+  /// A failure (the status must be one).
+  Result(Status failure) noexcept : status_(failure) {}
+
+  /// True when there is a value.
+  explicit operator bool() const noexcept { return value_.has_value(); }
+  T& operator*() noexcept { return *value_; }
+  const T& operator*() const noexcept { return *value_; }
+  T* operator->() noexcept { return &*value_; }
+  const T* operator->() const noexcept { return &*value_; }
+  /// The failure; success when there is a value.
+  const Status& status() const noexcept { return status_; }
+
+ private:
+  std::optional<T> value_;
+  Status status_;
+};
+
+}  // namespace coding
 
 /// A view of one value of a parsed document, during one decode.
 class TOVANEL_CHAT_API Decoder {
  public:
-  /// The decoder at the top-level value of a run.
-  Decoder(coding::JsonRef value, DecodingRun& run) noexcept : value_(value), run_(&run) {}
-
-  // ---- applications' API: throws DecodingError ----
+  // ---- throwing ----
 
   /// The object at this value (typeMismatch, or valueNotFound for null, otherwise).
   KeyedDecodingContainer container() const;
   /// The array at this value.
   UnkeyedDecodingContainer unkeyedContainer() const;
   /// This value, read as one value.
-  SingleValueDecodingContainer singleValueContainer() const;
+  SingleValueDecodingContainer singleValueContainer() const noexcept;
   /// Decodes this value as a T.
   template <class T>
   T decode() const;
@@ -173,108 +162,112 @@ class TOVANEL_CHAT_API Decoder {
   const UserInfo& userInfo() const noexcept;
   /// The path from the top-level value to this one.
   CodingPath codingPath() const;
-  /// The run this decoder belongs to.
-  DecodingRun& run() const noexcept { return *run_; }
-  /// The JSONDecoder whose run this is (its options).
-  const JSONDecoder& owner() const noexcept { return run_->owner(); }
+  /// The JSONDecoder whose decode this is (its options).
+  const JSONDecoder& owner() const noexcept;
 
-  // ---- checking core: false or nothing after recording the failure; throws nothing ----
+  // ---- checking: throw nothing ----
 
-  /// The value's JSON type.
   JsonType type() const noexcept;
-  /// True for JSON null.
   bool isNull() const noexcept { return type() == JsonType::null; }
-  /// Reads a string; typeMismatch (valueNotFound for null) otherwise.
-  bool read(std::string& out) const;
-  /// Reads a string without copying it; the view lives as long as the parsed document.
-  bool read(std::string_view& out) const;
-  /// Reads a whole number within 64 bits (5.0 and 1e2 are whole); dataCorrupted for a fraction or a
+  /// A string; typeMismatch (valueNotFound for null) otherwise.
+  coding::Status tryRead(std::string& out) const;
+  /// A string without copying it; the view lives as long as the parsed document.
+  coding::Status tryRead(std::string_view& out) const noexcept;
+  /// A whole number within 64 bits (5.0 and 1e2 are whole); dataCorrupted for a fraction or a
   /// number too large, typeMismatch for another type.
-  bool read(std::int64_t& out) const;
-  /// Reads any number.
-  bool read(double& out) const;
-  /// Reads true or false.
-  bool read(bool& out) const;
-  /// The object at this value; nothing, with the failure recorded, for another type.
-  std::optional<KeyedDecodingContainer> keyedContainer() const;
+  coding::Status tryRead(std::int64_t& out) const noexcept;
+  /// Any number.
+  coding::Status tryRead(double& out) const noexcept;
+  /// true or false.
+  coding::Status tryRead(bool& out) const noexcept;
+  /// The object at this value.
+  coding::Result<KeyedDecodingContainer> tryContainer() const noexcept;
   /// The same, with the object's members matched once against the keys a record reads, so that
   /// `findField` costs no comparison (and `find` of those keys next to none).
-  std::optional<KeyedDecodingContainer> keyedContainer(coding::KeyTable keys) const;
-  /// The array at this value; nothing, with the failure recorded, for another type.
-  std::optional<UnkeyedDecodingContainer> arrayContainer() const;
+  coding::Result<KeyedDecodingContainer> tryContainer(coding::detail::KeyTable keys) const noexcept;
+  /// The array at this value.
+  coding::Result<UnkeyedDecodingContainer> tryUnkeyedContainer() const noexcept;
+  /// Decodes this value as a T into `out` (which is left unspecified on failure).
+  template <class T>
+  coding::Status tryDecode(T& out) const;
 
-  /// Records a failure at this value and returns false.
-  bool fail(DecodingError::Kind kind, std::string_view message) const;
-  /// Records "expected <what>, found <this value's type>" (valueNotFound for null).
-  bool failExpecting(std::string_view what) const;
-
-  /// The value inside its document.
-  coding::JsonRef ref() const noexcept { return value_; }
+  /// A failure of this value: "expected <what>, found <its type>", typeMismatch (valueNotFound
+  /// for null). `what` must outlive the decode call (a literal, usually).
+  coding::Status expecting(std::string_view what) const noexcept;
+  /// A failure of this string: none of the raw values of the enumeration `typeName` (which must
+  /// outlive the decode call), dataCorrupted.
+  coding::Status invalidRawValue(std::string_view typeName) const noexcept;
+  /// A failure of this value, of any kind, with the caller's description.
+  coding::Status failure(DecodingError::Kind kind, std::string message) const;
+  /// A failure that is an error already thrown (one of the library's Errors, as caught).
+  coding::Status failure(std::exception_ptr error) const;
 
  private:
+  friend class JSONDecoder;
   friend class KeyedDecodingContainer;
   friend class UnkeyedDecodingContainer;
-  Decoder(coding::JsonRef value, DecodingRun& run, const Decoder& parent,
-          coding::detail::PathStep step) noexcept
-      : value_(value), run_(&run), link_{&parent.link_, step} {}
+  friend class coding::Status;
+  Decoder(const coding::detail::Document* document, std::size_t index) noexcept
+      : document_(document), index_(index) {}
 
-  coding::JsonRef value_;
-  DecodingRun* run_;
-  coding::detail::PathLink link_;
+  const coding::detail::Document* document_;
+  std::size_t index_;  // the value's position in the document
 };
 
 /// The members of one JSON object. When a key occurs more than once, the last occurrence wins.
 class TOVANEL_CHAT_API KeyedDecodingContainer {
  public:
-  // ---- applications' API ----
   /// True when the object has the key (whatever its value, null included).
   bool contains(std::string_view key) const noexcept { return find(key).has_value(); }
   /// The object's keys in document order; a repeated key appears each time.
   std::vector<std::string> allKeys() const;
+
+  // ---- throwing ----
+
   /// A required key: keyNotFound when absent, then the value's own errors.
   template <class T>
   T decode(std::string_view key) const;
   /// An optional key: nothing when absent or null; other failures throw.
   template <class T>
   std::optional<T> decodeIfPresent(std::string_view key) const;
-  /// An optional key whose failures are swallowed: nothing when absent, null or unreadable.
-  template <class T>
-  std::optional<T> decodeTolerantly(std::string_view key) const;
   /// True when the key holds null (keyNotFound when absent).
   bool decodeNil(std::string_view key) const;
   /// A decoder at the key's value (keyNotFound when absent).
   Decoder nestedDecoder(std::string_view key) const;
 
-  // ---- checking core ----
-  /// The value under `key`, or nothing when the object has no such key. Records no failure.
+  // ---- checking: throw nothing ----
+
+  /// An optional key whose failures are swallowed: nothing when absent, null or unreadable.
+  template <class T>
+  std::optional<T> decodeTolerantly(std::string_view key) const;
+  /// A required key into `out`.
+  template <class T>
+  coding::Status tryDecode(std::string_view key, T& out) const;
+  /// An optional key into `out`: empty when absent or null.
+  template <class T>
+  coding::Status tryDecodeIfPresent(std::string_view key, std::optional<T>& out) const;
+  /// The value under `key`, or nothing when the object has no such key.
   std::optional<Decoder> find(std::string_view key) const noexcept;
   /// On a container opened with a key table: the value under the table's key at `index`.
   std::optional<Decoder> findField(std::size_t index) const noexcept {
     if (keys_[index] == 0) return std::nullopt;
-    return member(keys_[index], table_[index]);
+    return member(keys_[index]);
   }
-  /// Records keyNotFound for `key` and returns false.
-  bool failKeyNotFound(std::string_view key) const;
+  /// The failure keyNotFound for `key`, which must outlive the decode call.
+  coding::Status missing(std::string_view key) const noexcept;
 
   /// The decoder at the object.
   const Decoder& decoder() const noexcept { return self_; }
-  /// A copy reads the same object.
-  KeyedDecodingContainer(const KeyedDecodingContainer&) = default;
-
-  /// What only a Decoder can make: the key that opens a container in place.
-  class Opening {
-    friend class Decoder;
-    Opening() = default;
-  };
-  /// The object at `self`, its members indexed by key.
-  KeyedDecodingContainer(const Decoder& self, Opening) noexcept;
-  /// The object at `self`, its members matched once against a record's keys.
-  KeyedDecodingContainer(const Decoder& self, Opening, coding::KeyTable keys) noexcept;
 
   /// The most keys an index or a key table holds.
   static constexpr std::size_t kMaxKeyTable = 16;
 
  private:
+  friend class Decoder;
+  friend class coding::Result<KeyedDecodingContainer>;
+  explicit KeyedDecodingContainer(const Decoder& self) noexcept;
+  KeyedDecodingContainer(const Decoder& self, coding::detail::KeyTable keys) noexcept;
+
   // Opening the container walks the object's members once, so that a lookup costs a comparison
   // or two instead of a walk. Without a key table, the distinct keys are indexed: a repeated key
   // keeps one entry holding its last value, and lookups start where the previous one ended,
@@ -284,9 +277,8 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   // the keys of no entry are found by a walk.
   bool keyIs(std::uint32_t position, std::string_view key) const noexcept;
   std::optional<Decoder> scan(std::string_view key) const noexcept;
-  Decoder member(std::uint32_t keyPosition, std::string_view key) const noexcept {
-    return Decoder(coding::JsonRef{self_.value_.document, keyPosition + std::size_t{1}},
-                   *self_.run_, self_, coding::detail::PathStep{key.data(), key.size()});
+  Decoder member(std::uint32_t keyPosition) const noexcept {
+    return Decoder(self_.document_, keyPosition + std::size_t{1});
   }
 
   Decoder self_;
@@ -306,26 +298,27 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
 /// The elements of one JSON array, read front to back.
 class TOVANEL_CHAT_API UnkeyedDecodingContainer {
  public:
-  /// The number of elements.
   std::size_t count() const noexcept { return count_; }
   /// The index of the next element.
   std::size_t currentIndex() const noexcept { return index_; }
   /// True once every element has been read.
   bool isAtEnd() const noexcept { return index_ >= count_; }
-  /// Decodes the next element as a T (applications' API; throws).
+  /// Decodes the next element as a T (throws; valueNotFound past the last element).
   template <class T>
   T decode();
-
+  /// The checking form: the next element into `out`, or a failure past the last one.
+  template <class T>
+  coding::Status tryDecode(T& out);
   /// A decoder at the next element, then steps past it. Only while !isAtEnd().
   Decoder next() noexcept;
 
-  /// A copy continues from the same element, independently.
-  UnkeyedDecodingContainer(const UnkeyedDecodingContainer&) = default;
-
  private:
   friend class Decoder;
-  UnkeyedDecodingContainer(const Decoder& self, std::size_t count, std::size_t first) noexcept
-      : self_(self), count_(count), cursor_(first) {}
+  friend class coding::Result<UnkeyedDecodingContainer>;
+  UnkeyedDecodingContainer(const Decoder& self, std::size_t count) noexcept
+      : self_(self), count_(count), cursor_(self.index_ + 1) {}
+  coding::Status noMoreElements() const noexcept;
+
   Decoder self_;
   std::size_t count_;
   std::size_t cursor_;  // document position of the next element

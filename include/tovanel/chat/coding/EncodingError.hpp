@@ -1,17 +1,17 @@
 #pragma once
 // The error of a failed encode: a value that JSON cannot hold (NaN, an infinity, text that is
-// not UTF-8), with the coding path where it stood.
+// not UTF-8) or a second value at one place, with the coding path where it stood.
 
-#include <stdexcept>
 #include <string>
 
 #include "tovanel/chat/Export.hpp"
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/coding/CodingKey.hpp"
 
 namespace tovanel::chat {
 
 /// Thrown when a value cannot be written as JSON.
-class TOVANEL_CHAT_API EncodingError : public std::exception {
+class TOVANEL_CHAT_API EncodingError : public Error {
  public:
   /// An error at `codingPath`, described by `debugDescription`.
   EncodingError(CodingPath codingPath, std::string debugDescription);
@@ -20,13 +20,10 @@ class TOVANEL_CHAT_API EncodingError : public std::exception {
   const CodingPath& codingPath() const noexcept { return codingPath_; }
   /// What could not be written.
   const std::string& debugDescription() const noexcept { return debugDescription_; }
-  /// The path and the debug description in one line.
-  const char* what() const noexcept override { return description_.c_str(); }
 
  private:
   CodingPath codingPath_;
   std::string debugDescription_;
-  std::string description_;
 };
 
 }  // namespace tovanel::chat

@@ -85,13 +85,12 @@ class TOVANEL_CHAT_API JSONDecoder {
   /// Parses the text and hands its top-level value to `decodeRoot`, returning what it returns.
   template <class F>
   std::invoke_result_t<F&, const Decoder&> decode(std::string_view json, F&& decodeRoot) {
-    DecodingRun run(*this);
-    const Decoder root(parse(json), run);
+    const Decoder root = parse(json);
     return decodeRoot(root);
   }
 
  private:
-  coding::JsonRef parse(std::string_view json);
+  Decoder parse(std::string_view json);
 
   struct Parser;
   std::unique_ptr<Parser> parser_;

@@ -6,13 +6,15 @@
 //                       coding::optionalKey("mentions", &TextBody::mentions)};
 //   }
 //
-// and derives from coding::Record<T>, which turns the table into decoding (keys read in table
-// order, the first failure wins), encoding (required fields always written, optional ones only
-// when present), equality and the hash input (fields in declaration order). A record whose key
-// order differs from its declaration order also states `hashOrder()`, its members in declaration
-// order (checked at compile time to be the table's members, each once). A key whose reading no
-// presence expresses names its own reader with customKey; it is written, compared and hashed like
-// any optional field.
+// kept private with `friend struct coding::Access;`, together with a private constructor taking
+// coding::detail::Unfilled that leaves every field unset (what decoding fills in place). It
+// derives from coding::Record<T>, which turns the table into decoding (keys read in table order,
+// the first failure wins), encoding (required fields always written, optional ones only when
+// present), equality and the hash input (fields in declaration order). A record whose key order
+// differs from its declaration order also states `hashOrder()`, its members in declaration order
+// (checked at compile time to be the table's members, each once). A key whose reading no presence
+// expresses names its own reader with customKey; it is written, compared and hashed like any
+// optional field. A record without fields reads nothing, not even an object, and writes `{}`.
 
 #include <array>
 #include <concepts>
@@ -22,6 +24,7 @@
 #include <optional>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 #include "tovanel/chat/base/Hasher.hpp"
@@ -42,7 +45,7 @@ struct Field {
   std::string_view key;  ///< the JSON key
   M R::*member;          ///< the member
   /// The reader of a custom field: the checking decode of `key` into the member.
-  bool (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
+  Status (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
   /// The key as the encoder takes it, checked for escapes once, when the table is built.
   MemberKey encodingKey = MemberKey(key);
   static constexpr Presence presence = P;  ///< how the key is read and written
@@ -65,31 +68,22 @@ constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(std::string
                                                                      std::optional<M> R::*member) {
   return {key, member};
 }
-
-/// An optional field read by `read` (which records its failure and returns false, or returns
-/// true); written only when present.
+/// An optional field read by `read`, which returns its failure or success; written only when
+/// present.
 template <class R, class M>
 constexpr Field<R, std::optional<M>, Presence::custom> customKey(
     std::string_view key, std::optional<M> R::*member,
-    bool (*read)(const KeyedDecodingContainer&, std::string_view, std::optional<M>&)) {
+    Status (*read)(const KeyedDecodingContainer&, std::string_view, std::optional<M>&)) {
   return {key, member, read};
 }
 
-/// The JSON keys of a record's table, in key order (the raw values of a public CodingKeys).
-template <class T>
-constexpr auto keysOf() {
-  constexpr auto fields = Access::fields<T>();
-  return std::apply(
-      [](const auto&... field) {
-        return std::array<std::string_view, sizeof...(field)>{field.key...};
-      },
-      fields);
-}
+namespace detail {
 
 /// Reads the field at position I of the table: by position from a container opened with the
 /// table's keys (`byPosition`), else by name.
 template <bool byPosition, std::size_t I, class R, class M, Presence P>
-bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+Status readField(const KeyedDecodingContainer& container, R& record,
+                 const Field<R, M, P>& field) {
   const auto value = [&] {
     if constexpr (byPosition) {
       return container.findField(I);
@@ -102,16 +96,17 @@ bool readField(const KeyedDecodingContainer& container, R& record, const Field<R
   } else if constexpr (P == Presence::optional) {
     return readOptional(value(), record.*field.member);
   } else if constexpr (P == Presence::tolerant) {
-    readTolerant(container.decoder().run(), value(), record.*field.member);
-    return true;
+    readTolerant(value(), record.*field.member);
+    return {};
   } else {
     return field.read(container, field.key, record.*field.member);
   }
 }
 
-/// Reads a field by its key: for hand-written decoders that read the fields of a table one by one.
+/// Reads a field by its key: for hand-written decoders that read the fields of their table one
+/// by one.
 template <class R, class M, Presence P>
-bool readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
+Status readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
   return readField<false, 0>(container, record, field);
 }
 
@@ -136,44 +131,13 @@ constexpr bool distinctKeys(const std::array<std::string_view, N>& keys) {
   return true;
 }
 
-/// The checking decode of a record: its fields in table order, stopping at the first failure. A
-/// record without fields reads nothing, not even an object.
-template <class T>
-bool decodeFields(const Decoder& decoder, T& out) {
-  if constexpr (std::tuple_size_v<decltype(Access::fields<T>())> == 0) {
-    return true;
-  } else {
-    static constexpr KeyTableOf keys(keysOf<T>());
-    // The object's members are matched to the table once, when the table can hold them; each
-    // field then finds its value by position.
-    constexpr bool byPosition =
-        keys.keys.size() <= KeyedDecodingContainer::kMaxKeyTable && distinctKeys(keys.keys);
-    const auto container =
-        byPosition ? decoder.keyedContainer(keys.table()) : decoder.keyedContainer();
-    if (!container) return false;
-    return [&]<std::size_t... I>(std::index_sequence<I...>) {
-      constexpr auto fields = Access::fields<T>();
-      return (readField<byPosition, I>(*container, out, std::get<I>(fields)) && ...);
-    }
-    (std::make_index_sequence<keys.keys.size()>{});
-  }
-}
-
-/// Writes a record's fields, in table order, as one object.
-template <class T>
-void encodeFields(Encoder& encoder, const T& value) {
-  auto container = encoder.container();
-  std::apply([&](const auto&... field) { (writeField(container, value, field), ...); },
-             Access::fields<T>());
-}
-
 /// The members of a field table, in its order.
 template <class Fields>
 constexpr auto membersOf(const Fields& fields) {
   return std::apply([](const auto&... field) { return std::tuple{field.member...}; }, fields);
 }
 
-/// True when a and b are pointers to the same member (of the same type).
+/// True when a and b point to the same member.
 template <class A, class B>
 constexpr bool sameMember(A a, B b) {
   if constexpr (std::is_same_v<A, B>) {
@@ -201,25 +165,77 @@ constexpr bool permutesMembers(const Order& order, const Fields& fields) {
       fields);
 }
 
-/// A record whose hash order differs from its key order states it.
-template <class T>
-concept HasHashOrder = requires {
-  Access::hashOrder<T>();
-};
+}  // namespace detail
 
-/// The members in declaration order, the order of the hash input: the record's hashOrder, a
-/// permutation of its table's members, or else the table's own order.
 template <class T>
-constexpr auto hashMembersOf() {
-  constexpr auto fields = Access::fields<T>();
-  if constexpr (HasHashOrder<T>) {
-    constexpr auto order = Access::hashOrder<T>();
-    static_assert(permutesMembers(order, fields),
+constexpr auto Access::keys() {
+  constexpr auto table = fields<T>();
+  return std::apply(
+      [](const auto&... field) {
+        return std::array<std::string_view, sizeof...(field)>{field.key...};
+      },
+      table);
+}
+
+template <class T>
+Status Access::decodeFields(const Decoder& decoder, T& out) {
+  if constexpr (std::tuple_size_v<decltype(fields<T>())> == 0) {
+    return {};
+  } else {
+    static constexpr detail::KeyTableOf table(keys<T>());
+    // The object's members are matched to the table once, when the table can hold them; each
+    // field then finds its value by position.
+    constexpr bool byPosition = table.keys.size() <= KeyedDecodingContainer::kMaxKeyTable &&
+                                detail::distinctKeys(table.keys);
+    const auto container =
+        byPosition ? decoder.tryContainer(table.table()) : decoder.tryContainer();
+    if (!container) return container.status();
+    return [&]<std::size_t... I>(std::index_sequence<I...>) {
+      constexpr auto fieldTable = fields<T>();
+      Status status;
+      // Stops at the first failure: && reads no field after a failing one.
+      static_cast<void>(
+          ((status = detail::readField<byPosition, I>(*container, out, std::get<I>(fieldTable))) &&
+           ...));
+      return status;
+    }(std::make_index_sequence<table.keys.size()>{});
+  }
+}
+
+template <class T>
+void Access::encodeFields(Encoder& encoder, const T& value) {
+  auto container = encoder.container();
+  std::apply([&](const auto&... field) { (detail::writeField(container, value, field), ...); },
+             fields<T>());
+}
+
+template <class T>
+bool Access::equalFields(const T& a, const T& b) {
+  return value::equalMembers(a, b, detail::membersOf(fields<T>()));
+}
+
+template <class T>
+constexpr auto Access::hashMembers() {
+  constexpr auto table = fields<T>();
+  if constexpr (requires { hashOrder<T>(); }) {
+    constexpr auto order = hashOrder<T>();
+    static_assert(detail::permutesMembers(order, table),
                   "hashOrder() must list each member of the field table exactly once");
     return order;
   } else {
-    return membersOf(fields);
+    return detail::membersOf(table);
   }
+}
+
+template <class H, class T>
+void Access::feedFields(H& hasher, const T& value) {
+  value::feedMembers(hasher, value, hashMembers<T>());
+}
+
+/// The JSON keys of a record's table, in key order (the raw values of a public CodingKeys).
+template <class T>
+constexpr auto keysOf() {
+  return Access::keys<T>();
 }
 
 /// The base of a record described by a field table.
@@ -228,22 +244,23 @@ class Record {
  public:
   /// Decodes a T from the decoder's value (throws DecodingError).
   static T decode(const Decoder& decoder) { return decoder.decode<T>(); }
-  /// The checking decode: false after the failure is recorded in the decoder's run.
-  static bool decodeInto(const Decoder& decoder, T& out) { return decodeFields(decoder, out); }
+  /// The checking decode into `out`.
+  static Status tryDecode(const Decoder& decoder, T& out) {
+    return Access::decodeFields(decoder, out);
+  }
   /// Writes the record as one object.
-  void encode(Encoder& encoder) const { encodeFields(encoder, self()); }
+  void encode(Encoder& encoder) const { Access::encodeFields(encoder, self()); }
 
   /// Feeds the fields in declaration order.
   template <class H>
   void hashInto(H& hasher) const {
-    value::feedMembers(hasher, self(), hashMembersOf<T>());
+    Access::feedFields(hasher, self());
   }
   /// The hash with the process's seed.
   std::uint64_t hashValue() const { return hashValueOf(self()); }
 
-  friend bool operator==(const T& a, const T& b) {
-    return value::equalMembers(a, b, membersOf(Access::fields<T>()));
-  }
+  /// Every field equal.
+  friend bool operator==(const T& a, const T& b) { return Access::equalFields(a, b); }
 
  private:
   const T& self() const noexcept { return static_cast<const T&>(*this); }
@@ -253,7 +270,7 @@ class Record {
 
 /// Records hash for unordered containers with the process's seed.
 template <class T>
-requires std::derived_from<T, tovanel::chat::coding::Record<T>>
+  requires std::derived_from<T, tovanel::chat::coding::Record<T>>
 struct std::hash<T> {
   std::size_t operator()(const T& value) const {
     return static_cast<std::size_t>(value.hashValue());

@@ -58,7 +58,7 @@ struct ChatMessageUser : coding::Record<ChatMessageUser> {
 
  private:
   friend struct coding::Access;
-  ChatMessageUser() = default;
+  explicit ChatMessageUser(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::requiredKey("id", &ChatMessageUser::id),
                       coding::optionalKey("username", &ChatMessageUser::username),

@@ -35,7 +35,7 @@ struct HLSBody : coding::Record<HLSBody> {
 
    private:
     friend struct coding::Access;
-    StreamURL() = default;
+    explicit StreamURL(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("type", &StreamURL::type),
                         coding::optionalKey("url", &StreamURL::url)};
@@ -54,7 +54,7 @@ struct HLSBody : coding::Record<HLSBody> {
 
    private:
     friend struct coding::Access;
-    GeoRestriction() = default;
+    explicit GeoRestriction(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("allowed", &GeoRestriction::allowed),
                         coding::optionalKey("disallowed", &GeoRestriction::disallowed)};
@@ -72,7 +72,7 @@ struct HLSBody : coding::Record<HLSBody> {
 
    private:
     friend struct coding::Access;
-    Rating() = default;
+    explicit Rating(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::requiredKey("source", &Rating::source),
                         coding::requiredKey("value", &Rating::value)};
@@ -99,7 +99,7 @@ struct HLSBody : coding::Record<HLSBody> {
 
    private:
     friend struct coding::Access;
-    Meta() = default;
+    explicit Meta(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("imdbId", &Meta::imdbId),
                         coding::optionalKey("imdbRating", &Meta::imdbRating),
@@ -166,7 +166,7 @@ struct HLSBody : coding::Record<HLSBody> {
 
  private:
   friend struct coding::Access;
-  HLSBody() = default;
+  explicit HLSBody(coding::detail::Unfilled) {}
   // The hash follows the declaration, the coding follows the keys.
   static constexpr auto hashOrder() {
     return std::tuple{&HLSBody::type,       &HLSBody::provider,        &HLSBody::originalUrl,

@@ -31,7 +31,7 @@ struct Image : coding::Record<Image> {
 
  private:
   friend struct coding::Access;
-  Image() = default;
+  explicit Image(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("width", &Image::width),
                       coding::optionalKey("height", &Image::height),

@@ -24,7 +24,7 @@ struct ImagesBody : coding::Record<ImagesBody> {
 
  private:
   friend struct coding::Access;
-  ImagesBody() = default;
+  explicit ImagesBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::requiredKey("images", &ImagesBody::images_)};
   }

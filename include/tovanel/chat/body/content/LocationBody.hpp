@@ -4,6 +4,7 @@
 // fields can then be read and replaced one by one.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -35,7 +36,8 @@ struct LocationBody : coding::Record<LocationBody> {
   class Location : public coding::Record<Location> {
    private:
     friend struct coding::Access;
-    Location() = default;
+    friend struct LocationBody;  // which holds one, made with it by decoding
+    explicit Location(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::requiredKey("long", &Location::longitude),
                         coding::requiredKey("lat", &Location::lat)};
@@ -49,12 +51,13 @@ struct LocationBody : coding::Record<LocationBody> {
   std::string originalURL;                                    ///< "originalUrl": the link as shared
   std::string name;                                           ///< the place's name
   std::string locationDescription;                            ///< "description"
-  Location location = coding::Access::construct<Location>();  ///< the coordinates
-  Image image = coding::Access::construct<Image>();           ///< a picture of the place
+  Location location;  ///< the coordinates
+  Image image;        ///< a picture of the place
 
  private:
   friend struct coding::Access;
-  LocationBody() = default;
+  explicit LocationBody(coding::detail::Unfilled unfilled)
+      : location(unfilled), image(std::nullopt, std::nullopt, std::nullopt, std::nullopt) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::requiredKey("text", &LocationBody::text),
                       coding::requiredKey("originalUrl", &LocationBody::originalURL),

@@ -31,7 +31,7 @@ struct SoundCloudBody : coding::Record<SoundCloudBody> {
 
  private:
   friend struct coding::Access;
-  SoundCloudBody() = default;
+  explicit SoundCloudBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("favorites", &SoundCloudBody::favorites),
                       coding::optionalKey("title", &SoundCloudBody::title),

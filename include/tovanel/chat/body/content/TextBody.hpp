@@ -38,7 +38,7 @@ struct TextBody : coding::Record<TextBody> {
 
    private:
     friend struct coding::Access;
-    Mention() = default;
+    explicit Mention(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("userId", &Mention::userId),
                         coding::optionalKey("rangeStart", &Mention::rangeStart),
@@ -56,7 +56,7 @@ struct TextBody : coding::Record<TextBody> {
 
  private:
   friend struct coding::Access;
-  TextBody() = default;
+  explicit TextBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::requiredKey("text", &TextBody::text),
                       coding::optionalKey("mentions", &TextBody::mentions)};

@@ -41,7 +41,7 @@ struct TwitchBody : coding::Record<TwitchBody> {
 
  private:
   friend struct coding::Access;
-  TwitchBody() = default;
+  explicit TwitchBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("gameId", &TwitchBody::gameId),
                       coding::optionalKey("game", &TwitchBody::game),

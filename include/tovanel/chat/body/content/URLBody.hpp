@@ -60,7 +60,7 @@ struct URLBody : coding::Record<URLBody> {
 
  private:
   friend struct coding::Access;
-  URLBody() = default;
+  explicit URLBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::requiredKey("text", &URLBody::text_),
                       coding::requiredKey("originalUrl", &URLBody::originalURL_),

@@ -25,7 +25,7 @@ struct Video : coding::Record<Video> {
 
  private:
   friend struct coding::Access;
-  Video() = default;
+  explicit Video(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("width", &Video::width),
                       coding::optionalKey("height", &Video::height),

@@ -26,7 +26,7 @@ struct VideoBody : coding::Record<VideoBody> {
 
  private:
   friend struct coding::Access;
-  VideoBody() = default;
+  explicit VideoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("video", &VideoBody::video),
                       coding::optionalKey("thumbnail", &VideoBody::thumbnail)};

@@ -80,12 +80,12 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
 
  private:
   friend struct coding::Access;
-  YoutubeBody() = default;
+  explicit YoutubeBody(coding::detail::Unfilled) {}
 
   /// A number, or else ISO 8601 text converted to seconds; anything else leaves it empty. Never
   /// fails.
-  static bool readDuration(const KeyedDecodingContainer& container, std::string_view key,
-                           std::optional<double>& out);
+  static coding::Status readDuration(const KeyedDecodingContainer& container,
+                                     std::string_view key, std::optional<double>& out);
 
   static constexpr auto codingFields() {
     return std::tuple{coding::tolerantKey("url", &YoutubeBody::url),

@@ -68,8 +68,8 @@ class TOVANEL_CHAT_API InfoBody {
       return decoder.decode<GenericInfoBody>();
     }
     /// The checking form.
-    static bool decodeInto(const Decoder& decoder, GenericInfoBody& out) {
-      return coding::decodeFields(decoder, out);
+    static coding::Status tryDecode(const Decoder& decoder, GenericInfoBody& out) {
+      return coding::Access::decodeFields(decoder, out);
     }
 
    private:
@@ -110,10 +110,10 @@ class TOVANEL_CHAT_API InfoBody {
   /// read as the record reads it, and does not choose the record). A record that fails to decode
   /// writes a diagnostic line first; the error is thrown unchanged.
   static InfoBody decode(const Decoder& decoder, InfoType kind);
-  /// The checking form: false after the failure is recorded in the decoder's run.
-  static bool decodeInto(const Decoder& decoder, InfoBody& out);
+  /// The checking form of decode.
+  static coding::Status tryDecode(const Decoder& decoder, InfoBody& out);
   /// The checking form of decode with a known kind.
-  static bool decodeInto(const Decoder& decoder, InfoType kind, InfoBody& out);
+  static coding::Status tryDecode(const Decoder& decoder, InfoType kind, InfoBody& out);
 
   /// The record writes itself at the encoder's place; the case writes nothing of its own, so the
   /// "type" written is the record's.
@@ -132,7 +132,8 @@ class TOVANEL_CHAT_API InfoBody {
 
  private:
   friend struct coding::Access;
-  InfoBody() noexcept : records_(std::in_place_type<RoomHistoryClearedInfoBody>) {}
+  explicit InfoBody(coding::detail::Unfilled) noexcept
+      : records_(std::in_place_type<RoomHistoryClearedInfoBody>) {}
 
   Records records_;
 };

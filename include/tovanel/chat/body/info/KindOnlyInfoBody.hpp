@@ -22,7 +22,7 @@ struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Kind>> {
 
  private:
   friend struct coding::Access;
-  KindOnlyInfoBody() = default;
+  explicit KindOnlyInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &KindOnlyInfoBody::type)};
   }

@@ -30,7 +30,7 @@ struct MembershipInfoBody : coding::Record<MembershipInfoBody<Kind>> {
 
  private:
   friend struct coding::Access;
-  MembershipInfoBody() = default;
+  explicit MembershipInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &MembershipInfoBody::type),
                       coding::optionalKey("recipients", &MembershipInfoBody::recipients)};

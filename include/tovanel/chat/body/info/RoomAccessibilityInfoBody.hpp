@@ -25,7 +25,7 @@ struct RoomAccessibilityInfoBody : coding::Record<RoomAccessibilityInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomAccessibilityInfoBody() = default;
+  explicit RoomAccessibilityInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{
         coding::optionalKey("type", &RoomAccessibilityInfoBody::type),

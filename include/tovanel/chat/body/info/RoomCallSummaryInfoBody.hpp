@@ -33,7 +33,7 @@ struct RoomCallSummaryInfoBody : coding::Record<RoomCallSummaryInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomCallSummaryInfoBody() = default;
+  explicit RoomCallSummaryInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomCallSummaryInfoBody::type),
                       coding::optionalKey("status", &RoomCallSummaryInfoBody::status),

@@ -42,7 +42,7 @@ struct RoomCreatedInfoBody : coding::Record<RoomCreatedInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomCreatedInfoBody() = default;
+  explicit RoomCreatedInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomCreatedInfoBody::type),
                       coding::optionalKey("added", &RoomCreatedInfoBody::added),

@@ -38,7 +38,7 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
 
      private:
       friend struct coding::Access;
-      Metadata() = default;
+      explicit Metadata(coding::detail::Unfilled) {}
       static constexpr auto codingFields() {
         return std::tuple{
             coding::optionalKey("previouslyAcceptedCount", &Metadata::previouslyAcceptedCount_)};
@@ -105,7 +105,7 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
 
    private:
     friend struct coding::Access;
-    Request() = default;
+    explicit Request(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("_id", &Request::id_),
                         coding::optionalKey("room", &Request::room_),
@@ -142,7 +142,7 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomRequestCreatedInfoBody() = default;
+  explicit RoomRequestCreatedInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomRequestCreatedInfoBody::type),
                       coding::optionalKey("request", &RoomRequestCreatedInfoBody::request)};

@@ -26,7 +26,7 @@ struct RoomTagsInfoBody : coding::Record<RoomTagsInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomTagsInfoBody() = default;
+  explicit RoomTagsInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomTagsInfoBody::type),
                       coding::optionalKey("tags", &RoomTagsInfoBody::tags)};

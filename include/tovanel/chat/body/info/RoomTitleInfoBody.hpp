@@ -24,7 +24,7 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
 
    private:
     friend struct coding::Access;
-    Previously() = default;
+    explicit Previously(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::optionalKey("title", &Previously::title)};
     }
@@ -41,7 +41,7 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomTitleInfoBody() = default;
+  explicit RoomTitleInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomTitleInfoBody::type),
                       coding::optionalKey("title", &RoomTitleInfoBody::title),

@@ -24,7 +24,7 @@ struct RoomTopicInfoBody : coding::Record<RoomTopicInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomTopicInfoBody() = default;
+  explicit RoomTopicInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomTopicInfoBody::type),
                       coding::optionalKey("topic", &RoomTopicInfoBody::topic)};

@@ -24,7 +24,7 @@ struct RoomVisibilityInfoBody : coding::Record<RoomVisibilityInfoBody> {
 
  private:
   friend struct coding::Access;
-  RoomVisibilityInfoBody() = default;
+  explicit RoomVisibilityInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &RoomVisibilityInfoBody::type),
                       coding::optionalKey("visibility", &RoomVisibilityInfoBody::visibility)};

@@ -41,11 +41,11 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
     /// Reads "id" and "type", writes the kind read (or its absence) into the decoder's body-type
     /// box, then reads "body" by that kind. The box keeps that kind afterwards. Without a box the
     /// body cannot be decoded and is left empty.
-    static bool decodeInto(const Decoder& decoder, Media& out);
+    static coding::Status tryDecode(const Decoder& decoder, Media& out);
 
    private:
     friend struct coding::Access;
-    Media() = default;
+    explicit Media(coding::detail::Unfilled) {}
     static constexpr auto codingFields() {
       return std::tuple{coding::tolerantKey("id", &Media::id),
                         coding::tolerantKey("type", &Media::type),
@@ -64,7 +64,7 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
 
  private:
   friend struct coding::Access;
-  UserPresentInfoBody() = default;
+  explicit UserPresentInfoBody(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
     return std::tuple{coding::optionalKey("type", &UserPresentInfoBody::type),
                       coding::optionalKey("mediaType", &UserPresentInfoBody::mediaType),
