@@ -37,10 +37,10 @@ std::string describe(const chat::Body& body) {
 int main() {
   // [decodeAs]
   chat::JSONDecoder decoder;
-  chat::prepareForBodyDecoding(decoder);
+  chat::BodyTypeBox& box = chat::prepareForBodyDecoding(decoder);
   // The envelope's part of the hand-off, for a body on its own: the kind, then the body.
-  const auto decodeAs = [&decoder](chat::BodyType kind, std::string_view json) {
-    chat::bodyType(decoder.userInfo)->value = kind;
+  const auto decodeAs = [&decoder, &box](chat::BodyType kind, std::string_view json) {
+    box.value = kind;
     return decoder.decode<chat::Body>(json);
   };
   // [decodeAs]

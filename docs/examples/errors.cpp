@@ -74,8 +74,7 @@ int main() {
 
   // [diagnostic-sink]
   chat::JSONDecoder logging;
-  chat::prepareForBodyDecoding(logging);
-  chat::bodyType(logging.userInfo)->value = chat::BodyType::text;
+  chat::prepareForBodyDecoding(logging).value = chat::BodyType::text;
   std::vector<std::string> lines;  // where the lines go instead of standard output
   logging.diagnosticSink = [&lines](std::string_view line) { lines.emplace_back(line); };
   try {

@@ -25,8 +25,7 @@ int main() {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     workers.emplace_back([&, i] {
       chat::JSONDecoder decoder;  // this thread's own
-      chat::prepareForBodyDecoding(decoder);
-      chat::bodyType(decoder.userInfo)->value = chat::BodyType::text;
+      chat::prepareForBodyDecoding(decoder).value = chat::BodyType::text;
       reencoded[i] = encoder.encode(decoder.decode<chat::Body>(texts[i]));
     });
   }

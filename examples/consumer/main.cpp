@@ -36,7 +36,7 @@ chat::ChatMessage decodeEnvelope(const chat::Decoder& decoder) {
   std::optional<std::string> clientID = envelope.decodeIfPresent<std::string>("clientId");
   const chat::BodyType type = envelope.decode<chat::BodyType>("type");
 
-  if (chat::BodyTypeBox* box = chat::bodyType(decoder.userInfo())) box->value = type;
+  if (chat::BodyTypeBox* box = chat::bodyType(decoder)) box->value = type;
   chat::Body body = envelope.decode<chat::Body>("body");
 
   chat::ChatMessageUser user = envelope.decode<chat::ChatMessageUser>("user");
@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
       std::cout << text->text << '\n';
     }
     std::cout << chat::JSONEncoder().encode(message.body) << '\n';
-  } catch (const std::exception& error) {  // DecodingError, or Body::BodyDecodingError
+  } catch (const chat::Error& error) {  // DecodingError, or Body::BodyDecodingError
     std::cerr << "error: " << error.what() << '\n';
     return 1;
   }

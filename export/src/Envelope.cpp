@@ -29,7 +29,7 @@ ChatMessage decodeEnvelope(const Decoder& decoder) {
   auto clientID = envelope.decodeIfPresent<std::string>("clientId");
   const auto type = envelope.decode<BodyType>("type");
   // Hand the kind to the body's decoding, then decode the body.
-  if (BodyTypeBox* box = bodyType(decoder.userInfo())) box->value = type;
+  if (BodyTypeBox* box = bodyType(decoder)) box->value = type;
   auto body = envelope.decode<Body>("body");
   auto user = envelope.decode<ChatMessageUser>("user");
   const auto createdAt = envelope.decodeIfPresent<Date>("createdAt");
@@ -39,9 +39,8 @@ ChatMessage decodeEnvelope(const Decoder& decoder) {
   if (const auto raw = envelope.decodeIfPresent<std::int64_t>("sentStatus")) {
     const auto status = fromRawValue<MessageSentStatus>(*raw);
     if (!status) {
-      throw DecodingError(
-          DecodingError::Kind::dataCorrupted, {CodingKey::key("sentStatus")},
-          "cannot initialize MessageSentStatus from invalid raw value " + std::to_string(*raw));
+      throw DecodingError::invalidRawValue({CodingKey::key("sentStatus")}, "MessageSentStatus",
+                                           std::to_string(*raw));
     }
     sentStatus = *status;
   }

@@ -10,6 +10,7 @@
 #include "tovanel/chat/base/CharacterSet.hpp"
 #include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/base/DateComponents.hpp"
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/base/Formatter.hpp"
 #include "tovanel/chat/base/Hasher.hpp"
 #include "tovanel/chat/base/Range.hpp"

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 
 namespace tovanel::chat {
 
@@ -149,9 +148,14 @@ std::optional<Date> Date::fromISO8601(std::string_view text) {
 }
 
 std::string Date::iso8601() const {
+  // The text holds four-digit years, 0000 to 9999 (a date that rounds up to the year 10000
+  // excluded); outside them, and for NaN, there is no text that reads back.
+  constexpr double kFirstSecond = -62167219200.0;  // 0000-01-01T00:00:00Z
+  constexpr double kEndSecond = 253402300800.0;    // 10000-01-01T00:00:00Z
+  const double since1970 = timeIntervalSince1970();
+  if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) return {};
   // Whole milliseconds, rounded, so that 0.2505 s does not print as .250 after a binary drift.
-  const auto totalMilliseconds =
-      static_cast<std::int64_t>(std::llround(timeIntervalSince1970() * 1000.0));
+  const auto totalMilliseconds = static_cast<std::int64_t>(std::llround(since1970 * 1000.0));
   std::int64_t seconds = totalMilliseconds / 1000;
   std::int64_t milliseconds = totalMilliseconds % 1000;
   if (milliseconds < 0) {
@@ -167,11 +171,7 @@ std::string Date::iso8601() const {
   const Civil civil = civilFromDays(days);
   char buffer[48];
   char* out = buffer;
-  if (civil.year >= 0 && civil.year <= 9999) {
-    out = putDigits(out, static_cast<unsigned>(civil.year), 4);
-  } else {  // not a date the text can hold; written in full all the same
-    out += std::snprintf(out, 24, "%04lld", static_cast<long long>(civil.year));
-  }
+  out = putDigits(out, static_cast<unsigned>(civil.year), 4);
   *out++ = '-';
   out = putDigits(out, civil.month, 2);
   *out++ = '-';

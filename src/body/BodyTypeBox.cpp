@@ -9,9 +9,11 @@ const CodingUserInfoKey& bodyTypeKey() {
   return key;
 }
 
-void prepareForBodyDecoding(JSONDecoder& decoder) {
-  decoder.userInfo.insert_or_assign(bodyTypeKey(),
-                                    std::any(std::shared_ptr<BodyTypeBox>(new BodyTypeBox())));
+BodyTypeBox& prepareForBodyDecoding(JSONDecoder& decoder) {
+  std::shared_ptr<BodyTypeBox> box(new BodyTypeBox());
+  BodyTypeBox& installed = *box;
+  decoder.userInfo.insert_or_assign(bodyTypeKey(), std::any(std::move(box)));
+  return installed;
 }
 
 BodyTypeBox* bodyType(const UserInfo& userInfo) noexcept {

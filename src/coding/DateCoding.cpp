@@ -76,15 +76,11 @@ void Codec<Date>::encode(Encoder& encoder, const Date& value) {
       encoder.writeNumber(value.timeIntervalSince1970() * 1000.0);
       return;
     case DateStrategyKind::iso8601: {
-      // The text holds four-digit years, 0000 to 9999 (a date that rounds up to the year 10000
-      // included); outside them, and for NaN, there is nothing to write that reads back.
-      constexpr double kFirstSecond = -62167219200.0;  // 0000-01-01T00:00:00Z
-      constexpr double kEndSecond = 253402300800.0;    // 10000-01-01T00:00:00Z
-      const double since1970 = value.timeIntervalSince1970();
-      if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) {
+      const std::string text = value.iso8601();
+      if (text.empty()) {
         encoder.fail("the date is outside the years 0000 to 9999 that ISO 8601 text holds");
       }
-      encoder.writeString(value.iso8601());
+      encoder.writeString(text);
       return;
     }
     case DateStrategyKind::custom:

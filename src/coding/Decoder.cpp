@@ -396,13 +396,15 @@ Status Decoder::tryRead(bool& out) const noexcept {
 
 coding::Result<KeyedDecodingContainer> Decoder::tryContainer() const noexcept {
   if (typeOf(document_->tape[index_]) != '{') return expecting("an object");
-  return KeyedDecodingContainer(*this);
+  return coding::Result<KeyedDecodingContainer>(std::in_place, *this,
+                                                KeyedDecodingContainer::Opening());
 }
 
 coding::Result<KeyedDecodingContainer> Decoder::tryContainer(
     coding::detail::KeyTable keys) const noexcept {
   if (typeOf(document_->tape[index_]) != '{') return expecting("an object");
-  return KeyedDecodingContainer(*this, keys);
+  return coding::Result<KeyedDecodingContainer>(std::in_place, *this,
+                                                KeyedDecodingContainer::Opening(), keys);
 }
 
 coding::Result<UnkeyedDecodingContainer> Decoder::tryUnkeyedContainer() const noexcept {
@@ -414,7 +416,8 @@ coding::Result<UnkeyedDecodingContainer> Decoder::tryUnkeyedContainer() const no
   if (count == 0xFFFFFF) {
     count = 0;
     const auto end = static_cast<std::uint32_t>(word) - 1;
-    for (auto at = static_cast<std::uint32_t>(index_) + 1; at < end; at = after(document_->tape, at)) {
+    for (auto at = static_cast<std::uint32_t>(index_) + 1; at < end;
+         at = after(document_->tape, at)) {
       ++count;
     }
   }
@@ -439,7 +442,8 @@ SingleValueDecodingContainer Decoder::singleValueContainer() const noexcept {
 
 // ---- KeyedDecodingContainer ----
 
-KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self) noexcept : self_(self) {
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening) noexcept
+    : self_(self) {
   const std::uint64_t* tape = tape_ = self_.document_->tape;
   const std::uint8_t* strings = strings_ = self_.document_->strings;
   const auto start = static_cast<std::uint32_t>(self_.index_);
@@ -466,7 +470,7 @@ KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self) noexcept : s
   indexed_ = true;
 }
 
-KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self,
+KeyedDecodingContainer::KeyedDecodingContainer(const Decoder& self, Opening,
                                                coding::detail::KeyTable table) noexcept
     : self_(self), table_(table.keys), entries_(static_cast<std::uint32_t>(table.size)) {
   const std::uint64_t* tape = tape_ = self_.document_->tape;

@@ -1,9 +1,7 @@
 #include "MessageRows.hpp"
 
-#include <array>
 #include <cstddef>
 #include <utility>
-#include <variant>
 
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/info/InfoBody.hpp"
@@ -57,34 +55,16 @@ auto atField(const char* field, F&& decode) {
   }
 }
 
-DecodingError invalidRawValue(const char* field, std::string_view typeName,
-                              const std::string& text) {
-  return DecodingError(
-      DecodingError::Kind::dataCorrupted, {CodingKey::key(field)},
-      "cannot initialize " + std::string(typeName) + " from invalid raw value " + text);
-}
-
 template <class E>
 E kindOf(const char* field, const Statement& row, int column) {
   const auto kind = row.isNull(column) ? std::nullopt : fromRawValue<E>(row.text(column));
   if (!kind) {
-    throw invalidRawValue(field, RawValues<E>::typeName,
-                          row.isNull(column) ? "null" : '"' + std::string(row.text(column)) + '"');
+    throw DecodingError::invalidRawValue(
+        {CodingKey::key(field)}, RawValues<E>::typeName,
+        row.isNull(column) ? "null" : '"' + std::string(row.text(column)) + '"');
   }
   return *kind;
 }
-
-// Decoding the event record of one case, by the case's position.
-template <std::size_t I>
-Body decodeEvent(const Decoder& decoder) {
-  return Body(InfoBody(decoder.decode<std::variant_alternative_t<I, InfoBody::Records>>()));
-}
-template <std::size_t... I>
-constexpr auto eventDecoders(std::index_sequence<I...>) {
-  return std::array<Body (*)(const Decoder&), sizeof...(I)>{&decodeEvent<I>...};
-}
-constexpr auto kEventDecoders =
-    eventDecoders(std::make_index_sequence<std::variant_size_v<InfoBody::Records>>());
 
 std::optional<std::string_view> eventKindOf(const Body& body) {
   const auto* event = body.get<InfoBody>();
@@ -110,8 +90,8 @@ ChatMessage MessageRows::read(const Statement& row) {
                          : std::nullopt;
   Body body = atField("body", [&] {
     return decoder_.decode(row.text(kBody), [&](const Decoder& root) {
-      if (event) return kEventDecoders[position(*event)](root);
-      if (BodyTypeBox* box = bodyType(root.userInfo())) box->value = kind;
+      if (event) return Body(InfoBody::decode(root, *event));
+      if (BodyTypeBox* box = bodyType(root)) box->value = kind;
       return Body::decode(root);
     });
   });
@@ -121,8 +101,9 @@ ChatMessage MessageRows::read(const Statement& row) {
                           ? fromRawValue<MessageSentStatus>(row.integer(kSentStatus))
                           : std::nullopt;
   if (!status) {
-    throw invalidRawValue("sentStatus", "MessageSentStatus",
-                          row.isNull(kSentStatus) ? "null" : std::string(row.text(kSentStatus)));
+    throw DecodingError::invalidRawValue(
+        {CodingKey::key("sentStatus")}, "MessageSentStatus",
+        row.isNull(kSentStatus) ? "null" : std::string(row.text(kSentStatus)));
   }
   const auto stored = row.stored(kViewCount);
   if (stored != Statement::Stored::integer && stored != Statement::Stored::null) {

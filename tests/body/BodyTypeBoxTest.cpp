@@ -133,9 +133,9 @@ TEST(BodyHandOff, PreparingAgainInstallsOneFreshEmptyBox) {
   const auto first =
       std::any_cast<std::shared_ptr<BodyTypeBox>>(decoder.userInfo.at(bodyTypeKey()));
   first->value = BodyType::url;
-  prepareForBodyDecoding(decoder);
+  BodyTypeBox& second = prepareForBodyDecoding(decoder);
   EXPECT_EQ(decoder.userInfo.size(), 1u);
-  ASSERT_NE(bodyType(decoder.userInfo), nullptr);
+  EXPECT_EQ(bodyType(decoder), &second);  // the box returned is the one installed
   EXPECT_NE(bodyType(decoder.userInfo), first.get());
   EXPECT_EQ(bodyType(decoder.userInfo)->value, std::nullopt);
   EXPECT_EQ(first->value, BodyType::url);  // the old box is merely unreachable

@@ -102,10 +102,15 @@ TEST(DateDecodingStrategy, AbsentAndNullAreNoDateForEveryStrategy) {
   }
 }
 
-// The description says what could not be read: the text and the form it lacks, or what a custom
-// strategy threw.
+// The description says what could not be read: the text and the form it lacks, the strategy that
+// expected a number and the one ISO 8601 text needs, or what a custom strategy threw.
 TEST(DateDecodingStrategy, ADescriptionSaysWhyTheDateWasNotRead) {
   const std::tuple<DateDecodingStrategy, std::string_view, std::string_view> cases[] = {
+      {DateDecodingStrategy::deferredToDate(), R"("2026-11-22T10:00:00Z")",
+       "since 2001-01-01T00:00:00Z (the dateDecodingStrategy deferredToDate; ISO 8601 text needs "
+       "iso8601), found a string"},
+      {DateDecodingStrategy::millisecondsSince1970(), R"("1795341600")",
+       "(the dateDecodingStrategy millisecondsSince1970; ISO 8601 text needs iso8601)"},
       {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", "ISO 8601"},
       {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", R"("2026-02-30T00:00:00Z")"},
       {DateDecodingStrategy::custom(readAtSign), R"("1795341600")", "a stamp starts with @"},

@@ -76,7 +76,9 @@ namespace detail {
 inline int runShell(const std::string& command, long& peakKiB) {
   const pid_t child = fork();
   if (child == 0) {
+#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
     setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+#endif
     execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
     _exit(127);
   }
@@ -126,7 +128,9 @@ inline ToolRun runOnTerminal(const std::string& command) {
   if (child == 0) {
     setenv("TERM", "xterm", 1);
     unsetenv("NO_COLOR");
+#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
     setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+#endif
     execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
     _exit(127);
   }

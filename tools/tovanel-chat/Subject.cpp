@@ -15,8 +15,7 @@ Subject bodySubject(const std::string& kindWord) {
     throw UsageError("unknown body kind \"" + kindWord + "\" (the kinds: " + kinds + ")");
   }
   return [kind = *kind](JSONDecoder& decoder, std::string_view json) {
-    prepareForBodyDecoding(decoder);
-    bodyType(decoder.userInfo)->value = kind;  // as an envelope hands its kind over
+    prepareForBodyDecoding(decoder).value = kind;  // as an envelope hands its kind over
     return DecodedValue(decoder.decode<Body>(json));
   };
 }

@@ -24,15 +24,18 @@ using test::without;
 using Location = LocationBody::Location;
 
 // A location is made only by decoding, and its coordinates are reachable only through decoding,
-// encoding, equality and hashing; a link preview's fields are not assigned one by one.
+// encoding, equality and hashing; a link preview's fields are not assigned one by one, nor
+// decoded into a record that exists. A body of no pictures is spelt ImagesBody({}).
 template <class T>
 concept Exposed = requires(T& v) {
   v.longitude;
 }
 || requires(T& v) { v.lat; }
 || requires(T& v) { v.text() = std::string(); }
-|| requires(T& v) { v.text = ""; };
+|| requires(T& v) { v.text = ""; }
+|| requires(T& v, const Decoder& decoder) { coding::Access::decodeFields(decoder, v); };
 static_assert(!Exposed<Location> && !Exposed<URLBody> && !std::is_default_constructible_v<URLBody>);
+static_assert(requires { ImagesBody({}); });
 static_assert(!std::is_default_constructible_v<LocationBody> &&
               !std::is_default_constructible_v<Location> &&
               !std::is_constructible_v<Location, double, double> &&

@@ -45,8 +45,9 @@ class TOVANEL_CHAT_API Date {
   /// Reads `2026-11-22T10:00:00Z`, `2026-11-22T10:00:00.250+02:00` (offsets ±HH:MM, ±HHMM or
   /// ±HH; any number of fraction digits). Nothing for any other text or an impossible date.
   static std::optional<Date> fromISO8601(std::string_view text);
-  /// `2026-11-22T10:00:00Z` in UTC, with `.250` milliseconds when they are not zero. Meant for
-  /// dates of the years 0000 to 9999, the ones that the text can hold.
+  /// `2026-11-22T10:00:00Z` in UTC, with `.250` milliseconds when they are not zero. The text
+  /// holds the years 0000 to 9999 only: for a date outside them (one that rounds to 10000-01-01
+  /// included), and for NaN, it is empty.
   std::string iso8601() const;
 
   friend constexpr bool operator==(Date a, Date b) noexcept { return a.seconds_ == b.seconds_; }

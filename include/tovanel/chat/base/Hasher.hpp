@@ -27,7 +27,6 @@ class TOVANEL_CHAT_API Hasher {
   /// A hasher with a fixed key (tests and reproducible tools).
   explicit Hasher(Seed seed) noexcept : state_(seed.k0, seed.k1) {}
 
-  /// Feeds one byte.
   void combine(std::uint8_t byte) noexcept { state_.writeLittleEndian(byte, 1); }
   /// Feeds a 32-bit word as four little-endian bytes.
   void combine(std::uint32_t word) noexcept { state_.writeLittleEndian(word, 4); }

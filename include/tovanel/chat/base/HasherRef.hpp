@@ -15,13 +15,9 @@ class HasherRef {
   template <class H>
   explicit HasherRef(H& hasher) noexcept : target_(&hasher), calls_(&callsFor<H>) {}
 
-  /// Feeds one byte.
   void combine(std::uint8_t byte) { calls_->byte(target_, byte); }
-  /// Feeds a 32-bit word.
   void combine(std::uint32_t word) { calls_->word32(target_, word); }
-  /// Feeds a 64-bit word.
   void combine(std::uint64_t word) { calls_->word64(target_, word); }
-  /// Feeds text already in its canonical form.
   void combineString(std::string_view canonicalText) { calls_->text(target_, canonicalText); }
 
  private:

@@ -2,7 +2,8 @@
 // The hand-off of a body's kind. A body's JSON does not name its kind, so the enclosing record
 // passes it through the decoder's user information:
 //  1. the application calls prepareForBodyDecoding(decoder) once: an empty box is installed
-//     under the key "bodyType";
+//     under the key "bodyType" (and returned, for a body decoded on its own:
+//     `prepareForBodyDecoding(decoder).value = BodyType::text;`);
 //  2. the enclosing record decodes its kind and writes it into the box
 //     (`if (BodyTypeBox* box = bodyType(decoder)) box->value = kind;`);
 //  3. it then decodes its body field as a Body, which reads the kind from the box.
@@ -23,8 +24,8 @@ using BodyTypeBox = CodingUserInfoValue<BodyType>;
 TOVANEL_CHAT_API const CodingUserInfoKey& bodyTypeKey();
 
 /// Installs a fresh, empty body-type box in the decoder's user information, replacing whatever
-/// was stored under the key.
-TOVANEL_CHAT_API void prepareForBodyDecoding(JSONDecoder& decoder);
+/// was stored under the key, and returns it. The box lives as long as the decoder keeps it.
+TOVANEL_CHAT_API BodyTypeBox& prepareForBodyDecoding(JSONDecoder& decoder);
 
 /// The body-type box in this user information, or null when there is none (an entry of another
 /// type under the key counts as none).

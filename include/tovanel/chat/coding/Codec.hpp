@@ -22,6 +22,10 @@
 #include "tovanel/chat/coding/Decoder.hpp"
 #include "tovanel/chat/coding/Encoder.hpp"
 
+namespace tovanel::chat {
+class InfoBody;
+}  // namespace tovanel::chat
+
 namespace tovanel::chat::coding {
 
 /// How values of T are read and written: `static Status tryDecode(const Decoder&, T&)` and
@@ -41,7 +45,14 @@ concept ThrowingDecodable = !CheckingDecodable<T> && requires(const Decoder& dec
 };
 /// A type that writes itself.
 template <class T>
-concept EncodableRecord = requires(const T& value, Encoder& encoder) { value.encode(encoder); };
+concept EncodableRecord = requires(const T& value, Encoder& encoder) {
+  value.encode(encoder);
+};
+/// A type the encoder can write: a record, or a type with a Codec.
+template <class T>
+concept Encodable = requires(Encoder& encoder, const T& value) {
+  Codec<T>::encode(encoder, value);
+};
 
 namespace detail {
 /// What records are made from when they are decoded in place: their constructor that takes it
@@ -56,12 +67,12 @@ struct Unfilled {
 /// operations that give no private part away are public: each makes a record only by decoding
 /// it, and reads or writes fields only through the record's own table.
 struct Access {
-  /// Decodes a new T.
+  /// Decodes a new T, in the object returned; throws the failure.
   template <class T>
-  static Result<T> decodeNew(const Decoder& decoder) {
+  static T decodeNew(const Decoder& decoder) {
     T out = construct<T>();
-    if (Status status = Codec<T>::tryDecode(decoder, out); !status) return status;
-    return Result<T>(std::move(out));
+    if (Status status = Codec<T>::tryDecode(decoder, out); !status) status.raise();
+    return out;
   }
   /// Decodes into `out` the value found (a required key's, an element's): made in place.
   template <class T>
@@ -89,9 +100,6 @@ struct Access {
     return Codec<T>::tryDecode(decoder, out.template emplace<T>(construct<T>()));
   }
 
-  /// The checking decode of a record's fields, in table order.
-  template <class T>
-  static Status decodeFields(const Decoder& decoder, T& out);
   /// Writes a record's fields as one object.
   template <class T>
   static void encodeFields(Encoder& encoder, const T& value);
@@ -106,6 +114,10 @@ struct Access {
   static constexpr auto keys();
 
  private:
+  // The checking decode of a record's fields, in table order. Private: decoding into a record
+  // that exists would overwrite the fields it keeps read-only.
+  template <class T>
+  static Status decodeFields(const Decoder& decoder, T& out);
   template <class T>
   static T construct() {
     if constexpr (requires { T(detail::Unfilled(0)); }) {
@@ -124,6 +136,9 @@ struct Access {
   }
   template <class T>
   static constexpr auto hashMembers();
+  template <class>
+  friend class Record;
+  friend class tovanel::chat::InfoBody;  // its reader of the kind alone
   // The library's compile-time check of its public CodingKeys against the tables.
   friend struct CodingKeysCheck;
 };
@@ -202,16 +217,11 @@ struct Codec<std::vector<T>> {
 /// Records: their own decode and encode. A decode that throws is caught as a failure, so that
 /// tolerant reads tolerate it too.
 template <class T>
-  requires(CheckingDecodable<T> || ThrowingDecodable<T> || EncodableRecord<T>)
-struct Codec<T> {
-  static Status tryDecode(const Decoder& decoder, T& out)
-    requires CheckingDecodable<T>
-  {
+requires(CheckingDecodable<T> || ThrowingDecodable<T> || EncodableRecord<T>) struct Codec<T> {
+  static Status tryDecode(const Decoder& decoder, T& out) requires CheckingDecodable<T> {
     return T::tryDecode(decoder, out);
   }
-  static Status tryDecode(const Decoder& decoder, T& out)
-    requires ThrowingDecodable<T>
-  {
+  static Status tryDecode(const Decoder& decoder, T& out) requires ThrowingDecodable<T> {
     try {
       out = T::decode(decoder);
       return {};
@@ -219,9 +229,7 @@ struct Codec<T> {
       return decoder.failure(std::current_exception());
     }
   }
-  static void encode(Encoder& encoder, const T& value)
-    requires EncodableRecord<T>
-  {
+  static void encode(Encoder& encoder, const T& value) requires EncodableRecord<T> {
     value.encode(encoder);
   }
 };
@@ -266,9 +274,7 @@ T Decoder::decode() const {
   if constexpr (coding::ThrowingDecodable<T>) {
     return T::decode(*this);
   } else {
-    auto value = coding::Access::decodeNew<T>(*this);
-    if (!value) value.status().raise();
-    return std::move(*value);
+    return coding::Access::decodeNew<T>(*this);
   }
 }
 
@@ -325,7 +331,11 @@ coding::Status UnkeyedDecodingContainer::tryDecode(T& out) {
 
 template <class T>
 void Encoder::encode(const T& value) {
-  coding::Codec<T>::encode(*this, value);
+  static_assert(coding::Encodable<T>,
+                "this type has no JSON form: a record writes itself with `void encode(Encoder&) "
+                "const`, any other type needs a coding::Codec<T>. A ChatMessage has none: encode "
+                "its body, or the envelope your service expects");
+  if constexpr (coding::Encodable<T>) coding::Codec<T>::encode(*this, value);
 }
 
 template <class T>

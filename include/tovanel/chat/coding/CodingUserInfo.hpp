@@ -5,6 +5,7 @@
 
 #include <any>
 #include <compare>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -31,7 +32,10 @@ class CodingUserInfoKey {
 using UserInfo = std::map<CodingUserInfoKey, std::any>;
 
 class JSONDecoder;
-TOVANEL_CHAT_API void prepareForBodyDecoding(JSONDecoder& decoder);
+enum class BodyType : std::uint8_t;
+template <class T>
+class CodingUserInfoValue;
+TOVANEL_CHAT_API CodingUserInfoValue<BodyType>& prepareForBodyDecoding(JSONDecoder& decoder);
 
 /// A reference box in user information. It has no public constructor: the one box the library
 /// uses, the body-type box, is made by prepareForBodyDecoding, which installs it.
@@ -42,7 +46,7 @@ class CodingUserInfoValue {
 
  private:
   CodingUserInfoValue() = default;
-  friend void prepareForBodyDecoding(JSONDecoder& decoder);
+  friend CodingUserInfoValue<BodyType>& prepareForBodyDecoding(JSONDecoder& decoder);
 };
 
 namespace coding::detail {

@@ -82,10 +82,8 @@ struct KeyTableOf {
 /// refers to the decode call's document and to the keys it names, so it is used within that call.
 class [[nodiscard]] Status {
  public:
-  /// Success.
   Status() noexcept = default;
 
-  /// True on success.
   explicit operator bool() const noexcept { return reason_ == Reason::none; }
 
   /// Throws the error this failure stands for: a DecodingError, or the library error (or the
@@ -126,6 +124,10 @@ class [[nodiscard]] Result {
   Result(T value) : value_(std::move(value)) {}
   /// A failure (the status must be one).
   Result(Status failure) noexcept : status_(failure) {}
+  /// A value made in place from `arguments`.
+  template <class... A>
+  explicit Result(std::in_place_t, A&&... arguments)
+      : value_(std::in_place, std::forward<A>(arguments)...) {}
 
   /// True when there is a value.
   explicit operator bool() const noexcept { return value_.has_value(); }
@@ -262,11 +264,19 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
   /// The most keys an index or a key table holds.
   static constexpr std::size_t kMaxKeyTable = 16;
 
+  /// The key to the constructors below, which only a Decoder makes: they are public so that a
+  /// container is opened in the Result that returns it, not moved there.
+  class Opening {
+    friend class Decoder;
+    Opening() = default;
+  };
+  /// The object at `self`, its distinct keys indexed.
+  KeyedDecodingContainer(const Decoder& self, Opening) noexcept;
+  /// The object at `self`, its members matched once against a record's keys.
+  KeyedDecodingContainer(const Decoder& self, Opening, coding::detail::KeyTable keys) noexcept;
+
  private:
   friend class Decoder;
-  friend class coding::Result<KeyedDecodingContainer>;
-  explicit KeyedDecodingContainer(const Decoder& self) noexcept;
-  KeyedDecodingContainer(const Decoder& self, coding::detail::KeyTable keys) noexcept;
 
   // Opening the container walks the object's members once, so that a lookup costs a comparison
   // or two instead of a walk. Without a key table, the distinct keys are indexed: a repeated key

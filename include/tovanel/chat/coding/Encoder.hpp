@@ -104,7 +104,7 @@ class TOVANEL_CHAT_API Encoder {
   void writeString(std::string_view text);  ///< EncodingError for text that is not UTF-8
   void writeInteger(std::int64_t number);   ///< in decimal
   void writeNumber(double number);          ///< EncodingError for NaN and the infinities
-  void writeBool(bool flag);               ///< true or false
+  void writeBool(bool flag);                ///< true or false
   void writeNull();                         ///< null
 
   /// Throws EncodingError at this place.
@@ -181,12 +181,10 @@ class TOVANEL_CHAT_API UnkeyedEncodingContainer {
 /// One value written as a whole.
 class SingleValueEncodingContainer {
  public:
-  /// Writes the value.
   template <class T>
   void encode(const T& value) {
     place_->encode(value);
   }
-  /// Writes null.
   void encodeNil() { place_->writeNull(); }
 
  private:

@@ -45,20 +45,21 @@ struct ChatMessage {
   MessageSentStatus sentStatus;           ///< delivery state of one's own message
 
   /// A message with every field, in declaration order.
-  ChatMessage(Body body, std::optional<Date> createdAt, std::optional<std::string> clientID,
-              std::string messageID, std::string roomID, BodyType type,
-              std::optional<Date> updatedAt, ChatMessageUser user,
-              std::optional<std::int64_t> viewCount, MessageSentStatus sentStatus)
-      : body(std::move(body)),
-        createdAt(createdAt),
-        clientID(std::move(clientID)),
-        messageID(std::move(messageID)),
-        roomID(std::move(roomID)),
-        type(type),
-        updatedAt(updatedAt),
-        user(std::move(user)),
-        viewCount(viewCount),
-        sentStatus(sentStatus) {}
+  ChatMessage(Body bodyValue, std::optional<Date> createdAtValue,
+              std::optional<std::string> clientIDValue, std::string messageIDValue,
+              std::string roomIDValue, BodyType typeValue, std::optional<Date> updatedAtValue,
+              ChatMessageUser userValue, std::optional<std::int64_t> viewCountValue,
+              MessageSentStatus sentStatusValue)
+      : body(std::move(bodyValue)),
+        createdAt(createdAtValue),
+        clientID(std::move(clientIDValue)),
+        messageID(std::move(messageIDValue)),
+        roomID(std::move(roomIDValue)),
+        type(typeValue),
+        updatedAt(updatedAtValue),
+        user(std::move(userValue)),
+        viewCount(viewCountValue),
+        sentStatus(sentStatusValue) {}
 
   /// Every field equal.
   friend bool operator==(const ChatMessage& a, const ChatMessage& b) {

@@ -35,18 +35,18 @@ struct ChatMessageUser : coding::Record<ChatMessageUser> {
   std::int64_t followingCount = 0;       ///< how many the user follows
 
   /// A user with every field, in declaration order.
-  ChatMessageUser(std::string id, std::optional<std::string> username, std::string firstName,
-                  std::string lastName, std::optional<std::string> bio,
-                  std::optional<std::string> avatarURL, std::int64_t followerCount,
-                  std::int64_t followingCount)
-      : id(std::move(id)),
-        username(std::move(username)),
-        firstName(std::move(firstName)),
-        lastName(std::move(lastName)),
-        bio(std::move(bio)),
-        avatarURL(std::move(avatarURL)),
-        followerCount(followerCount),
-        followingCount(followingCount) {}
+  ChatMessageUser(std::string idValue, std::optional<std::string> usernameValue,
+                  std::string firstNameValue, std::string lastNameValue,
+                  std::optional<std::string> bioValue, std::optional<std::string> avatarURLValue,
+                  std::int64_t followerCountValue, std::int64_t followingCountValue)
+      : id(std::move(idValue)),
+        username(std::move(usernameValue)),
+        firstName(std::move(firstNameValue)),
+        lastName(std::move(lastNameValue)),
+        bio(std::move(bioValue)),
+        avatarURL(std::move(avatarURLValue)),
+        followerCount(followerCountValue),
+        followingCount(followingCountValue) {}
 
   /// "@" followed by the username, when there is a non-empty one.
   std::optional<std::string> atUsername() const {

@@ -16,11 +16,11 @@ struct NewChatMessage {
   std::string roomID;  ///< where to send it
 
   /// A message of any body.
-  NewChatMessage(Body body, std::string roomID)
-      : body(std::move(body)), roomID(std::move(roomID)) {}
+  NewChatMessage(Body bodyValue, std::string roomIDValue)
+      : body(std::move(bodyValue)), roomID(std::move(roomIDValue)) {}
   /// A text message.
-  NewChatMessage(std::string roomID, TextBody textBody)
-      : body(std::move(textBody)), roomID(std::move(roomID)) {}
+  NewChatMessage(std::string roomIDValue, TextBody textBody)
+      : body(std::move(textBody)), roomID(std::move(roomIDValue)) {}
 };
 
 }  // namespace tovanel::chat

@@ -30,8 +30,8 @@ struct HLSBody : coding::Record<HLSBody> {
     std::optional<std::string> url;   ///< the link
 
     /// A link of a type.
-    StreamURL(std::optional<std::string> type, std::optional<std::string> url)
-        : type(std::move(type)), url(std::move(url)) {}
+    StreamURL(std::optional<std::string> typeValue, std::optional<std::string> urlValue)
+        : type(std::move(typeValue)), url(std::move(urlValue)) {}
 
    private:
     friend struct coding::Access;
@@ -48,9 +48,9 @@ struct HLSBody : coding::Record<HLSBody> {
     std::optional<std::vector<std::string>> disallowed;  ///< where it may not be watched
 
     /// A restriction with its two lists.
-    GeoRestriction(std::optional<std::vector<std::string>> allowed,
-                   std::optional<std::vector<std::string>> disallowed)
-        : allowed(std::move(allowed)), disallowed(std::move(disallowed)) {}
+    GeoRestriction(std::optional<std::vector<std::string>> allowedValue,
+                   std::optional<std::vector<std::string>> disallowedValue)
+        : allowed(std::move(allowedValue)), disallowed(std::move(disallowedValue)) {}
 
    private:
     friend struct coding::Access;
@@ -66,9 +66,9 @@ struct HLSBody : coding::Record<HLSBody> {
     std::string source;  ///< who rated
     std::string value;   ///< the rating as text
 
-    /// A rating by `source`.
-    Rating(std::string source, std::string value)
-        : source(std::move(source)), value(std::move(value)) {}
+    /// A rating by `sourceValue`.
+    Rating(std::string sourceValue, std::string ratingValue)
+        : source(std::move(sourceValue)), value(std::move(ratingValue)) {}
 
    private:
     friend struct coding::Access;
@@ -88,14 +88,14 @@ struct HLSBody : coding::Record<HLSBody> {
     std::optional<std::string> year;             ///< the year, as text
 
     /// Metadata with every field.
-    Meta(std::optional<std::string> imdbId, std::optional<std::string> imdbRating,
-         std::optional<std::vector<Rating>> ratings, std::optional<std::string> audience,
-         std::optional<std::string> year)
-        : imdbId(std::move(imdbId)),
-          imdbRating(std::move(imdbRating)),
-          ratings(std::move(ratings)),
-          audience(std::move(audience)),
-          year(std::move(year)) {}
+    Meta(std::optional<std::string> imdbIdValue, std::optional<std::string> imdbRatingValue,
+         std::optional<std::vector<Rating>> ratingsValue, std::optional<std::string> audienceValue,
+         std::optional<std::string> yearValue)
+        : imdbId(std::move(imdbIdValue)),
+          imdbRating(std::move(imdbRatingValue)),
+          ratings(std::move(ratingsValue)),
+          audience(std::move(audienceValue)),
+          year(std::move(yearValue)) {}
 
    private:
     friend struct coding::Access;
@@ -142,27 +142,27 @@ struct HLSBody : coding::Record<HLSBody> {
   std::optional<std::vector<Video>> trailers;        ///< trailer clips
 
   /// A body with every field, in declaration order.
-  HLSBody(std::optional<std::string> type, std::optional<std::string> provider,
-          std::optional<std::string> originalUrl, std::optional<std::string> url,
-          std::optional<Image> image, std::optional<std::string> title,
-          std::optional<std::vector<StreamURL>> streamUrls,
-          std::optional<std::string> bodyDescription, std::optional<double> duration,
-          std::optional<std::vector<std::string>> tags,
-          std::optional<GeoRestriction> geoRestriction, std::optional<Meta> meta,
-          std::optional<std::vector<Video>> trailers)
-      : type(std::move(type)),
-        provider(std::move(provider)),
-        originalUrl(std::move(originalUrl)),
-        url(std::move(url)),
-        image(std::move(image)),
-        title(std::move(title)),
-        streamUrls(std::move(streamUrls)),
-        bodyDescription(std::move(bodyDescription)),
-        duration(duration),
-        tags(std::move(tags)),
-        geoRestriction(std::move(geoRestriction)),
-        meta(std::move(meta)),
-        trailers(std::move(trailers)) {}
+  HLSBody(std::optional<std::string> typeValue, std::optional<std::string> providerValue,
+          std::optional<std::string> originalUrlValue, std::optional<std::string> urlValue,
+          std::optional<Image> imageValue, std::optional<std::string> titleValue,
+          std::optional<std::vector<StreamURL>> streamUrlsValue,
+          std::optional<std::string> bodyDescriptionValue, std::optional<double> durationValue,
+          std::optional<std::vector<std::string>> tagsValue,
+          std::optional<GeoRestriction> geoRestrictionValue, std::optional<Meta> metaValue,
+          std::optional<std::vector<Video>> trailersValue)
+      : type(std::move(typeValue)),
+        provider(std::move(providerValue)),
+        originalUrl(std::move(originalUrlValue)),
+        url(std::move(urlValue)),
+        image(std::move(imageValue)),
+        title(std::move(titleValue)),
+        streamUrls(std::move(streamUrlsValue)),
+        bodyDescription(std::move(bodyDescriptionValue)),
+        duration(durationValue),
+        tags(std::move(tagsValue)),
+        geoRestriction(std::move(geoRestrictionValue)),
+        meta(std::move(metaValue)),
+        trailers(std::move(trailersValue)) {}
 
  private:
   friend struct coding::Access;

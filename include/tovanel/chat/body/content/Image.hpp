@@ -19,9 +19,12 @@ struct Image : coding::Record<Image> {
   std::optional<std::string> optimizedUrl;  ///< a smaller or faster rendition's link
 
   /// An image with every field.
-  Image(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
-        std::optional<std::string> url, std::optional<std::string> optimizedUrl)
-      : width(width), height(height), url(std::move(url)), optimizedUrl(std::move(optimizedUrl)) {}
+  Image(std::optional<std::int64_t> widthValue, std::optional<std::int64_t> heightValue,
+        std::optional<std::string> urlValue, std::optional<std::string> optimizedUrlValue)
+      : width(widthValue),
+        height(heightValue),
+        url(std::move(urlValue)),
+        optimizedUrl(std::move(optimizedUrlValue)) {}
 
   /// Height over width (0.5 for 200 wide and 100 high); nothing unless both are positive.
   std::optional<double> aspectRatio() const noexcept {

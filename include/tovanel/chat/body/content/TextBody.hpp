@@ -28,9 +28,9 @@ struct TextBody : coding::Record<TextBody> {
     std::optional<std::int64_t> rangeEnd;    ///< the position just past the span
 
     /// A mention with its bounds.
-    Mention(std::optional<std::string> userId, std::optional<std::int64_t> rangeStart,
-            std::optional<std::int64_t> rangeEnd)
-        : userId(std::move(userId)), rangeStart(rangeStart), rangeEnd(rangeEnd) {}
+    Mention(std::optional<std::string> userIdValue, std::optional<std::int64_t> rangeStartValue,
+            std::optional<std::int64_t> rangeEndValue)
+        : userId(std::move(userIdValue)), rangeStart(rangeStartValue), rangeEnd(rangeEndValue) {}
 
     /// Location rangeStart, length rangeEnd - rangeStart (negative when the bounds are reversed);
     /// nothing when a bound is missing or the length does not fit 64 bits.
@@ -51,8 +51,8 @@ struct TextBody : coding::Record<TextBody> {
   std::optional<std::vector<Mention>> mentions;
 
   /// A text with its mentions, or with no list at all.
-  TextBody(std::string text, std::optional<std::vector<Mention>> mentions)
-      : text(std::move(text)), mentions(std::move(mentions)) {}
+  TextBody(std::string textValue, std::optional<std::vector<Mention>> mentionsValue)
+      : text(std::move(textValue)), mentions(std::move(mentionsValue)) {}
 
  private:
   friend struct coding::Access;

@@ -27,17 +27,17 @@ struct TwitchBody : coding::Record<TwitchBody> {
   std::optional<std::string> name;       ///< the channel's name
 
   /// A body with every field, in declaration order.
-  TwitchBody(std::optional<std::string> gameId, std::optional<std::string> game,
-             std::optional<std::string> channelId, std::optional<Image> image,
-             std::optional<std::string> type, std::optional<std::int64_t> views,
-             std::optional<std::string> name)
-      : gameId(std::move(gameId)),
-        game(std::move(game)),
-        channelId(std::move(channelId)),
-        image(std::move(image)),
-        type(std::move(type)),
-        views(views),
-        name(std::move(name)) {}
+  TwitchBody(std::optional<std::string> gameIdValue, std::optional<std::string> gameValue,
+             std::optional<std::string> channelIdValue, std::optional<Image> imageValue,
+             std::optional<std::string> typeValue, std::optional<std::int64_t> viewsValue,
+             std::optional<std::string> nameValue)
+      : gameId(std::move(gameIdValue)),
+        game(std::move(gameValue)),
+        channelId(std::move(channelIdValue)),
+        image(std::move(imageValue)),
+        type(std::move(typeValue)),
+        views(viewsValue),
+        name(std::move(nameValue)) {}
 
  private:
   friend struct coding::Access;

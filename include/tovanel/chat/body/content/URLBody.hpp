@@ -53,7 +53,6 @@ struct URLBody : coding::Record<URLBody> {
   const std::string& title() const noexcept { return title_; }
   /// The page's description.
   const std::string& urlDescription() const noexcept { return urlDescription_; }
-  /// The preview picture.
   const std::optional<Image>& image() const noexcept { return image_; }
   /// The site's icon.
   const std::optional<Image>& favicon() const noexcept { return favicon_; }

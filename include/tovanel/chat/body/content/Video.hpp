@@ -19,18 +19,17 @@ struct Video : coding::Record<Video> {
   std::optional<double> duration;      ///< the length, in the service's unit
 
   /// A clip with every field.
-  Video(std::optional<std::int64_t> width, std::optional<std::int64_t> height,
-        std::optional<std::string> url, std::optional<double> duration)
-      : width(width), height(height), url(std::move(url)), duration(duration) {}
+  Video(std::optional<std::int64_t> widthValue, std::optional<std::int64_t> heightValue,
+        std::optional<std::string> urlValue, std::optional<double> durationValue)
+      : width(widthValue), height(heightValue), url(std::move(urlValue)), duration(durationValue) {}
 
  private:
   friend struct coding::Access;
   explicit Video(coding::detail::Unfilled) {}
   static constexpr auto codingFields() {
-    return std::tuple{coding::optionalKey("width", &Video::width),
-                      coding::optionalKey("height", &Video::height),
-                      coding::optionalKey("url", &Video::url),
-                      coding::optionalKey("duration", &Video::duration)};
+    return std::tuple{
+        coding::optionalKey("width", &Video::width), coding::optionalKey("height", &Video::height),
+        coding::optionalKey("url", &Video::url), coding::optionalKey("duration", &Video::duration)};
   }
 };
 

@@ -21,8 +21,8 @@ struct VideoBody : coding::Record<VideoBody> {
   std::optional<Image> thumbnail;  ///< its thumbnail
 
   /// A body of a clip and its thumbnail.
-  VideoBody(std::optional<Video> video, std::optional<Image> thumbnail)
-      : video(std::move(video)), thumbnail(std::move(thumbnail)) {}
+  VideoBody(std::optional<Video> videoValue, std::optional<Image> thumbnailValue)
+      : video(std::move(videoValue)), thumbnail(std::move(thumbnailValue)) {}
 
  private:
   friend struct coding::Access;

@@ -57,26 +57,26 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
   std::optional<std::string> viewCount;
 
   /// A body with every field, in declaration order.
-  YoutubeBody(std::optional<std::string> url, std::optional<std::string> id,
-              std::optional<std::string> title, std::optional<Image> image,
-              std::optional<double> duration, std::optional<std::string> type,
-              std::optional<std::string> bodyDescription, std::optional<Video> video,
-              std::optional<std::string> channelTitle, std::optional<std::string> originalUrl,
-              std::optional<std::string> siteName, std::optional<std::string> favicon,
-              std::optional<std::string> viewCount)
-      : url(std::move(url)),
-        id(std::move(id)),
-        title(std::move(title)),
-        image(std::move(image)),
-        duration(duration),
-        type(std::move(type)),
-        bodyDescription(std::move(bodyDescription)),
-        video(std::move(video)),
-        channelTitle(std::move(channelTitle)),
-        originalUrl(std::move(originalUrl)),
-        siteName(std::move(siteName)),
-        favicon(std::move(favicon)),
-        viewCount(std::move(viewCount)) {}
+  YoutubeBody(std::optional<std::string> urlValue, std::optional<std::string> idValue,
+              std::optional<std::string> titleValue, std::optional<Image> imageValue,
+              std::optional<double> durationValue, std::optional<std::string> typeValue,
+              std::optional<std::string> bodyDescriptionValue, std::optional<Video> videoValue,
+              std::optional<std::string> channelTitleValue,
+              std::optional<std::string> originalUrlValue, std::optional<std::string> siteNameValue,
+              std::optional<std::string> faviconValue, std::optional<std::string> viewCountValue)
+      : url(std::move(urlValue)),
+        id(std::move(idValue)),
+        title(std::move(titleValue)),
+        image(std::move(imageValue)),
+        duration(durationValue),
+        type(std::move(typeValue)),
+        bodyDescription(std::move(bodyDescriptionValue)),
+        video(std::move(videoValue)),
+        channelTitle(std::move(channelTitleValue)),
+        originalUrl(std::move(originalUrlValue)),
+        siteName(std::move(siteNameValue)),
+        favicon(std::move(faviconValue)),
+        viewCount(std::move(viewCountValue)) {}
 
  private:
   friend struct coding::Access;
@@ -84,8 +84,8 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
 
   /// A number, or else ISO 8601 text converted to seconds; anything else leaves it empty. Never
   /// fails.
-  static coding::Status readDuration(const KeyedDecodingContainer& container,
-                                     std::string_view key, std::optional<double>& out);
+  static coding::Status readDuration(const KeyedDecodingContainer& container, std::string_view key,
+                                     std::optional<double>& out);
 
   static constexpr auto codingFields() {
     return std::tuple{coding::tolerantKey("url", &YoutubeBody::url),

@@ -67,7 +67,6 @@ class TOVANEL_CHAT_API InfoBody {
     static GenericInfoBody decode(const Decoder& decoder) {
       return decoder.decode<GenericInfoBody>();
     }
-    /// The checking form.
     static coding::Status tryDecode(const Decoder& decoder, GenericInfoBody& out) {
       return coding::Access::decodeFields(decoder, out);
     }

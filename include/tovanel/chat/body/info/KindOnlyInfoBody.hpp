@@ -18,7 +18,7 @@ struct KindOnlyInfoBody : coding::Record<KindOnlyInfoBody<Kind>> {
   std::optional<InfoType> type;  ///< the event's "type"
 
   /// An event with its type.
-  explicit KindOnlyInfoBody(std::optional<InfoType> type) : type(type) {}
+  explicit KindOnlyInfoBody(std::optional<InfoType> typeValue) : type(typeValue) {}
 
  private:
   friend struct coding::Access;

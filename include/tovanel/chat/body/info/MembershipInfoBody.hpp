@@ -24,9 +24,9 @@ struct MembershipInfoBody : coding::Record<MembershipInfoBody<Kind>> {
   std::optional<std::vector<ChatMessageUser>> recipients;
 
   /// An event with its type and users.
-  MembershipInfoBody(std::optional<InfoType> type,
-                     std::optional<std::vector<ChatMessageUser>> recipients)
-      : type(type), recipients(std::move(recipients)) {}
+  MembershipInfoBody(std::optional<InfoType> typeValue,
+                     std::optional<std::vector<ChatMessageUser>> recipientsValue)
+      : type(typeValue), recipients(std::move(recipientsValue)) {}
 
  private:
   friend struct coding::Access;

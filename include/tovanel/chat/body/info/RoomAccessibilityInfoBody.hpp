@@ -20,8 +20,9 @@ struct RoomAccessibilityInfoBody : coding::Record<RoomAccessibilityInfoBody> {
   std::optional<std::string> accessibility;  ///< the new setting, as sent
 
   /// An event with every field.
-  RoomAccessibilityInfoBody(std::optional<InfoType> type, std::optional<std::string> accessibility)
-      : type(type), accessibility(std::move(accessibility)) {}
+  RoomAccessibilityInfoBody(std::optional<InfoType> typeValue,
+                            std::optional<std::string> accessibilityValue)
+      : type(typeValue), accessibility(std::move(accessibilityValue)) {}
 
  private:
   friend struct coding::Access;

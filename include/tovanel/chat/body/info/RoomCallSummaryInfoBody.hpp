@@ -23,13 +23,13 @@ struct RoomCallSummaryInfoBody : coding::Record<RoomCallSummaryInfoBody> {
   std::optional<std::vector<ChatMessageUser>> participants;  ///< who took part
 
   /// An event with every field.
-  RoomCallSummaryInfoBody(std::optional<InfoType> type, std::optional<std::string> status,
-                          std::optional<ChatMessageUser> caller,
-                          std::optional<std::vector<ChatMessageUser>> participants)
-      : type(type),
-        status(std::move(status)),
-        caller(std::move(caller)),
-        participants(std::move(participants)) {}
+  RoomCallSummaryInfoBody(std::optional<InfoType> typeValue, std::optional<std::string> statusValue,
+                          std::optional<ChatMessageUser> callerValue,
+                          std::optional<std::vector<ChatMessageUser>> participantsValue)
+      : type(typeValue),
+        status(std::move(statusValue)),
+        caller(std::move(callerValue)),
+        participants(std::move(participantsValue)) {}
 
  private:
   friend struct coding::Access;

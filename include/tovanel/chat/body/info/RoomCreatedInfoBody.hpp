@@ -27,18 +27,18 @@ struct RoomCreatedInfoBody : coding::Record<RoomCreatedInfoBody> {
   std::optional<std::string> title;                     ///< the room's title
 
   /// An event with every field.
-  RoomCreatedInfoBody(std::optional<InfoType> type,
-                      std::optional<std::vector<ChatMessageUser>> added,
-                      std::optional<std::vector<ChatMessageUser>> invited,
-                      std::optional<RoomVisibility> visibility,
-                      std::optional<RoomAccessibility> accessibility,
-                      std::optional<std::string> title)
-      : type(type),
-        added(std::move(added)),
-        invited(std::move(invited)),
-        visibility(visibility),
-        accessibility(accessibility),
-        title(std::move(title)) {}
+  RoomCreatedInfoBody(std::optional<InfoType> typeValue,
+                      std::optional<std::vector<ChatMessageUser>> addedValue,
+                      std::optional<std::vector<ChatMessageUser>> invitedValue,
+                      std::optional<RoomVisibility> visibilityValue,
+                      std::optional<RoomAccessibility> accessibilityValue,
+                      std::optional<std::string> titleValue)
+      : type(typeValue),
+        added(std::move(addedValue)),
+        invited(std::move(invitedValue)),
+        visibility(visibilityValue),
+        accessibility(accessibilityValue),
+        title(std::move(titleValue)) {}
 
  private:
   friend struct coding::Access;

@@ -137,8 +137,8 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
   std::optional<Request> request;  ///< the request
 
   /// An event with every field.
-  RoomRequestCreatedInfoBody(std::optional<InfoType> type, std::optional<Request> request)
-      : type(type), request(std::move(request)) {}
+  RoomRequestCreatedInfoBody(std::optional<InfoType> typeValue, std::optional<Request> requestValue)
+      : type(typeValue), request(std::move(requestValue)) {}
 
  private:
   friend struct coding::Access;

@@ -21,8 +21,9 @@ struct RoomTagsInfoBody : coding::Record<RoomTagsInfoBody> {
   std::optional<std::vector<std::string>> tags;
 
   /// An event with every field.
-  RoomTagsInfoBody(std::optional<InfoType> type, std::optional<std::vector<std::string>> tags)
-      : type(type), tags(std::move(tags)) {}
+  RoomTagsInfoBody(std::optional<InfoType> typeValue,
+                   std::optional<std::vector<std::string>> tagsValue)
+      : type(typeValue), tags(std::move(tagsValue)) {}
 
  private:
   friend struct coding::Access;

@@ -20,7 +20,7 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
     std::optional<std::string> title;  ///< the title before
 
     /// The former title.
-    explicit Previously(std::optional<std::string> title) : title(std::move(title)) {}
+    explicit Previously(std::optional<std::string> titleValue) : title(std::move(titleValue)) {}
 
    private:
     friend struct coding::Access;
@@ -35,9 +35,9 @@ struct RoomTitleInfoBody : coding::Record<RoomTitleInfoBody> {
   std::optional<Previously> previously;  ///< the title before the change
 
   /// An event with every field.
-  RoomTitleInfoBody(std::optional<InfoType> type, std::optional<std::string> title,
-                    std::optional<Previously> previously)
-      : type(type), title(std::move(title)), previously(std::move(previously)) {}
+  RoomTitleInfoBody(std::optional<InfoType> typeValue, std::optional<std::string> titleValue,
+                    std::optional<Previously> previouslyValue)
+      : type(typeValue), title(std::move(titleValue)), previously(std::move(previouslyValue)) {}
 
  private:
   friend struct coding::Access;

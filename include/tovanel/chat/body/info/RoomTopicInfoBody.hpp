@@ -19,8 +19,8 @@ struct RoomTopicInfoBody : coding::Record<RoomTopicInfoBody> {
   std::optional<std::string> topic;  ///< the new topic
 
   /// An event with every field.
-  RoomTopicInfoBody(std::optional<InfoType> type, std::optional<std::string> topic)
-      : type(type), topic(std::move(topic)) {}
+  RoomTopicInfoBody(std::optional<InfoType> typeValue, std::optional<std::string> topicValue)
+      : type(typeValue), topic(std::move(topicValue)) {}
 
  private:
   friend struct coding::Access;

@@ -19,8 +19,9 @@ struct RoomVisibilityInfoBody : coding::Record<RoomVisibilityInfoBody> {
   std::optional<RoomVisibility> visibility;  ///< the new setting
 
   /// An event with every field.
-  RoomVisibilityInfoBody(std::optional<InfoType> type, std::optional<RoomVisibility> visibility)
-      : type(type), visibility(visibility) {}
+  RoomVisibilityInfoBody(std::optional<InfoType> typeValue,
+                         std::optional<RoomVisibility> visibilityValue)
+      : type(typeValue), visibility(visibilityValue) {}
 
  private:
   friend struct coding::Access;

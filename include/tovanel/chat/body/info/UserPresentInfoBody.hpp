@@ -35,8 +35,9 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
     std::optional<Body> body;
 
     /// A media item with every field.
-    Media(std::optional<std::string> id, std::optional<BodyType> type, std::optional<Body> body)
-        : id(std::move(id)), type(type), body(std::move(body)) {}
+    Media(std::optional<std::string> idValue, std::optional<BodyType> typeValue,
+          std::optional<Body> bodyValue)
+        : id(std::move(idValue)), type(typeValue), body(std::move(bodyValue)) {}
 
     /// Reads "id" and "type", writes the kind read (or its absence) into the decoder's body-type
     /// box, then reads "body" by that kind. The box keeps that kind afterwards. Without a box the
@@ -58,9 +59,9 @@ struct UserPresentInfoBody : coding::Record<UserPresentInfoBody> {
   std::optional<Media> media;            ///< the media item
 
   /// An event with every field.
-  UserPresentInfoBody(std::optional<InfoType> type, std::optional<std::string> mediaType,
-                      std::optional<Media> media)
-      : type(type), mediaType(std::move(mediaType)), media(std::move(media)) {}
+  UserPresentInfoBody(std::optional<InfoType> typeValue, std::optional<std::string> mediaTypeValue,
+                      std::optional<Media> mediaValue)
+      : type(typeValue), mediaType(std::move(mediaTypeValue)), media(std::move(mediaValue)) {}
 
  private:
   friend struct coding::Access;
