@@ -12,17 +12,17 @@ namespace tovanel::chat {
 
 /// Calendar units, each absent or a signed 64-bit value.
 struct TOVANEL_CHAT_API DateComponents {
-  std::optional<std::int64_t> era;                ///< era
-  std::optional<std::int64_t> year;               ///< years
-  std::optional<std::int64_t> month;              ///< months
-  std::optional<std::int64_t> day;                ///< days
-  std::optional<std::int64_t> hour;               ///< hours
-  std::optional<std::int64_t> minute;             ///< minutes
-  std::optional<std::int64_t> second;             ///< seconds
-  std::optional<std::int64_t> nanosecond;         ///< nanoseconds
-  std::optional<std::int64_t> weekday;            ///< day of the week
-  std::optional<std::int64_t> weekdayOrdinal;     ///< which occurrence of the weekday in the month
-  std::optional<std::int64_t> quarter;            ///< quarters
+  std::optional<std::int64_t> era;
+  std::optional<std::int64_t> year;
+  std::optional<std::int64_t> month;
+  std::optional<std::int64_t> day;
+  std::optional<std::int64_t> hour;
+  std::optional<std::int64_t> minute;
+  std::optional<std::int64_t> second;
+  std::optional<std::int64_t> nanosecond;
+  std::optional<std::int64_t> weekday;         ///< day of the week
+  std::optional<std::int64_t> weekdayOrdinal;  ///< which occurrence of the weekday in the month
+  std::optional<std::int64_t> quarter;
   std::optional<std::int64_t> weekOfMonth;        ///< week of the month
   std::optional<std::int64_t> weekOfYear;         ///< weeks (ISO 8601 duration text's W)
   std::optional<std::int64_t> yearForWeekOfYear;  ///< the year that weekOfYear counts in

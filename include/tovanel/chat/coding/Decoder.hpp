@@ -120,7 +120,6 @@ class [[nodiscard]] Status {
 template <class T>
 class [[nodiscard]] Result {
  public:
-  /// A value.
   Result(T value) : value_(std::move(value)) {}
   /// A failure (the status must be one).
   Result(Status failure) noexcept : status_(failure) {}

@@ -43,7 +43,7 @@ enum class Presence : std::uint8_t { required, optional, tolerant, custom };
 template <class R, class M, Presence P>
 struct Field {
   std::string_view key;  ///< the JSON key
-  M R::*member;          ///< the member
+  M R::*member;
   /// The reader of a custom field: the checking decode of `key` into the member.
   Status (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
   /// The key as the encoder takes it, checked for escapes once, when the table is built.
@@ -82,8 +82,7 @@ namespace detail {
 /// Reads the field at position I of the table: by position from a container opened with the
 /// table's keys (`byPosition`), else by name.
 template <bool byPosition, std::size_t I, class R, class M, Presence P>
-Status readField(const KeyedDecodingContainer& container, R& record,
-                 const Field<R, M, P>& field) {
+Status readField(const KeyedDecodingContainer& container, R& record, const Field<R, M, P>& field) {
   const auto value = [&] {
     if constexpr (byPosition) {
       return container.findField(I);
@@ -198,7 +197,8 @@ Status Access::decodeFields(const Decoder& decoder, T& out) {
           ((status = detail::readField<byPosition, I>(*container, out, std::get<I>(fieldTable))) &&
            ...));
       return status;
-    }(std::make_index_sequence<table.keys.size()>{});
+    }
+    (std::make_index_sequence<table.keys.size()>{});
   }
 }
 
@@ -270,7 +270,7 @@ class Record {
 
 /// Records hash for unordered containers with the process's seed.
 template <class T>
-  requires std::derived_from<T, tovanel::chat::coding::Record<T>>
+requires std::derived_from<T, tovanel::chat::coding::Record<T>>
 struct std::hash<T> {
   std::size_t operator()(const T& value) const {
     return static_cast<std::size_t>(value.hashValue());

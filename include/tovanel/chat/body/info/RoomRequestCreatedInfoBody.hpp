@@ -133,8 +133,8 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
     std::optional<Metadata> metadata_;
   };
 
-  std::optional<InfoType> type;    ///< the event's "type"
-  std::optional<Request> request;  ///< the request
+  std::optional<InfoType> type;  ///< the event's "type"
+  std::optional<Request> request;
 
   /// An event with every field.
   RoomRequestCreatedInfoBody(std::optional<InfoType> typeValue, std::optional<Request> requestValue)
