@@ -4,13 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -64,8 +67,7 @@ std::optional<std::int64_t> lookUp(const LookupRow& row, Lookup how) {
   const coding::detail::KeyTable table{row.table.data(), prefixes.data(), row.table.size()};
   JSONDecoder decoder;
   return decoder.decode(row.json, [&](const Decoder& root) -> std::optional<std::int64_t> {
-    const auto container =
-        how == Lookup::byName ? root.tryContainer() : root.tryContainer(table);
+    const auto container = how == Lookup::byName ? root.tryContainer() : root.tryContainer(table);
     std::optional<Decoder> value;
     if (how == Lookup::byPositionInTable) {
       std::size_t position = 0;
@@ -95,6 +97,29 @@ TEST_P(KeyLookupTest, EveryWayOfLookingUpFindsTheLastMemberOfTheKey) {
 
 INSTANTIATE_TEST_SUITE_P(Objects, KeyLookupTest, ::testing::ValuesIn(kLookupRows),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// The checks behind the record tables' compile-time guards: a table with a repeated key must not
+// be matched by position (its second field would read the first one's value), and a hash order
+// must name each member once (or a field is hashed twice and another not at all).
+struct Pair {
+  int a, b;
+};
+struct FieldOf {
+  int Pair::*member;
+};
+
+TEST(RecordTableGuards, RefuseRepeatedKeysAndHashOrdersThatAreNoPermutation) {
+  using coding::detail::distinctKeys;
+  using coding::detail::permutesMembers;
+  EXPECT_TRUE(distinctKeys(std::array<std::string_view, 3>{"a", "b", "c"}));
+  EXPECT_FALSE(distinctKeys(std::array<std::string_view, 3>{"a", "b", "a"}));
+  EXPECT_FALSE(distinctKeys(std::array<std::string_view, 2>{"b", "b"}));
+  const std::tuple fields{FieldOf{&Pair::a}, FieldOf{&Pair::b}};
+  EXPECT_TRUE(permutesMembers(std::tuple{&Pair::b, &Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a, &Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a, &Pair::b, &Pair::b}, fields));
+}
 
 }  // namespace
 }  // namespace tovanel::chat
