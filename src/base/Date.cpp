@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "base/DateText.hpp"
+
 namespace tovanel::chat {
 
 namespace {
@@ -147,13 +149,12 @@ std::optional<Date> Date::fromISO8601(std::string_view text) {
   return Date::since1970(static_cast<double>(seconds) + fraction);
 }
 
-std::string Date::iso8601() const {
+std::size_t detail::iso8601Text(double since1970, char* buffer) noexcept {
   // The text holds four-digit years, 0000 to 9999 (a date that rounds up to the year 10000
   // excluded); outside them, and for NaN, there is no text that reads back.
   constexpr double kFirstSecond = -62167219200.0;  // 0000-01-01T00:00:00Z
   constexpr double kEndSecond = 253402300800.0;    // 10000-01-01T00:00:00Z
-  const double since1970 = timeIntervalSince1970();
-  if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) return {};
+  if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) return 0;
   // Whole milliseconds, rounded, so that 0.2505 s does not print as .250 after a binary drift.
   const auto totalMilliseconds = static_cast<std::int64_t>(std::llround(since1970 * 1000.0));
   std::int64_t seconds = totalMilliseconds / 1000;
@@ -169,7 +170,6 @@ std::string Date::iso8601() const {
     days -= 1;
   }
   const Civil civil = civilFromDays(days);
-  char buffer[48];
   char* out = buffer;
   out = putDigits(out, static_cast<unsigned>(civil.year), 4);
   *out++ = '-';
@@ -187,7 +187,12 @@ std::string Date::iso8601() const {
     out = putDigits(out, static_cast<unsigned>(milliseconds), 3);
   }
   *out++ = 'Z';
-  return std::string(buffer, out);
+  return static_cast<std::size_t>(out - buffer);
+}
+
+std::string Date::iso8601() const {
+  char buffer[detail::kISO8601TextMax];
+  return std::string(buffer, detail::iso8601Text(timeIntervalSince1970(), buffer));
 }
 
 }  // namespace tovanel::chat
