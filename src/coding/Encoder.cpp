@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
@@ -90,7 +94,7 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
 }
 
 // Writes the text as a JSON string at the run's cursor and tells whether it is all ASCII. The
-// bytes are copied a word at a time while they are checked, four words to a block; a block with
+// bytes are copied a block at a time while they are checked (16 with SSE2, else 8); a block with
 // a byte to escape goes byte by byte.
 [[gnu::always_inline]] inline bool putString(coding::detail::EncodingRun& run,
                                              std::string_view text) {
@@ -100,17 +104,27 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
   *at++ = '"';
   std::uint64_t seen = 0;  // every byte ORed in: its high bits tell non-ASCII text
   std::size_t i = 0;
-  for (; i + 32 <= size; i += 32) {
-    std::uint64_t w[4];
-    std::memcpy(w, data + i, sizeof w);
-    seen |= w[0] | w[1] | w[2] | w[3];
-    if (anyEscape(w[0]) || anyEscape(w[1]) || anyEscape(w[2]) || anyEscape(w[3])) {
-      at = putEscapedBytes(run, at, data, i, i + 32, size);
+#if defined(__SSE2__)
+  int highBytes = 0;
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i backslash = _mm_set1_epi8('\\');
+  const __m128i lastControl = _mm_set1_epi8(0x1F);
+  for (; i + 16 <= size; i += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    highBytes |= _mm_movemask_epi8(block);
+    // A byte is at most 0x1F exactly when the unsigned maximum with 0x1F is 0x1F.
+    const __m128i special = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(block, quote), _mm_cmpeq_epi8(block, backslash)),
+        _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
+    if (_mm_movemask_epi8(special) != 0) {
+      at = putEscapedBytes(run, at, data, i, i + 16, size);
     } else {
-      std::memcpy(at, w, sizeof w);
-      at += sizeof w;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(at), block);
+      at += 16;
     }
   }
+  if (highBytes != 0) seen = kHighBits;
+#endif
   for (; i + 8 <= size; i += 8) {
     std::uint64_t word;
     std::memcpy(&word, data + i, sizeof word);
@@ -128,7 +142,7 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
     if (anyEscape(word)) {
       at = putEscapedBytes(run, at, data, i, size, size);
     } else {
-      std::memcpy(at, data + i, size - i);
+      coding::detail::copyShort(at, data + i, size - i);
       at += size - i;
     }
   }
