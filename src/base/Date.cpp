@@ -17,7 +17,7 @@ char* putDigits(char* out, unsigned value, int width) noexcept {
 }
 
 // Days since 1970-01-01 of a proleptic Gregorian date, and back (Howard Hinnant's algorithms).
-constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
+[[gnu::always_inline]] constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
   y -= m <= 2;
   const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
   const auto yoe = static_cast<unsigned>(y - era * 400);
@@ -86,30 +86,34 @@ std::optional<Date> fromFixedISO8601(std::string_view text) noexcept {
       p[size - 1] != 'Z' || (size == 24 && p[19] != '.')) {
     return std::nullopt;
   }
-  unsigned digit[24];
-  constexpr int kDigitAt[] = {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18, 20, 21, 22};
   unsigned notDigit = 0;
-  for (const int at : kDigitAt) {
-    if (static_cast<std::size_t>(at) >= size - 1) break;
-    digit[at] = static_cast<unsigned>(static_cast<unsigned char>(p[at])) - '0';
-    notDigit |= digit[at] > 9 ? 1U : 0U;
+  // Two digits at p + at, with any byte that is not a digit noted.
+  const auto twoDigits = [p, &notDigit](int at) {
+    const unsigned tens = static_cast<unsigned char>(p[at]) - unsigned{'0'};
+    const unsigned ones = static_cast<unsigned char>(p[at + 1]) - unsigned{'0'};
+    notDigit |= static_cast<unsigned>(tens > 9) | static_cast<unsigned>(ones > 9);
+    return tens * 10 + ones;
+  };
+  const unsigned year = twoDigits(0) * 100 + twoDigits(2);
+  const unsigned month = twoDigits(5), day = twoDigits(8);
+  const unsigned hour = twoDigits(11), minute = twoDigits(14), second = twoDigits(17);
+  unsigned millis[3] = {0, 0, 0};
+  if (size == 24) {
+    for (int i = 0; i < 3; ++i) {
+      millis[i] = static_cast<unsigned char>(p[20 + i]) - unsigned{'0'};
+      notDigit |= static_cast<unsigned>(millis[i] > 9);
+    }
   }
   if (notDigit != 0) return std::nullopt;
-  const unsigned year = ((digit[0] * 10 + digit[1]) * 10 + digit[2]) * 10 + digit[3];
-  const unsigned month = digit[5] * 10 + digit[6], day = digit[8] * 10 + digit[9];
-  const unsigned hour = digit[11] * 10 + digit[12], minute = digit[14] * 10 + digit[15];
-  const unsigned second = digit[17] * 10 + digit[18];
   if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 ||
       minute > 59 || second > 59) {
     return std::nullopt;
   }
   double fraction = 0;
   if (size == 24) {
-    double scale = 0.1;
-    for (int at = 20; at < 23; ++at) {
-      fraction += digit[at] * scale;
-      scale /= 10;
-    }
+    // The general reading's scales, divided by ten in turn.
+    constexpr double kScale[3] = {0.1, 0.1 / 10, 0.1 / 10 / 10};
+    for (int i = 0; i < 3; ++i) fraction += millis[i] * kScale[i];
   }
   const std::int64_t seconds =
       daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
