@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 #include "base/DateText.hpp"
 
@@ -10,14 +11,24 @@ namespace tovanel::chat {
 
 namespace {
 
-/// Writes `value` as exactly `width` decimal digits, leading zeros included.
-char* putDigits(char* out, unsigned value, int width) noexcept {
-  for (int i = width - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
+// The decimal digits of 0 to 99, two by two.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+/// Writes `value` as exactly `width` decimal digits, leading zeros included: two at a time.
+[[gnu::always_inline]] inline char* putDigits(char* out, unsigned value, int width) noexcept {
+  int at = width;
+  for (; at >= 2; at -= 2, value /= 100)
+    std::memcpy(out + at - 2, kDigitPairs + 2 * (value % 100), 2);
+  if (at == 1) out[0] = static_cast<char>('0' + value % 10);
   return out + width;
 }
 
 // Days since 1970-01-01 of a proleptic Gregorian date, and back (Howard Hinnant's algorithms).
-[[gnu::always_inline]] constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
+[[gnu::always_inline]] constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m,
+                                                            unsigned d) noexcept {
   y -= m <= 2;
   const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
   const auto yoe = static_cast<unsigned>(y - era * 400);

@@ -113,9 +113,9 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
     highBytes |= _mm_movemask_epi8(block);
     // A byte is at most 0x1F exactly when the unsigned maximum with 0x1F is 0x1F.
-    const __m128i special = _mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi8(block, quote), _mm_cmpeq_epi8(block, backslash)),
-        _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
+    const __m128i special =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, quote), _mm_cmpeq_epi8(block, backslash)),
+                     _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
     if (_mm_movemask_epi8(special) != 0) {
       at = putEscapedBytes(run, at, data, i, i + 16, size);
     } else {
@@ -278,8 +278,9 @@ void Encoder::fail(std::string message) const {
 }
 
 void Encoder::failSecondValue() const {
-  fail("a second value at one place (a value writes itself once, as one scalar or through one "
-       "container)");
+  fail(
+      "a second value at one place (a value writes itself once, as one scalar or through one "
+      "container)");
 }
 
 void Encoder::writeString(std::string_view text) {

@@ -4,12 +4,12 @@
 
 #include <bit>
 #include <chrono>
-#include <cstdint>
-#include <random>
-#include <string>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <optional>
+#include <random>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -137,8 +137,8 @@ TEST(DateISO8601, FixedFormsReadToTheSameBitsAsTheGeneralReading) {
       if (i % 4 == 0) text = text.substr(0, 19) + "Z";
     } else {
       // A written date, milliseconds and all, anywhere in the years 0000 to 9999.
-      const double since1970 = -62167219200.0 + static_cast<double>(random() % 315537897600000) /
-                                                    1000.0;
+      const double since1970 =
+          -62167219200.0 + static_cast<double>(random() % 315537897600000) / 1000.0;
       text = Date::since1970(since1970).iso8601();
     }
     const auto fast = Date::fromISO8601(text);
