@@ -28,6 +28,10 @@ class InfoBody;
 
 namespace tovanel::chat::coding {
 
+namespace direct {
+struct Records;
+}  // namespace direct
+
 /// How values of T are read and written: `static Status tryDecode(const Decoder&, T&)` and
 /// `static void encode(Encoder&, const T&)`.
 template <class T>
@@ -136,8 +140,13 @@ struct Access {
   }
   template <class T>
   static constexpr auto hashMembers();
+  template <class T>
+  static constexpr bool hasFields() {
+    return requires { T::codingFields(); };
+  }
   template <class>
   friend class Record;
+  friend struct direct::Records;         // the direct reader, which fills records from their tables
   friend class tovanel::chat::InfoBody;  // its reader of the kind alone
   // The library's compile-time check of its public CodingKeys against the tables.
   friend struct CodingKeysCheck;
