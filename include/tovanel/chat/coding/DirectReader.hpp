@@ -157,8 +157,10 @@ template <class T>
 concept TableRecord = Records::hasTable<T>();
 
 // A record read by its table alone: no decode of its own in place of the one its table makes.
+// Compared at run time (a constant after optimisation): not every compiler compares function
+// addresses in constant expressions.
 template <class T>
-constexpr bool readByTable() {
+bool readByTable() noexcept {
   if constexpr (std::is_base_of_v<Record<T>, T>) {
     return &T::tryDecode == &Record<T>::tryDecode;
   } else {
@@ -417,8 +419,10 @@ struct TableOf {
 
 /// Records read by their table.
 template <class T>
-requires(TableRecord<T>&& readByTable<T>()) struct Reader<T> {
+requires TableRecord<T>
+struct Reader<T> {
   static bool read(Cursor& cursor, T& out) {
+    if (!readByTable<T>()) return false;
     if constexpr (std::tuple_size_v<decltype(Records::fields<T>())> == 0) {
       return cursor.skip();  // a record without fields reads nothing of its value
     } else {
@@ -444,7 +448,7 @@ constexpr bool readable() {
            RawValueEnum<T> || requires(Cursor & c, T & t) {
       T::readDirect(c, t);
     }
-    || (TableRecord<T> && readByTable<T>());
+    || TableRecord<T>;
   }
 }
 
