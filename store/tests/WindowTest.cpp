@@ -179,7 +179,6 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
   Messages read(const std::string& roomID, std::uint64_t limit) {
     return waitFor(repository->retrieveChatMessages(roomID, std::nullopt, std::nullopt, limit));
   }
-  Messages whole(const std::string& roomID) { return read(roomID, 1 << 20); }
 
   std::size_t below(std::size_t n) {
     return std::uniform_int_distribution<std::size_t>(0, n - 1)(random);
@@ -195,8 +194,8 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
   }
   /// A stored message of either room, if there is one.
   std::optional<ChatMessage> someStored() {
-    Messages all = whole(kRooms[0]);
-    const Messages other = whole(kRooms[1]);
+    Messages all = wholeRoom(*repository, kRooms[0]);
+    const Messages other = wholeRoom(*repository, kRooms[1]);
     all.insert(all.end(), other.begin(), other.end());
     if (all.empty()) return std::nullopt;
     return all[below(all.size())];
@@ -220,7 +219,7 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
     if (!shown.empty() && shown.front().createdAt && chance(60)) from = shown.front().createdAt;
     const Messages page =
         waitFor(repository->retrieveChatMessages(chosen.roomID, from, std::nullopt, 1 + below(6)));
-    const Messages all = whole(chosen.roomID);
+    const Messages all = wholeRoom(*repository, chosen.roomID);
     for (auto& observer : observers) {
       if (observer->roomID != chosen.roomID) continue;
       const Messages held = read(observer->roomID, observer->window);
