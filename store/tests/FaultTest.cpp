@@ -192,22 +192,15 @@ std::string withoutWriting(Denied what, const fs::path& file,
   return seen;
 }
 
-/// A read-only open of a store holding three messages, read whole.
-std::string readOnlyRead(Denied what, const fs::path& file) {
+/// An open for writing, then a read-only open, of a store holding three messages that `what`
+/// keeps from being written.
+std::string opening(Denied what, const fs::path& file) {
   storeThree(file);
   return withoutWriting(what, file, [&] {
-    const std::string read =
-        "read " + idsIn(wholeRoom(*SqliteChatMessageRepository::openReadOnly(file), "r1"));
-    return read + "; the folder holds " + listing(file.parent_path());
-  });
-}
-
-/// An open for writing of a store that `what` keeps from being written.
-std::string writableOpen(Denied what, const fs::path& file) {
-  storeThree(file);
-  return withoutWriting(what, file, [&] {
-    return outcome([&] { openStore(file); }, file.parent_path()) + "; the folder holds " +
-           listing(file.parent_path());
+    const std::string writing = outcome([&] { openStore(file); }, file.parent_path());
+    return writing + "\nread-only, reads " +
+           idsIn(wholeRoom(*SqliteChatMessageRepository::openReadOnly(file), "r1")) +
+           "; the folder holds " + listing(file.parent_path());
   });
 }
 
@@ -355,21 +348,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "busy: DIR/messages.db: database is locked (while beginning a transaction)\n"
                   "then done"},
         FaultCase{"aFileThatCannotBeWritten",
-                  [](const fs::path& file) { return readOnlyRead(Denied::file, file); },
-                  "read m1 m2 m3; the folder holds messages.db"},
-        FaultCase{"aFolderThatCannotBeWritten",
-                  [](const fs::path& file) { return readOnlyRead(Denied::folder, file); },
-                  "read m1 m2 m3; the folder holds messages.db"},
-        FaultCase{"openingForWritingAFileThatCannotBeWritten",
-                  [](const fs::path& file) { return writableOpen(Denied::file, file); },
+                  [](const fs::path& file) { return opening(Denied::file, file); },
                   "readOnly (lasting): DIR/messages.db: cannot open for writing: the file is "
-                  "read-only (it can be opened read-only); the folder holds messages.db"},
-        FaultCase{
-            "openingForWritingInAFolderThatCannotBeWritten",
-            [](const fs::path& file) { return writableOpen(Denied::folder, file); },
-            "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead log "
-            "cannot be made beside the file (its folder, or a -wal or -shm file there, is "
-            "read-only); it can be opened read-only; the folder holds messages.db"},
+                  "read-only (it can be opened read-only)\n"
+                  "read-only, reads m1 m2 m3; the folder holds messages.db"},
+        FaultCase{"aFolderThatCannotBeWritten",
+                  [](const fs::path& file) { return opening(Denied::folder, file); },
+                  "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead "
+                  "log cannot be made beside the file (its folder, or a -wal or -shm file there, "
+                  "is read-only); it can be opened read-only\n"
+                  "read-only, reads m1 m2 m3; the folder holds messages.db"},
         FaultCase{"aFolderThatCannotBeWrittenHoldingAFileLeftInWALMode", readOnlyLeftLogged,
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
