@@ -235,7 +235,10 @@ INSTANTIATE_TEST_SUITE_P(
             QueryCase{"phrasesSideBySide", "\"lisbon\"\"crew\"", {"m13"}},
             QueryCase{"aQuoteClosedInsideIsNoOperator", "crew\" OR \"porto", {}},
             QueryCase{"operatorsOfTheIndexAreText", "^crew + lisbon", {"m13"}},
-            QueryCase{"aControlCharacterSplitsAWordIntoAPhrase", "lisbon\x01" "crew", {"m13"}},
+            QueryCase{"aControlCharacterSplitsAWordIntoAPhrase",
+                      "lisbon\x01"
+                      "crew",
+                      {"m13"}},
             QueryCase{"aWordLongerThanAnyIndexed", kLongWord.c_str(), {}},
             after(replaceTheFirstText, {"anEditedText", "porto", {"m05", "m01"}}),
             after(replaceTheFirstText, {"notTheWordsAnEditTookOut", "cafe", {"m02"}}),
