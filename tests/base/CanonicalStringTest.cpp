@@ -1,3 +1,6 @@
+// Canonical equality and hashing of text, and the quick check that lets them skip
+// normalisation.
+
 #include <utf8proc.h>
 #include <cstdlib>
 #include <random>

@@ -1,3 +1,7 @@
+// The JSON encoder: numbers in their shortest form, values JSON cannot hold, key order and
+// layouts, keys and strings escaped wherever a special byte falls, and output left untouched
+// when encoding fails.
+
 #include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
