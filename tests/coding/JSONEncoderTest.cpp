@@ -173,16 +173,18 @@ TEST_P(MemberKeys, AreWrittenEscapedInEveryLayoutAndReadBack) {
   EXPECT_EQ(keys, (std::vector<std::string>{key, "~last"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, MemberKeys,
-                         ::testing::Values(KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"},
-                                           KeyRow{"Empty", "", R"("")"},
-                                           KeyRow{"LongerThanTheShortcut", std::string(80, 'k'),
-                                                  '"' + std::string(80, 'k') + '"'},
-                                           KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"},
-                                           KeyRow{"Backslash", "a\\b", R"("a\\b")"},
-                                           KeyRow{"Control", "tab\there", R"("tab\there")"},
-                                           KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Keys, MemberKeys,
+    ::testing::Values(
+        KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"}, KeyRow{"Empty", "", R"("")"},
+        KeyRow{"OneByte", "k", R"("k")"}, KeyRow{"FiveBytes", "kkkkk", R"("kkkkk")"},
+        KeyRow{"NineBytes", "kkkkkkkkk", R"("kkkkkkkkk")"},
+        KeyRow{"AtTheShortcutsEnd", std::string(56, 'k'), '"' + std::string(56, 'k') + '"'},
+        KeyRow{"LongerThanTheShortcut", std::string(80, 'k'), '"' + std::string(80, 'k') + '"'},
+        KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"}, KeyRow{"Backslash", "a\\b", R"("a\\b")"},
+        KeyRow{"Control", "tab\there", R"("tab\there")"},
+        KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 // Keys sort by the bytes they hold, not by their escapes ('"' and a newline come before '#' and
 // '!', although their escapes start with a backslash; "\u0019" before "A"), and repeated keys
@@ -246,8 +248,9 @@ TEST(EncoderOutput, ASecondValueAtOnePlaceIsAnError) {
   }
 }
 
-// Strings are written eight bytes at a time: a byte to escape, a byte that is not ASCII or a
-// byte of broken UTF-8 must be seen wherever it falls, in a full word or in the short tail.
+// Strings are written a block at a time (16 bytes, then 8, then the short tail): a byte to escape,
+// a byte that is not ASCII or a byte of broken UTF-8 must be seen wherever it falls. Escapes may
+// outgrow the room made for the text, which must then grow under the writer.
 
 struct SpecialByteRow {
   const char* name;
@@ -273,11 +276,11 @@ const std::vector<SpecialByteRow> kSpecialByteRows{
 
 class SpecialBytePositionTest : public ::testing::TestWithParam<SpecialByteRow> {};
 
-// Every length from 0 to 19 plain bytes and every position of the special bytes among them.
+// Every length from 0 to 39 plain bytes and every position of the special bytes among them.
 TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
   const auto& row = GetParam();
   std::vector<std::string> wrong;
-  for (std::size_t length = 0; length < 20; ++length) {
+  for (std::size_t length = 0; length < 40; ++length) {
     for (std::size_t at = 0; at <= length; ++at) {
       const std::string plain(length, 'x');
       const std::string text = plain.substr(0, at) + row.special + plain.substr(at);
@@ -287,6 +290,20 @@ TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
     }
   }
   EXPECT_TRUE(wrong.empty()) << wrong.size() << " texts written wrongly, the first: " << wrong[0];
+}
+
+// Thousands of them in a row, after text already in the caller's string: each escape may be up to
+// six times its byte.
+TEST_P(SpecialBytePositionTest, IsWrittenTheSameThousandsOfTimesInARow) {
+  const auto& row = GetParam();
+  std::string text, expected = "kept\"";
+  for (int i = 0; i < 3000; ++i) {
+    text += row.special + "x";
+    expected += row.written + "x";
+  }
+  std::string out = "kept";
+  JSONEncoder().encode(text, out);
+  EXPECT_EQ(out, expected + "\"");
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, SpecialBytePositionTest, ::testing::ValuesIn(kSpecialByteRows),

@@ -64,7 +64,9 @@ TEST(EventLines, ComeFromTheRecordThatFailedThenFromBody) {
                   (lines != none ? std::string(test::kBodyLine) + error : ""))
         << json;
     // Read as an event alone, an unreadable kind fails the same way.
-    if (lines == bodys) EXPECT_EQ(test::writtenBack<InfoBody>(json), expected);
+    if (lines == bodys) {
+      EXPECT_EQ(test::writtenBack<InfoBody>(json), expected);
+    }
   }
 }
 
