@@ -102,8 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"aMissingFileReadOnly", [](const fs::path&) {}, true,
                     "database (lasting): DIR/messages.db: cannot open: unable to open database "
                     "file (No such file or directory); the folder holds nothing"},
-        RefusalCase{"anEmptyFileReadOnly", [](const fs::path& path) { std::ofstream{path}; },
-                    true,
+        RefusalCase{"anEmptyFileReadOnly", [](const fs::path& path) { std::ofstream{path}; }, true,
                     "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
                     "which a read-only open does not make; open it once for writing; the folder "
                     "holds messages.db"},

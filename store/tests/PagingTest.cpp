@@ -37,8 +37,9 @@ TEST_P(PageTest, holdsTheMessagesBeforeFromOldestFirst) {
   waitFor(repository->receive(smallRoom()));
   std::optional<Date> from;
   if (row.from) from = Date::since1970(*row.from);
-  EXPECT_EQ(idsIn(waitFor(repository->retrieveChatMessages(row.room, from, std::nullopt, row.limit))),
-            row.page);
+  EXPECT_EQ(
+      idsIn(waitFor(repository->retrieveChatMessages(row.room, from, std::nullopt, row.limit))),
+      row.page);
 }
 
 constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
@@ -114,18 +115,18 @@ TEST_P(WalkBackTest, meetsEveryMessageOnceInOrder) {
 
 INSTANTIATE_TEST_SUITE_P(
     Layouts, WalkBackTest,
-    ::testing::Combine(::testing::Values(
-                           Layout{"distinctInstants", [] { return laidOut(137, 1, 0, false); }},
-                           Layout{"sharedInstants", [] { return laidOut(60, 3, 0, true); }},
-                           Layout{"undatedAndDated", [] { return laidOut(50, 1, 3, false); }},
-                           Layout{"oneInstant", [] { return laidOut(25, 25, 0, false); }},
-                           Layout{"everyKind",
-                                  [] {
-                                    Messages messages = corpusMessages(400);
-                                    for (auto& message : messages) message.roomID = "r1";
-                                    return messages;
-                                  }}),
-                       ::testing::Values<std::uint64_t>(1, 2, 3, 7, 50, 1000)),
+    ::testing::Combine(
+        ::testing::Values(Layout{"distinctInstants", [] { return laidOut(137, 1, 0, false); }},
+                          Layout{"sharedInstants", [] { return laidOut(60, 3, 0, true); }},
+                          Layout{"undatedAndDated", [] { return laidOut(50, 1, 3, false); }},
+                          Layout{"oneInstant", [] { return laidOut(25, 25, 0, false); }},
+                          Layout{"everyKind",
+                                 [] {
+                                   Messages messages = corpusMessages(400);
+                                   for (auto& message : messages) message.roomID = "r1";
+                                   return messages;
+                                 }}),
+        ::testing::Values<std::uint64_t>(1, 2, 3, 7, 50, 1000)),
     [](const auto& info) {
       return std::string(std::get<0>(info.param).name) + "_limit" +
              std::to_string(std::get<1>(info.param));

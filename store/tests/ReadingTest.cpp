@@ -102,9 +102,9 @@ INSTANTIATE_TEST_SUITE_P(
 // Every other double is a REAL that SQLite keeps bit for bit.
 TEST_F(ReadingTest, extremeDatesComeBackAsTheyWere) {
   auto repository = open();
-  for (const double extreme : {std::numeric_limits<double>::infinity(),
-                               std::numeric_limits<double>::max(),
-                               std::numeric_limits<double>::denorm_min()}) {
+  for (const double extreme :
+       {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::max(),
+        std::numeric_limits<double>::denorm_min()}) {
     ChatMessage message = textMessage("m1", "r1", std::nullopt, "extreme");
     message.createdAt = Date::sinceReferenceDate(extreme);
     message.updatedAt = Date::sinceReferenceDate(-extreme);

@@ -63,8 +63,8 @@ struct SendCase {
   const char* name;
   /// Makes the transport from the test's manual one.
   std::function<Transport(const ManualTransport&)> transport;
-  std::vector<Step> steps;  // once the send has reached the transport
-  const char* observed;     // every list of the room delivered
+  std::vector<Step> steps;    // once the send has reached the transport
+  const char* observed;       // every list of the room delivered
   const char* received = "";  // what the last receive among the steps counted
 };
 
@@ -85,8 +85,8 @@ TEST_P(SendOutcomeTest, observersSeeEveryStepAndTheSendIsShownOnce) {
   };
   std::string received;
   const auto counted = [&](ReceiveCounts counts) {
-    received = std::to_string(counts.added) + " added, " + std::to_string(counts.replaced) +
-               " replaced";
+    received =
+        std::to_string(counts.added) + " added, " + std::to_string(counts.replaced) + " replaced";
   };
   for (const Step step : row.steps) {
     if (step == Step::acknowledge) transport.acknowledge(0, "srv-1");
@@ -126,26 +126,49 @@ using enum Step;
 INSTANTIATE_TEST_SUITE_P(
     Outcomes, SendOutcomeTest,
     ::testing::Values(
-        SendCase{"acknowledged", kManual, {acknowledge},
+        SendCase{"acknowledged",
+                 kManual,
+                 {acknowledge},
                  "[] [hello sending =client] [hello sent srv-1]"},
         SendCase{"failed", kManual, {fail}, "[] [hello sending =client] [hello failed =client]"},
-        SendCase{"acknowledgedBeforeReturning", kAtOnce, {},
+        SendCase{"acknowledgedBeforeReturning",
+                 kAtOnce,
+                 {},
                  "[] [hello sending =client] [hello sent srv-at-once]"},
-        SendCase{"transportThrows", kThrowing, {},
-                 "[] [hello sending =client] [hello failed =client]"},
+        SendCase{
+            "transportThrows", kThrowing, {}, "[] [hello sending =client] [hello failed =client]"},
         SendCase{"neverAnswered", kManual, {}, "[] [hello sending =client]"},
-        SendCase{"copyWithOurClientIDThenAcknowledged", kManual, {echoWithClientID, acknowledge},
-                 "[] [hello sending =client] [hello (service) sent srv-1]", "0 added, 1 replaced"},
-        SendCase{"acknowledgedThenCopy", kManual, {acknowledge, echoWithClientID}, "[] [hello sending =client] [hello sent srv-1] [hello (service) sent srv-1]",
+        SendCase{"copyWithOurClientIDThenAcknowledged",
+                 kManual,
+                 {echoWithClientID, acknowledge},
+                 "[] [hello sending =client] [hello (service) sent srv-1]",
+                 "0 added, 1 replaced"},
+        SendCase{"acknowledgedThenCopy",
+                 kManual,
+                 {acknowledge, echoWithClientID},
+                 "[] [hello sending =client] [hello sent srv-1] [hello (service) sent srv-1]",
                  "0 added, 1 replaced"},
         // Nothing tells the copy from a new message until the service names it.
-        SendCase{"copyWithoutClientIDThenAcknowledged", kManual,
-                 {echoWithoutClientID, acknowledge}, "[] [hello sending =client] [hello sending =client; hello (service) sent srv-1] "
-                 "[hello (service) sent srv-1]", "1 added, 0 replaced"},
-        SendCase{"failedThenCopy", kManual, {fail, echoWithClientID}, "[] [hello sending =client] [hello failed =client] [hello (service) sent srv-1]", "0 added, 1 replaced"},
-        SendCase{"copyThenFailureReportedLate", kManual, {echoWithClientID, fail}, "[] [hello sending =client] [hello (service) sent srv-1]",
+        SendCase{"copyWithoutClientIDThenAcknowledged",
+                 kManual,
+                 {echoWithoutClientID, acknowledge},
+                 "[] [hello sending =client] [hello sending =client; hello (service) sent srv-1] "
+                 "[hello (service) sent srv-1]",
+                 "1 added, 0 replaced"},
+        SendCase{"failedThenCopy",
+                 kManual,
+                 {fail, echoWithClientID},
+                 "[] [hello sending =client] [hello failed =client] [hello (service) sent srv-1]",
                  "0 added, 1 replaced"},
-        SendCase{"someoneElsesMessageLeavesTheSendAlone", kManual, {otherMessage}, "[] [hello sending =client] [hello sending =client; later sent srv-2]",
+        SendCase{"copyThenFailureReportedLate",
+                 kManual,
+                 {echoWithClientID, fail},
+                 "[] [hello sending =client] [hello (service) sent srv-1]",
+                 "0 added, 1 replaced"},
+        SendCase{"someoneElsesMessageLeavesTheSendAlone",
+                 kManual,
+                 {otherMessage},
+                 "[] [hello sending =client] [hello sending =client; later sent srv-2]",
                  "1 added, 0 replaced"}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -158,9 +181,8 @@ class ServiceThreads {
     return [this](const ChatMessage& message) {
       Promise<std::string> outcome;
       std::lock_guard lock(mutex_);
-      threads_.emplace_back([outcome, id = *message.clientID]() mutable {
-        outcome.resolve("srv-" + id);
-      });
+      threads_.emplace_back(
+          [outcome, id = *message.clientID]() mutable { outcome.resolve("srv-" + id); });
       return outcome.future();
     };
   }

@@ -188,10 +188,9 @@ inline std::string listing(const fs::path& folder) {
 /// "done", or "code (lasting): description" for the StoreError that `operation` threw, with
 /// `folder` in the description shown as "DIR".
 inline std::string outcome(const std::function<void()>& operation, const fs::path& folder = {}) {
-  static constexpr const char* kNames[] = {"unknownMessage", "schemaTooNew", "notAStore",
-                                           "database",       "closed",       "invalidDate",
-                                           "full",           "readOnly",     "busy",
-                                           "invalidQuery"};
+  static constexpr const char* kNames[] = {
+      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
+      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
   try {
     operation();
     return "done";
