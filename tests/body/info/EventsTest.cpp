@@ -94,7 +94,7 @@ TEST(EventReadTolerantly, StillWritesTheLineWithTheDescription) {
   const auto outcome = test::captureStdout([&] {
     EXPECT_FALSE(decoder.decode(
         R"({"event":{"type":"joined","recipients":"u1"}})",
-        [](const Decoder& root) { return root.container().decodeTolerantly<InfoBody>("event"); }));
+        [](const Decoder& root) { return root.container().tryDecodeTolerantly<InfoBody>("event"); }));
   });
   EXPECT_EQ(outcome.out,
             std::string(test::kInfoLine) +
