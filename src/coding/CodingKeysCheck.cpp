@@ -38,7 +38,8 @@ struct CodingKeysCheck {
     return []<std::size_t... I>(std::index_sequence<I...>) {
       return ((nameOf<static_cast<Keys>(I)>() == nameOf<std::get<I>(members<T>)>()) && ...) &&
              nameOf<static_cast<Keys>(count)>().empty();
-    }(std::make_index_sequence<count>{});
+    }
+    (std::make_index_sequence<count>{});
   }
 
   // No enumerator of E past its last raw value; with `named`, each raw value is its case's name.
@@ -47,8 +48,8 @@ struct CodingKeysCheck {
     constexpr auto& values = RawValues<E>::values;
     return []<std::size_t... I>(std::index_sequence<I...>) {
       return (!named || ((nameOf<static_cast<E>(I)>() == values[I]) && ...));
-    }(std::make_index_sequence<values.size()>{}) &&
-           nameOf<static_cast<E>(values.size())>().empty();
+    }
+    (std::make_index_sequence<values.size()>{}) && nameOf<static_cast<E>(values.size())>().empty();
   }
 };
 

@@ -31,9 +31,10 @@ coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoType kind, InfoBo
   static constexpr auto decoders = []<std::size_t... I>(std::index_sequence<I...>) {
     return std::array<DecodeRecord, sizeof...(I)>{[](const Decoder& value, Records& records) {
       return coding::Access::decodeAlternative<std::variant_alternative_t<I, Records>>(value,
-                                                                                      records);
+                                                                                       records);
     }...};
-  }(std::make_index_sequence<std::variant_size_v<Records>>{});
+  }
+  (std::make_index_sequence<std::variant_size_v<Records>>{});
   coding::Status status = decoders[position(kind)](decoder, out.records_);
   if (!status) detail::writeDiagnosticLine(decoder, kRecordFailedLine, status);
   return status;

@@ -106,10 +106,8 @@ class TOVANEL_CHAT_API Body {
     return *this;
   }
   ~Body() { release(); }
-  /// Exchanges the two bodies.
   void swap(Body& other) noexcept { std::swap(bits_, other.bits_); }
 
-  /// The body's kind.
   BodyType bodyType() const noexcept {
     return isInline() ? static_cast<BodyType>(bits_) : header()->kind;
   }

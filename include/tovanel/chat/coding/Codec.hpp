@@ -151,7 +151,7 @@ struct Access {
   static constexpr auto hashMembers();
   template <class>
   friend class Record;
-  friend class tovanel::chat::Decoder;  // decode<T>
+  friend class tovanel::chat::Decoder;   // decode<T>
   friend class tovanel::chat::InfoBody;  // its reader of the kind, and its records in place
   template <class>
   friend struct tovanel::chat::BodyPayloadOps;  // a payload decoded in the body's allocation

@@ -340,7 +340,6 @@ class TOVANEL_CHAT_API UnkeyedDecodingContainer {
 /// One value read as a whole: a string, a number, a raw-value enumeration...
 class SingleValueDecodingContainer {
  public:
-  /// True for JSON null.
   bool isNull() const noexcept { return self_.isNull(); }
   /// Decodes the value as a T (throws DecodingError).
   template <class T>

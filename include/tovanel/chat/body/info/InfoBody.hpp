@@ -86,7 +86,6 @@ class TOVANEL_CHAT_API InfoBody {
   requires detail::ListContains<InfoRecords, T>::value explicit InfoBody(T record)
       : records_(std::in_place_type<T>, std::move(record)) {}
 
-  /// The event's case.
   Case infoCase() const noexcept { return static_cast<Case>(records_.index()); }
 
   /// The record when the event is of T's case, else null.

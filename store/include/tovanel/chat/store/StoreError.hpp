@@ -29,8 +29,7 @@ class TOVANEL_CHAT_STORE_API StoreError : public Error {
     invalidQuery,  ///< a search query that does not parse, or holds no word to search for
   };
 
-  StoreError(Code code, const std::string& description)
-      : Error(description), code_(code) {}
+  StoreError(Code code, const std::string& description) : Error(description), code_(code) {}
 
   Code code() const noexcept { return code_; }
 
