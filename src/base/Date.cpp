@@ -3,19 +3,32 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+
+#include "base/DateText.hpp"
 
 namespace tovanel::chat {
 
 namespace {
 
-/// Writes `value` as exactly `width` decimal digits, leading zeros included.
-char* putDigits(char* out, unsigned value, int width) noexcept {
-  for (int i = width - 1; i >= 0; --i, value /= 10) out[i] = static_cast<char>('0' + value % 10);
+// The decimal digits of 0 to 99, two by two.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+/// Writes `value` as exactly `width` decimal digits, leading zeros included: two at a time.
+[[gnu::always_inline]] inline char* putDigits(char* out, unsigned value, int width) noexcept {
+  int at = width;
+  for (; at >= 2; at -= 2, value /= 100)
+    std::memcpy(out + at - 2, kDigitPairs + 2 * (value % 100), 2);
+  if (at == 1) out[0] = static_cast<char>('0' + value % 10);
   return out + width;
 }
 
 // Days since 1970-01-01 of a proleptic Gregorian date, and back (Howard Hinnant's algorithms).
-constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
+[[gnu::always_inline]] constexpr std::int64_t daysFromCivil(std::int64_t y, unsigned m,
+                                                            unsigned d) noexcept {
   y -= m <= 2;
   const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
   const auto yoe = static_cast<unsigned>(y - era * 400);
@@ -73,6 +86,51 @@ struct Cursor {
   bool atEnd() const { return at == text.size(); }
 };
 
+// The forms the encoder writes, "YYYY-MM-DDTHH:MM:SSZ" and "YYYY-MM-DDTHH:MM:SS.mmmZ", read
+// with fixed offsets. Nothing for anything else, which the general reading then decides; what it
+// reads, it computes as the general reading does, operation for operation, to the same bits.
+std::optional<Date> fromFixedISO8601(std::string_view text) noexcept {
+  const std::size_t size = text.size();
+  if (size != 20 && size != 24) return std::nullopt;
+  const char* const p = text.data();
+  if (p[4] != '-' || p[7] != '-' || p[10] != 'T' || p[13] != ':' || p[16] != ':' ||
+      p[size - 1] != 'Z' || (size == 24 && p[19] != '.')) {
+    return std::nullopt;
+  }
+  unsigned notDigit = 0;
+  // Two digits at p + at, with any byte that is not a digit noted.
+  const auto twoDigits = [p, &notDigit](int at) {
+    const unsigned tens = static_cast<unsigned char>(p[at]) - unsigned{'0'};
+    const unsigned ones = static_cast<unsigned char>(p[at + 1]) - unsigned{'0'};
+    notDigit |= static_cast<unsigned>(tens > 9) | static_cast<unsigned>(ones > 9);
+    return tens * 10 + ones;
+  };
+  const unsigned year = twoDigits(0) * 100 + twoDigits(2);
+  const unsigned month = twoDigits(5), day = twoDigits(8);
+  const unsigned hour = twoDigits(11), minute = twoDigits(14), second = twoDigits(17);
+  unsigned millis[3] = {0, 0, 0};
+  if (size == 24) {
+    for (int i = 0; i < 3; ++i) {
+      millis[i] = static_cast<unsigned char>(p[20 + i]) - unsigned{'0'};
+      notDigit |= static_cast<unsigned>(millis[i] > 9);
+    }
+  }
+  if (notDigit != 0) return std::nullopt;
+  if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) || hour > 23 ||
+      minute > 59 || second > 59) {
+    return std::nullopt;
+  }
+  double fraction = 0;
+  if (size == 24) {
+    // The general reading's scales, divided by ten in turn.
+    constexpr double kScale[3] = {0.1, 0.1 / 10, 0.1 / 10 / 10};
+    for (int i = 0; i < 3; ++i) fraction += millis[i] * kScale[i];
+  }
+  const std::int64_t seconds =
+      daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
+  return Date::since1970(static_cast<double>(seconds) + fraction);
+}
+
 }  // namespace
 
 // Whole seconds and the fraction travel apart: the clock's count of nanoseconds since 1970
@@ -100,6 +158,7 @@ std::chrono::system_clock::time_point Date::timePoint() const noexcept {
 }
 
 std::optional<Date> Date::fromISO8601(std::string_view text) {
+  if (const auto date = fromFixedISO8601(text)) return date;
   Cursor c{text};
   unsigned year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
   if (!(c.digits(4, year) && c.literal('-') && c.digits(2, month) && c.literal('-') &&
@@ -147,13 +206,12 @@ std::optional<Date> Date::fromISO8601(std::string_view text) {
   return Date::since1970(static_cast<double>(seconds) + fraction);
 }
 
-std::string Date::iso8601() const {
+std::size_t detail::iso8601Text(double since1970, char* buffer) noexcept {
   // The text holds four-digit years, 0000 to 9999 (a date that rounds up to the year 10000
   // excluded); outside them, and for NaN, there is no text that reads back.
   constexpr double kFirstSecond = -62167219200.0;  // 0000-01-01T00:00:00Z
   constexpr double kEndSecond = 253402300800.0;    // 10000-01-01T00:00:00Z
-  const double since1970 = timeIntervalSince1970();
-  if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) return {};
+  if (!(since1970 >= kFirstSecond && since1970 < kEndSecond - 0.0005)) return 0;
   // Whole milliseconds, rounded, so that 0.2505 s does not print as .250 after a binary drift.
   const auto totalMilliseconds = static_cast<std::int64_t>(std::llround(since1970 * 1000.0));
   std::int64_t seconds = totalMilliseconds / 1000;
@@ -169,7 +227,6 @@ std::string Date::iso8601() const {
     days -= 1;
   }
   const Civil civil = civilFromDays(days);
-  char buffer[48];
   char* out = buffer;
   out = putDigits(out, static_cast<unsigned>(civil.year), 4);
   *out++ = '-';
@@ -187,7 +244,12 @@ std::string Date::iso8601() const {
     out = putDigits(out, static_cast<unsigned>(milliseconds), 3);
   }
   *out++ = 'Z';
-  return std::string(buffer, out);
+  return static_cast<std::size_t>(out - buffer);
+}
+
+std::string Date::iso8601() const {
+  char buffer[detail::kISO8601TextMax];
+  return std::string(buffer, detail::iso8601Text(timeIntervalSince1970(), buffer));
 }
 
 }  // namespace tovanel::chat

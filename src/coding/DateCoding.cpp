@@ -1,5 +1,6 @@
 // Dates through the decoder's and the encoder's date strategies.
 
+#include "base/DateText.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
@@ -76,11 +77,12 @@ void Codec<Date>::encode(Encoder& encoder, const Date& value) {
       encoder.writeNumber(value.timeIntervalSince1970() * 1000.0);
       return;
     case DateStrategyKind::iso8601: {
-      const std::string text = value.iso8601();
-      if (text.empty()) {
+      char text[chat::detail::kISO8601TextMax];
+      const std::size_t size = chat::detail::iso8601Text(value.timeIntervalSince1970(), text);
+      if (size == 0) {
         encoder.fail("the date is outside the years 0000 to 9999 that ISO 8601 text holds");
       }
-      encoder.writeString(text);
+      encoder.writeISO8601(text, size);
       return;
     }
     case DateStrategyKind::custom:

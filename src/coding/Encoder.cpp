@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
@@ -27,43 +31,51 @@ bool anyEscape(std::uint64_t word) noexcept {
           ((word - kOnes * 0x20) & ~word & kHighBits)) != 0;
 }
 
-// Escapes the bytes [from, to) of `data` into `out`, where `runStart` is the first byte not yet
-// written.
-void escapeBytes(std::string& out, const char* data, std::size_t from, std::size_t to,
-                 std::size_t& runStart) {
-  for (std::size_t i = from; i < to; ++i) {
-    const auto c = static_cast<unsigned char>(data[i]);
-    if (!needsEscape(c)) continue;
-    out.append(data + runStart, i - runStart);
-    runStart = i + 1;
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\b':
-        out += "\\b";
-        break;
-      case '\f':
-        out += "\\f";
-        break;
-      default: {
-        const char escape[6] = {'\\', 'u', '0', '0', kHexDigits[c >> 4], kHexDigits[c & 0xF]};
-        out.append(escape, 6);
-      }
-    }
+// Writes one byte of a string at the cursor, escaped when it must be.
+[[gnu::noinline]] char* putEscapedByte(char* at, unsigned char c) noexcept {
+  if (!needsEscape(c)) {
+    *at = static_cast<char>(c);
+    return at + 1;
   }
+  at[0] = '\\';
+  switch (c) {
+    case '"':
+    case '\\':
+      at[1] = static_cast<char>(c);
+      return at + 2;
+    case '\n':
+      at[1] = 'n';
+      return at + 2;
+    case '\t':
+      at[1] = 't';
+      return at + 2;
+    case '\r':
+      at[1] = 'r';
+      return at + 2;
+    case '\b':
+      at[1] = 'b';
+      return at + 2;
+    case '\f':
+      at[1] = 'f';
+      return at + 2;
+    default:
+      std::memcpy(at + 1, "u00", 3);
+      at[4] = kHexDigits[c >> 4];
+      at[5] = kHexDigits[c & 0xF];
+      return at + 6;
+  }
+}
+
+// The bytes [from, to) of a string of `size` bytes at `data`, written escaped: the run is grown
+// so that the rest of the string, escaped or not, still fits after each byte.
+char* putEscapedBytes(coding::detail::EncodingRun& run, char* at, const char* data,
+                      std::size_t from, std::size_t to, std::size_t size) {
+  for (std::size_t i = from; i < to; ++i) {
+    run.cursor = at;
+    at = run.reserve(6 + (size - i) + 1);
+    at = putEscapedByte(at, static_cast<unsigned char>(data[i]));
+  }
+  return at;
 }
 
 // A word holding every one of the `size` (1 to 7) bytes at `p`, some twice, and otherwise 'a':
@@ -81,40 +93,76 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
          byte(size - 1) << 16;
 }
 
-// Appends the text as a JSON string and tells whether it is all ASCII. Eight bytes at a time:
-// runs without a byte to escape are appended whole.
-[[gnu::always_inline]] inline bool appendEscaped(std::string& out, std::string_view text) {
-  out += '"';
+// Writes the text as a JSON string at the run's cursor and tells whether it is all ASCII. The
+// bytes are copied a block at a time while they are checked (16 with SSE2, else 8); a block with
+// a byte to escape goes byte by byte.
+[[gnu::always_inline]] inline bool putString(coding::detail::EncodingRun& run,
+                                             std::string_view text) {
   const char* const data = text.data();
   const std::size_t size = text.size();
+  char* at = run.reserve(size + 2);
+  *at++ = '"';
   std::uint64_t seen = 0;  // every byte ORed in: its high bits tell non-ASCII text
-  std::size_t runStart = 0;
   std::size_t i = 0;
+#if defined(__SSE2__)
+  int highBytes = 0;
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i backslash = _mm_set1_epi8('\\');
+  const __m128i lastControl = _mm_set1_epi8(0x1F);
+  for (; i + 16 <= size; i += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    highBytes |= _mm_movemask_epi8(block);
+    // A byte is at most 0x1F exactly when the unsigned maximum with 0x1F is 0x1F.
+    const __m128i special =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, quote), _mm_cmpeq_epi8(block, backslash)),
+                     _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
+    if (_mm_movemask_epi8(special) != 0) {
+      at = putEscapedBytes(run, at, data, i, i + 16, size);
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(at), block);
+      at += 16;
+    }
+  }
+  if (highBytes != 0) seen = kHighBits;
+#endif
   for (; i + 8 <= size; i += 8) {
     std::uint64_t word;
     std::memcpy(&word, data + i, sizeof word);
     seen |= word;
-    if (anyEscape(word)) escapeBytes(out, data, i, i + 8, runStart);
+    if (anyEscape(word)) {
+      at = putEscapedBytes(run, at, data, i, i + 8, size);
+    } else {
+      std::memcpy(at, &word, sizeof word);
+      at += sizeof word;
+    }
   }
   if (i < size) {
     const std::uint64_t word = tailWord(data + i, size - i);
     seen |= word;
-    if (anyEscape(word)) escapeBytes(out, data, i, size, runStart);
+    if (anyEscape(word)) {
+      at = putEscapedBytes(run, at, data, i, size, size);
+    } else {
+      coding::detail::copyShort(at, data + i, size - i);
+      at += size - i;
+    }
   }
-  out.append(data + runStart, size - runStart);
-  out += '"';
+  *at++ = '"';
+  run.cursor = at;
   return (seen & kHighBits) == 0;
 }
 
 // The same, out of line, for keys that need escaping: they are rare, and writeString keeps the
 // inlined copy to itself.
-[[gnu::noinline]] bool appendEscapedKey(std::string& out, std::string_view key) {
-  return appendEscaped(out, key);
+[[gnu::noinline]] bool putEscapedKey(coding::detail::EncodingRun& run, std::string_view key) {
+  return putString(run, key);
 }
 
-void appendIndent(std::string& out, int depth) {
-  out += '\n';
-  out.append(static_cast<std::size_t>(depth) * 2, ' ');
+void putIndent(coding::detail::EncodingRun& run) {
+  const auto width = static_cast<std::size_t>(run.depth) * 2;
+  char* at = run.reserve(width + 1);
+  *at = '\n';
+  std::memset(at + 1, ' ', width);
+  run.cursor = at + 1 + width;
 }
 
 int hexDigit(char c) noexcept { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
@@ -193,8 +241,31 @@ CodingPath coding::detail::pathOf(const PathLink& link) {
   return path;
 }
 
-coding::detail::EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out) noexcept
-    : owner(owner), out(out), formatting(owner.outputFormatting) {}
+coding::detail::EncodingRun::EncodingRun(const JSONEncoder& owner, std::string& out)
+    : owner(owner),
+      out(out),
+      formatting(owner.outputFormatting),
+      compact(!formatting.prettyPrinted && !formatting.sortedKeys),
+      start(out.size()) {
+  // Room for most messages at once; a longer text grows it by what this call has written, so
+  // that appending to a long buffer does not refill all of it.
+  out.resize(start + 512);
+  cursor = out.data() + start;
+  limit = out.data() + out.size();
+}
+
+void coding::detail::EncodingRun::grow(std::size_t size) {
+  const std::size_t at = written();
+  out.resize(at + std::max(size, 2 * (at - start) + 512));
+  cursor = out.data() + at;
+  limit = out.data() + out.size();
+}
+
+std::string& coding::detail::EncodingRun::text() {
+  finish();
+  cursor = limit = out.data() + out.size();
+  return out;
+}
 
 // ---- Encoder ----
 
@@ -207,26 +278,26 @@ void Encoder::fail(std::string message) const {
 }
 
 void Encoder::failSecondValue() const {
-  fail("a second value at one place (a value writes itself once, as one scalar or through one "
-       "container)");
+  fail(
+      "a second value at one place (a value writes itself once, as one scalar or through one "
+      "container)");
 }
 
 void Encoder::writeString(std::string_view text) {
   take(Holds::scalar);
-  std::string& out = run_->out;
-  const std::size_t start = out.size();
+  coding::detail::EncodingRun& run = *run_;
+  const std::size_t start = run.written();
   // The escaping pass also tells whether the text is ASCII, which is valid UTF-8 as it is.
-  if (!appendEscaped(out, text) && !coding::detail::isValidUtf8(text)) {
-    out.resize(start);  // nothing of the text is written
+  if (!putString(run, text) && !coding::detail::isValidUtf8(text)) {
+    run.cursor = run.out.data() + start;  // nothing of the text is written
     fail("the text is not valid UTF-8");
   }
 }
 
 void Encoder::writeInteger(std::int64_t number) {
   take(Holds::scalar);
-  char buffer[24];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
-  run_->out.append(buffer, result.ptr);
+  char* at = run_->reserve(24);
+  run_->cursor = std::to_chars(at, at + 24, number).ptr;
 }
 
 void Encoder::writeNumber(double number) {
@@ -243,22 +314,35 @@ void Encoder::writeNumber(double number) {
       std::none_of(buffer, result.ptr, [](char c) { return c == '.' || c == 'e'; })) {
     result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
   }
-  run_->out.append(buffer, result.ptr);
+  run_->put(buffer, static_cast<std::size_t>(result.ptr - buffer));
 }
 
 void Encoder::writeBool(bool flag) {
   take(Holds::scalar);
-  run_->out += flag ? "true" : "false";
+  if (flag) {
+    run_->put("true", 4);
+  } else {
+    run_->put("false", 5);
+  }
 }
 
 void Encoder::writeNull() {
   take(Holds::scalar);
-  run_->out += "null";
+  run_->put("null", 4);
+}
+
+void Encoder::writeISO8601(const char* text, std::size_t size) {
+  take(Holds::scalar);
+  char* at = run_->reserve(size + 2);
+  *at++ = '"';
+  std::memcpy(at, text, size);
+  at[size] = '"';
+  run_->cursor = at + size + 1;
 }
 
 KeyedEncodingContainer Encoder::container() {
   take(Holds::object);
-  run_->out += '{';
+  run_->put("{", 1);
   ++run_->depth;
   firstSpan_ = run_->spans.size();
   return KeyedEncodingContainer(*this);
@@ -266,7 +350,7 @@ KeyedEncodingContainer Encoder::container() {
 
 UnkeyedEncodingContainer Encoder::unkeyedContainer() {
   take(Holds::array);
-  run_->out += '[';
+  run_->put("[", 1);
   ++run_->depth;
   return UnkeyedEncodingContainer(*this);
 }
@@ -279,7 +363,7 @@ void Encoder::close() {
   coding::detail::EncodingRun& run = *run_;
   switch (holds_) {
     case Holds::nothing:
-      run.out += "{}";
+      run.put("{}", 2);
       return;
     case Holds::scalar:
       return;
@@ -288,19 +372,19 @@ void Encoder::close() {
       return;
     case Holds::array:
       --run.depth;
-      if (run.formatting.prettyPrinted && count_ > 0) appendIndent(run.out, run.depth);
-      run.out += ']';
+      if (run.formatting.prettyPrinted && count_ > 0) putIndent(run);
+      run.put("]", 1);
       return;
   }
 }
 
 void Encoder::closeObject() {
   coding::detail::EncodingRun& run = *run_;
-  std::string& out = run.out;
   --run.depth;
   if (run.formatting.sortedKeys) {
     const auto first = run.spans.begin() + static_cast<std::ptrdiff_t>(firstSpan_);
     if (run.spans.end() - first > 1) {
+      std::string& out = run.text();
       // Reorder the member texts by key, keeping the separator that stands between them.
       std::vector<coding::detail::EncodingRun::Span> members(first, run.spans.end());
       const std::string separator = out.substr(members[0].end, members[1].key - members[0].end);
@@ -313,60 +397,40 @@ void Encoder::closeObject() {
         sorted.append(out, member.key, member.end - member.key);
       }
       out.replace(first->key, std::string::npos, sorted);
+      run.cursor = run.limit = out.data() + out.size();
     }
     run.spans.erase(first, run.spans.end());
   }
-  if (run.formatting.prettyPrinted && count_ > 0) appendIndent(out, run.depth);
-  out += '}';
+  if (run.formatting.prettyPrinted && count_ > 0) putIndent(run);
+  run.put("}", 1);
 }
 
-Encoder Encoder::beginMember(MemberKey key) {
+void Encoder::writeMemberKey(MemberKey key) {
   coding::detail::EncodingRun& run = *run_;
-  std::string& out = run.out;
   const bool pretty = run.formatting.prettyPrinted;
-  const bool first = count_++ == 0;
-  if (pretty) {
-    if (!first) out += ',';
-    appendIndent(out, run.depth);
+  if (count_++ != 0) run.put(",", 1);
+  if (pretty) putIndent(run);
+  const std::size_t keyStart = run.written();
+  if (!putEscapedKey(run, key.text) && !coding::detail::isValidUtf8(key.text)) {
+    run.cursor = run.out.data() + keyStart;
+    fail("the text is not valid UTF-8");
   }
-  std::size_t keyStart = 0;
-  constexpr std::size_t kShortKey = 56;
-  if (key.plain && key.text.size() <= kShortKey) {
-    // Most keys: the separator, the quoted key and the colon in one append.
-    char prefix[kShortKey + 5];
-    char* p = prefix;
-    if (!first && !pretty) *p++ = ',';
-    keyStart = out.size() + static_cast<std::size_t>(p - prefix);
-    *p++ = '"';
-    std::memcpy(p, key.text.data(), key.text.size());
-    p += key.text.size();
-    *p++ = '"';
-    *p++ = ':';
-    if (pretty) *p++ = ' ';
-    out.append(prefix, p);
+  if (pretty) {
+    run.put(": ", 2);
   } else {
-    if (!first && !pretty) out += ',';
-    keyStart = out.size();
-    if (!appendEscapedKey(out, key.text) && !coding::detail::isValidUtf8(key.text)) {
-      out.resize(keyStart);
-      fail("the text is not valid UTF-8");
-    }
-    out += pretty ? ": " : ":";
+    run.put(":", 1);
   }
   if (run.formatting.sortedKeys) run.spans.push_back({keyStart, 0});
-  return Encoder(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
 }
 
-void Encoder::endMember(Encoder& member) {
-  member.end();
-  if (run_->formatting.sortedKeys) run_->spans.back().end = run_->out.size();
+void Encoder::endSortedMember() {
+  if (run_->formatting.sortedKeys) run_->spans.back().end = run_->written();
 }
 
 Encoder Encoder::beginElement() {
   coding::detail::EncodingRun& run = *run_;
-  std::string& out = run.out;
-  if (count_ > 0) out += ',';
-  if (run.formatting.prettyPrinted) appendIndent(out, run.depth);
+  if (count_ > 0) run.put(",", 1);
+  if (run.formatting.prettyPrinted) putIndent(run);
   return Encoder(run, *this, coding::detail::PathStep{nullptr, count_++});
 }
 

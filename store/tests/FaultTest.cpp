@@ -8,10 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <fstream>
-#include <functional>
 #include <set>
 
 #include "FaultyDisk.hpp"
@@ -56,47 +52,6 @@ const Messages kThree{textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1
                       textMessage("m3", "r1", 300, "three")};
 
 void storeThree(const fs::path& file) { waitFor(openStore(file)->receive(kThree)); }
-
-std::string joined(const std::vector<std::string>& parts, const char* separator = " ") {
-  std::string text;
-  for (const auto& part : parts) text += (text.empty() ? "" : separator) + part;
-  return text;
-}
-
-std::string listing(const fs::path& folder) {
-  std::set<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    names.insert(entry.path().filename().string());
-  }
-  return names.empty() ? "nothing" : joined({names.begin(), names.end()});
-}
-
-const char* codeName(StoreError::Code code) {
-  static constexpr std::array kNames{"unknownMessage", "schemaTooNew", "notAStore",
-                                     "database",       "closed",       "invalidDate",
-                                     "full",           "readOnly",     "busy"};
-  return kNames.at(static_cast<std::size_t>(code));
-}
-
-/// "code (lasting): description" for a StoreError, with the folder's path shown as "DIR".
-std::string outcome(const std::function<void()>& operation, const fs::path& folder) {
-  try {
-    operation();
-    return "done";
-  } catch (const StoreError& error) {
-    std::string description = error.what();
-    for (auto at = description.find(folder.string()); at != std::string::npos;
-         at = description.find(folder.string())) {
-      description.replace(at, folder.string().size(), "DIR");
-    }
-    return std::string(codeName(error.code())) + (error.isLasting() ? " (lasting): " : ": ") +
-           description;
-  }
-}
-
-Messages roomOf(SqliteChatMessageRepository& repository, const std::string& roomID = "r1") {
-  return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 100000));
-}
 
 /// "read m1 m2; unreadable m3 at body: typeMismatch" from a read and its report.
 std::string described(const Messages& read, const std::vector<UnreadableRow>& report) {
@@ -236,22 +191,15 @@ std::string withoutWriting(Denied what, const fs::path& file,
   return seen;
 }
 
-/// A read-only open of a store holding three messages, read whole.
-std::string readOnlyRead(Denied what, const fs::path& file) {
+/// An open for writing, then a read-only open, of a store holding three messages that `what`
+/// keeps from being written.
+std::string opening(Denied what, const fs::path& file) {
   storeThree(file);
   return withoutWriting(what, file, [&] {
-    const std::string read =
-        "read " + idsIn(roomOf(*SqliteChatMessageRepository::openReadOnly(file)));
-    return read + "; the folder holds " + listing(file.parent_path());
-  });
-}
-
-/// An open for writing of a store that `what` keeps from being written.
-std::string writableOpen(Denied what, const fs::path& file) {
-  storeThree(file);
-  return withoutWriting(what, file, [&] {
-    return outcome([&] { openStore(file); }, file.parent_path()) + "; the folder holds " +
-           listing(file.parent_path());
+    const std::string writing = outcome([&] { openStore(file); }, file.parent_path());
+    return writing + "\nread-only, reads " +
+           idsIn(wholeRoom(*SqliteChatMessageRepository::openReadOnly(file), "r1")) +
+           "; the folder holds " + listing(file.parent_path());
   });
 }
 
@@ -273,7 +221,7 @@ std::string readOnlyChangesNothing(const fs::path& file) {
   }
   const std::string before = chat::test::slurp(file);
   auto repository = SqliteChatMessageRepository::openReadOnly(file);
-  const Messages room = roomOf(*repository);
+  const Messages room = wholeRoom(*repository, "r1");
   repository.reset();
   return std::string(room.at(0).sentStatus == MessageSentStatus::sending ? "still sending"
                                                                          : "marked") +
@@ -296,96 +244,64 @@ std::string readOnlyWrites(const fs::path& file) {
   drain(*repository);
   seen.push_back(std::string(repository->isReadOnly() ? "read-only" : "writable") + ", observed " +
                  std::to_string(observed.values().size()) + " list, read " +
-                 idsIn(roomOf(*repository)));
+                 idsIn(wholeRoom(*repository, "r1")));
   return joined(seen, "\n");
-}
-
-/// What a read-only open of the file that `prepare` leaves says, and what is there afterwards.
-Scene readOnlyOpenOf(std::function<void(const fs::path&)> prepare) {
-  return [prepare](const fs::path& file) {
-    prepare(file);
-    return outcome([&] { SqliteChatMessageRepository::openReadOnly(file); }, file.parent_path()) +
-           "\nthe folder holds " + listing(file.parent_path());
-  };
 }
 
 // ---- closing ----
 
-std::string closeAlone(const fs::path& file) {
+// Closed alone, the store leaves one file. Closed while another process reads a new file, which
+// keeps the log from being removed, it still leaves what was committed in the file.
+std::string closing(const fs::path& file) {
   storeThree(file);
   const std::string left = listing(file.parent_path());
-  const fs::path copy = file.parent_path() / "copy.db";
-  fs::copy_file(file, copy);
-  return "the folder held " + left + "; a copy of the file alone reads " +
-         idsIn(roomOf(*SqliteChatMessageRepository::openReadOnly(copy)));
-}
-
-// Another process reading the file keeps the log from being removed; what was committed must be
-// in the file anyway.
-std::string closeBesideAReader(const fs::path& file) {
-  auto repository = openStore(file);
-  RawDatabase reader(file);
-  const auto before = reader.integer("SELECT count(*) FROM messages");
+  const fs::path beside = file.parent_path() / "beside.db";
+  auto repository = openStore(beside);
+  RawDatabase reader(beside);
+  reader.integer("SELECT count(*) FROM messages");
   waitFor(repository->receive(kThree));
   repository.reset();
-  const fs::path copy = file.parent_path() / "copy.db";
-  fs::copy_file(file, copy);
-  return std::to_string(before) + " before; a copy of the file alone holds " +
-         std::to_string(RawDatabase(copy).integer("SELECT count(*) FROM messages"));
+  fs::copy_file(beside, file.parent_path() / "copy.db");
+  return "the folder held " + left + "; closed beside a reader, a copy of the file alone holds " +
+         std::to_string(
+             RawDatabase(file.parent_path() / "copy.db").integer("SELECT count(*) FROM messages"));
 }
 
 // ---- a full or failing disk ----
 
-struct Batches {
-  Messages messages = corpusMessages(4000);
-  std::size_t next = 0;
-  Messages take(std::size_t count) {
-    Messages batch(messages.begin() + static_cast<std::ptrdiff_t>(next),
-                   messages.begin() + static_cast<std::ptrdiff_t>(next + count));
-    next += count;
-    return batch;
-  }
-};
-
-/// Receives batches until the disk fails one; then the disk heals and the failed batch goes in
-/// again. Tells how the receive failed and what the file holds after closing.
-std::string receiveUntilTheDiskFails(const fs::path& file,
-                                     const std::function<void(FaultyDisk&)> fault) {
+/// Receives batches of 100 until the disk fails one; then the disk heals and the failed batch
+/// goes in again. Tells how the receive failed and what the file holds after closing.
+std::string receiveUntilTheDiskFails(const fs::path& file, void (*fault)(FaultyDisk&)) {
   FaultyDisk disk;
-  Batches batches;
+  const Messages all = corpusMessages(4000);
   std::uint64_t committed = 0;
-  std::string failure = "never failed";
+  std::string failure;
   {
     auto repository = openStore(file);
-    committed += waitFor(repository->receive(batches.take(100))).added;
-    fault(disk);
-    Messages failed;
-    while (batches.next + 100 <= batches.messages.size()) {
-      failed = batches.take(100);
-      failure = outcome([&] { committed += waitFor(repository->receive(failed)).added; },
+    Messages batch;
+    failure = "done";
+    for (std::size_t at = 0; failure == "done" && at + 100 <= all.size(); at += 100) {
+      if (at == 100) fault(disk);
+      batch.assign(all.begin() + static_cast<std::ptrdiff_t>(at),
+                   all.begin() + static_cast<std::ptrdiff_t>(at + 100));
+      failure = outcome([&] { committed += waitFor(repository->receive(batch)).added; },
                         file.parent_path());
-      if (failure != "done") break;
     }
-    const auto readAfter = roomOf(*repository, failed.at(0).roomID).size();
+    const bool readsAll = wholeRoom(*repository, batch.at(0).roomID).size() == committed;
     disk.leaveFree(FaultyDisk::kUnlimited);
-    disk.failWritesWith(SQLITE_OK);
-    const auto retried = waitFor(repository->receive(failed));
-    failure +=
-        "\nthen reads " + std::string(readAfter == committed ? "all" : "not all") +
-        " that was committed; healed, takes the batch again: " + std::to_string(retried.added) +
-        " added";
-    committed += retried.added;
+    disk.failWrites(false);
+    const auto retried = waitFor(repository->receive(batch)).added;
+    failure += std::string("\nthen reads ") + (readsAll ? "all" : "not all") +
+               " that was committed; healed, takes the batch again: " + std::to_string(retried) +
+               " added";
+    committed += retried;
   }
   RawDatabase raw(file);
-  const auto kept = raw.integer("SELECT count(*) FROM messages");
-  return failure + "\nintegrity " +
-         (raw.integer("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'") ==
-                  1
-              ? "ok"
-              : "broken") +
-         ", " +
-         (kept == static_cast<std::int64_t>(committed) ? "every committed message kept"
-                                                       : std::to_string(kept) + " kept");
+  return failure + "\nintact " +
+         std::to_string(raw.integer("SELECT integrity_check = 'ok' FROM pragma_integrity_check")) +
+         ", kept beyond what was committed " +
+         std::to_string(raw.integer("SELECT count(*) FROM messages") -
+                        static_cast<std::int64_t>(committed));
 }
 
 // ---- rows edited behind the store's back ----
@@ -401,7 +317,7 @@ Scene damaged(std::string damage) {
     const auto reporting = reports.subscribeTo(repository->observeUnreadableRows());
     Recorder<Messages> observed;
     const auto observing = observed.subscribeTo(repository->observeChatMessages("r1"));
-    const Messages page = roomOf(*repository);
+    const Messages page = wholeRoom(*repository, "r1");
     drain(*repository);
     const auto list = observed.values().at(0);
     // The list and the page each report the row, alike.
@@ -430,21 +346,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "busy: DIR/messages.db: database is locked (while beginning a transaction)\n"
                   "then done"},
         FaultCase{"aFileThatCannotBeWritten",
-                  [](const fs::path& file) { return readOnlyRead(Denied::file, file); },
-                  "read m1 m2 m3; the folder holds messages.db"},
-        FaultCase{"aFolderThatCannotBeWritten",
-                  [](const fs::path& file) { return readOnlyRead(Denied::folder, file); },
-                  "read m1 m2 m3; the folder holds messages.db"},
-        FaultCase{"openingForWritingAFileThatCannotBeWritten",
-                  [](const fs::path& file) { return writableOpen(Denied::file, file); },
+                  [](const fs::path& file) { return opening(Denied::file, file); },
                   "readOnly (lasting): DIR/messages.db: cannot open for writing: the file is "
-                  "read-only (it can be opened read-only); the folder holds messages.db"},
-        FaultCase{
-            "openingForWritingInAFolderThatCannotBeWritten",
-            [](const fs::path& file) { return writableOpen(Denied::folder, file); },
-            "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead log "
-            "cannot be made beside the file (its folder, or a -wal or -shm file there, is "
-            "read-only); it can be opened read-only; the folder holds messages.db"},
+                  "read-only (it can be opened read-only)\n"
+                  "read-only, reads m1 m2 m3; the folder holds messages.db"},
+        FaultCase{"aFolderThatCannotBeWritten",
+                  [](const fs::path& file) { return opening(Denied::folder, file); },
+                  "readOnly (lasting): DIR/messages.db: cannot open for writing: the write-ahead "
+                  "log cannot be made beside the file (its folder, or a -wal or -shm file there, "
+                  "is read-only); it can be opened read-only\n"
+                  "read-only, reads m1 m2 m3; the folder holds messages.db"},
         FaultCase{"aFolderThatCannotBeWrittenHoldingAFileLeftInWALMode", readOnlyLeftLogged,
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
@@ -452,22 +363,9 @@ INSTANTIATE_TEST_SUITE_P(
         FaultCase{"aReadOnlyOpen", readOnlyChangesNothing,
                   "still sending, the file unchanged, the folder holds messages.db"},
         FaultCase{"writesToAReadOnlyStore", readOnlyWrites, kReadOnlyRefusals},
-        FaultCase{"aReadOnlyOpenOfAMissingFile", readOnlyOpenOf([](const fs::path&) {}),
-                  "database (lasting): DIR/messages.db: cannot open: unable to open database "
-                  "file (No such file or directory)\nthe folder holds nothing"},
-        FaultCase{"aReadOnlyOpenOfAnEmptyFile",
-                  readOnlyOpenOf([](const fs::path& file) { std::ofstream{file}; }),
-                  "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
-                  "which a read-only open does not make; open it once for writing\n"
-                  "the folder holds messages.db"},
-        FaultCase{"aReadOnlyOpenOfAnOlderSchema", readOnlyOpenOf(writeFirstVersion),
-                  "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
-                  "and needs an upgrade to version 3, which a read-only open does not make; open "
-                  "it once for writing\nthe folder holds messages.db"},
-        FaultCase{"aCleanClose", closeAlone,
-                  "the folder held messages.db; a copy of the file alone reads m1 m2 m3"},
-        FaultCase{"aCloseWhileAnotherProcessReads", closeBesideAReader,
-                  "0 before; a copy of the file alone holds 3"},
+        FaultCase{"closing", closing,
+                  "the folder held messages.db; closed beside a reader, a copy of the file alone "
+                  "holds 3"},
         FaultCase{"aFullDisk",
                   [](const fs::path& file) {
                     return receiveUntilTheDiskFails(
@@ -475,15 +373,15 @@ INSTANTIATE_TEST_SUITE_P(
                   },
                   "full (lasting): DIR/messages.db: database or disk is full (while committing)\n"
                   "then reads all that was committed; healed, takes the batch again: 100 added\n"
-                  "integrity ok, every committed message kept"},
+                  "intact 1, kept beyond what was committed 0"},
         FaultCase{"aDiskThatFailsEveryWrite",
                   [](const fs::path& file) {
                     return receiveUntilTheDiskFails(
-                        file, [](FaultyDisk& disk) { disk.failWritesWith(SQLITE_IOERR_WRITE); });
+                        file, [](FaultyDisk& disk) { disk.failWrites(true); });
                   },
                   "database (lasting): DIR/messages.db: disk I/O error (while committing)\n"
                   "then reads all that was committed; healed, takes the batch again: 100 added\n"
-                  "integrity ok, every committed message kept"},
+                  "intact 1, kept beyond what was committed 0"},
         FaultCase{"aDateThatIsText", damaged("UPDATE messages SET created_at = 'yesterday'"),
                   "read m1 m3; unreadable m2 at createdAt: typeMismatch"},
         FaultCase{"aDateThatIsABlob", damaged("UPDATE messages SET updated_at = x'00'"),

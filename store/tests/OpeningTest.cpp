@@ -45,25 +45,26 @@ TEST_F(OpeningTest, aFileOfTheFirstVersionIsUpgradedWithItsMessagesKept) {
 struct RefusalCase {
   const char* name;
   void (*prepare)(const fs::path& path);
-  StoreError::Code code;
-  const char* says;  // the description names the file, then says this
+  bool readOnly;
+  const char* seen;  // the error, with the folder's path as DIR
 };
 
 class RefusalTest : public StoreTest, public ::testing::WithParamInterface<RefusalCase> {};
 
-// The refused file is left as it was.
+// The refused file is left as it was, and nothing is made beside it.
 TEST_P(RefusalTest, isAStoreErrorNamingTheFile) {
   const RefusalCase& row = GetParam();
   row.prepare(file());
-  const std::string before = chat::test::slurp(file());
-  try {
-    open();
-    FAIL() << "opened";
-  } catch (const StoreError& error) {
-    EXPECT_EQ(error.code(), row.code);
-    EXPECT_EQ(std::string(error.what()), file().string() + ": " + row.says);
-  }
-  EXPECT_EQ(chat::test::slurp(file()), before);
+  const auto contents = [&] { return fs::exists(file()) ? chat::test::slurp(file()) : ""; };
+  const std::string before = contents();
+  const std::string seen = outcome(
+      [&] {
+        if (row.readOnly) SqliteChatMessageRepository::openReadOnly(file());
+        if (!row.readOnly) open();
+      },
+      folder.path());
+  EXPECT_EQ(seen + "; the folder holds " + listing(folder.path()), row.seen);
+  EXPECT_EQ(contents(), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -74,24 +75,41 @@ INSTANTIATE_TEST_SUITE_P(
                       writeFirstVersion(path);
                       RawDatabase(path).execute("PRAGMA user_version = 99");
                     },
-                    StoreError::Code::schemaTooNew,
-                    "the message store has schema version 99, newer than this build reads (3); "
-                    "open it with a newer build"},
+                    false,
+                    "schemaTooNew (lasting): DIR/messages.db: the message store has schema "
+                    "version 99, newer than this build reads (3); open it with a newer build; "
+                    "the folder holds messages.db"},
         RefusalCase{"anotherApplicationsTables",
                     [](const fs::path& path) {
                       RawDatabase(path).execute("CREATE TABLE notes (text TEXT)");
                     },
-                    StoreError::Code::notAStore,
-                    "not a message store (a database of something else)"},
+                    false,
+                    "notAStore (lasting): DIR/messages.db: not a message store (a database of "
+                    "something else); the folder holds messages.db"},
         RefusalCase{
             "anotherApplicationsVersionedFile",
             [](const fs::path& path) {
               RawDatabase(path).execute("CREATE TABLE notes (text TEXT); PRAGMA user_version = 1");
             },
-            StoreError::Code::notAStore, "not a message store (another application's database)"},
+            false,
+            "notAStore (lasting): DIR/messages.db: not a message store (another application's "
+            "database); the folder holds messages.db"},
         RefusalCase{"notADatabase",
                     [](const fs::path& path) { std::ofstream(path) << std::string(4096, 'x'); },
-                    StoreError::Code::database, "file is not a database (while opening)"}),
+                    false,
+                    "database (lasting): DIR/messages.db: file is not a database (while "
+                    "opening); the folder holds messages.db"},
+        RefusalCase{"aMissingFileReadOnly", [](const fs::path&) {}, true,
+                    "database (lasting): DIR/messages.db: cannot open: unable to open database "
+                    "file (No such file or directory); the folder holds nothing"},
+        RefusalCase{"anEmptyFileReadOnly", [](const fs::path& path) { std::ofstream{path}; }, true,
+                    "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
+                    "which a read-only open does not make; open it once for writing; the folder "
+                    "holds messages.db"},
+        RefusalCase{"anOlderSchemaReadOnly", writeFirstVersion, true,
+                    "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
+                    "and needs an upgrade to version 3, which a read-only open does not make; "
+                    "open it once for writing; the folder holds messages.db"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(OpeningTest, aTransportIsRequired) {

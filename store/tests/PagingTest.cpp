@@ -23,6 +23,7 @@ Messages smallRoom() {
 
 struct PageCase {
   const char* name;
+  const char* room;
   std::uint64_t limit;
   std::optional<double> from;  // seconds since 1970
   const char* page;
@@ -36,30 +37,25 @@ TEST_P(PageTest, holdsTheMessagesBeforeFromOldestFirst) {
   waitFor(repository->receive(smallRoom()));
   std::optional<Date> from;
   if (row.from) from = Date::since1970(*row.from);
-  EXPECT_EQ(idsIn(waitFor(repository->retrieveChatMessages("r1", from, std::nullopt, row.limit))),
-            row.page);
+  EXPECT_EQ(
+      idsIn(waitFor(repository->retrieveChatMessages(row.room, from, std::nullopt, row.limit))),
+      row.page);
 }
 
 constexpr auto kLargest = std::numeric_limits<std::uint64_t>::max();
 INSTANTIATE_TEST_SUITE_P(
     Pages, PageTest,
-    ::testing::Values(PageCase{"newestWhenNoFrom", 1, std::nullopt, "y"},
-                      PageCase{"growsToTakeEveryMessageOfItsOldestInstant", 2, std::nullopt,
+    ::testing::Values(PageCase{"newestWhenNoFrom", "r1", 1, std::nullopt, "y"},
+                      PageCase{"growsToTakeEveryMessageOfItsOldestInstant", "r1", 2, std::nullopt,
                                "x1 x2 x3 y"},
-                      PageCase{"strictlyBeforeFrom", 1, 200, "x1 x2 x3"},
-                      PageCase{"undatedMessagesAreOlderThanAnyDate", 1, 100, "u1"},
-                      PageCase{"limitIsAMaximum", 10, std::nullopt, "u1 x1 x2 x3 y"},
-                      PageCase{"nothingBeforeTheOldest", 10, 50, "u1"},
-                      PageCase{"zeroLimitIsAnEmptyPage", 0, std::nullopt, ""},
-                      PageCase{"theLargestLimit", kLargest, 300, "u1 x1 x2 x3 y"}),
+                      PageCase{"strictlyBeforeFrom", "r1", 1, 200, "x1 x2 x3"},
+                      PageCase{"undatedMessagesAreOlderThanAnyDate", "r1", 1, 100, "u1"},
+                      PageCase{"limitIsAMaximum", "r1", 10, std::nullopt, "u1 x1 x2 x3 y"},
+                      PageCase{"nothingBeforeTheOldest", "r1", 10, 50, "u1"},
+                      PageCase{"zeroLimitIsAnEmptyPage", "r1", 0, std::nullopt, ""},
+                      PageCase{"theLargestLimit", "r1", kLargest, 300, "u1 x1 x2 x3 y"},
+                      PageCase{"aRoomWithNoMessages", "r2", 10, std::nullopt, ""}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(StoreTest, aRoomWithNoMessagesHasAnEmptyPage) {
-  auto repository = open();
-  waitFor(repository->receive(smallRoom()));
-  EXPECT_TRUE(
-      waitFor(repository->retrieveChatMessages("r2", std::nullopt, std::nullopt, 10)).empty());
-}
 
 // ---- walking back through a whole room ----
 
@@ -68,46 +64,16 @@ struct Layout {
   Messages (*messages)();
 };
 
-Messages distinctInstants() {
+/// `count` messages a minute apart, `perInstant` at a time; every `undatedEvery`th undated (none
+/// when 0); the identifiers out of order when `shuffled`.
+Messages laidOut(int count, int perInstant, int undatedEvery, bool shuffled) {
   Messages messages;
-  for (int i = 0; i < 137; ++i) {
-    messages.push_back(textMessage("m" + std::to_string(1000 + i), "r1", 1795341600.0 + i * 60,
-                                   "message " + std::to_string(i)));
-  }
-  return messages;
-}
-
-// Threes that share an instant, their identifiers out of order.
-Messages sharedInstants() {
-  Messages messages;
-  for (int i = 0; i < 60; ++i) {
-    messages.push_back(textMessage("m" + std::to_string(1000 + (i * 37) % 60), "r1",
-                                   1795341600.0 + (i / 3) * 60, "message " + std::to_string(i)));
-  }
-  return messages;
-}
-
-Messages undatedAndDated() {
-  Messages messages;
-  for (int i = 0; i < 50; ++i) {
+  for (int i = 0; i < count; ++i) {
     std::optional<double> when;
-    if (i % 3 != 0) when = 1795341600.0 + i;
-    messages.push_back(textMessage("m" + std::to_string(1000 + i), "r1", when, "message"));
+    if (undatedEvery == 0 || i % undatedEvery != 0) when = 1795341600.0 + (i / perInstant) * 60;
+    messages.push_back(textMessage("m" + std::to_string(1000 + (shuffled ? i * 37 % count : i)),
+                                   "r1", when, "message " + std::to_string(i)));
   }
-  return messages;
-}
-
-Messages oneInstant() {
-  Messages messages;
-  for (int i = 0; i < 25; ++i) {
-    messages.push_back(textMessage("m" + std::to_string(1000 + i), "r1", 1795341600.0, "same"));
-  }
-  return messages;
-}
-
-Messages everyKind() {
-  Messages messages = corpusMessages(400);
-  for (auto& message : messages) message.roomID = "r1";
   return messages;
 }
 
@@ -149,12 +115,18 @@ TEST_P(WalkBackTest, meetsEveryMessageOnceInOrder) {
 
 INSTANTIATE_TEST_SUITE_P(
     Layouts, WalkBackTest,
-    ::testing::Combine(::testing::Values(Layout{"distinctInstants", distinctInstants},
-                                         Layout{"sharedInstants", sharedInstants},
-                                         Layout{"undatedAndDated", undatedAndDated},
-                                         Layout{"oneInstant", oneInstant},
-                                         Layout{"everyKind", everyKind}),
-                       ::testing::Values<std::uint64_t>(1, 2, 3, 7, 50, 1000)),
+    ::testing::Combine(
+        ::testing::Values(Layout{"distinctInstants", [] { return laidOut(137, 1, 0, false); }},
+                          Layout{"sharedInstants", [] { return laidOut(60, 3, 0, true); }},
+                          Layout{"undatedAndDated", [] { return laidOut(50, 1, 3, false); }},
+                          Layout{"oneInstant", [] { return laidOut(25, 25, 0, false); }},
+                          Layout{"everyKind",
+                                 [] {
+                                   Messages messages = corpusMessages(400);
+                                   for (auto& message : messages) message.roomID = "r1";
+                                   return messages;
+                                 }}),
+        ::testing::Values<std::uint64_t>(1, 2, 3, 7, 50, 1000)),
     [](const auto& info) {
       return std::string(std::get<0>(info.param).name) + "_limit" +
              std::to_string(std::get<1>(info.param));

@@ -4,13 +4,15 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -40,15 +42,10 @@ inline const ChatMessageUser kAnna("u-anna", "anna", "Anna", "Berg", "Climbs.",
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = std::string(test->test_suite_name()) + "-" + test->name();
-    for (char& c : name) {
-      if (c == '/') c = '-';
-    }
-    path_ =
-        fs::temp_directory_path() / ("tovanel-store-" + std::to_string(::getpid()) + "-" + name);
-    fs::remove_all(path_);
-    fs::create_directories(path_);
+    std::string name = (fs::temp_directory_path() / "tovanel-store-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    path_ = name;
+    fs::permissions(path_, fs::perms(0755));  // as create_directories makes it, for other users
   }
   ~TemporaryFolder() {
     std::error_code ignored;
@@ -103,7 +100,7 @@ class ManualTransport {
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// Keeps everything a publisher delivers, for the test's thread to wait on and look at.
+/// Keeps everything a publisher delivers, and how it ended, for the test's thread to look at.
 template <class T>
 class Recorder {
  public:
@@ -112,22 +109,12 @@ class Recorder {
         [this](const T& value) {
           std::lock_guard lock(mutex_);
           values_.push_back(value);
-          changed_.notify_all();
         },
         [this](std::exception_ptr error) {
           std::lock_guard lock(mutex_);
           ended_ = true;
           error_ = std::move(error);
-          changed_.notify_all();
         });
-  }
-
-  /// Waits until `count` values have arrived; false when they do not come (a guard against a
-  /// hang, not a measure of speed).
-  bool waitForCount(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::minutes(1),
-                             [&] { return values_.size() >= count; });
   }
 
   std::vector<T> values() const {
@@ -145,7 +132,6 @@ class Recorder {
 
  private:
   mutable std::mutex mutex_;
-  std::condition_variable changed_;
   std::vector<T> values_;
   bool ended_ = false;
   std::exception_ptr error_;
@@ -180,6 +166,46 @@ inline Messages corpusMessages(std::size_t count) {
   return messages;
 }
 
+/// A room's messages, all of them, oldest first.
+inline Messages wholeRoom(SqliteChatMessageRepository& repository, const std::string& roomID) {
+  return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 1 << 20));
+}
+
+inline std::string joined(const std::vector<std::string>& parts, const char* separator = " ") {
+  std::string text;
+  for (const auto& part : parts) text += (text.empty() ? "" : separator) + part;
+  return text;
+}
+
+/// The names in a folder, sorted; "nothing" when it is empty.
+inline std::string listing(const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names.empty() ? "nothing" : joined(names);
+}
+
+/// "done", or "code (lasting): description" for the StoreError that `operation` threw, with
+/// `folder` in the description shown as "DIR".
+inline std::string outcome(const std::function<void()>& operation, const fs::path& folder = {}) {
+  static constexpr const char* kNames[] = {
+      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
+      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
+  try {
+    operation();
+    return "done";
+  } catch (const StoreError& error) {
+    std::string description = error.what();
+    const std::string path = folder.string();
+    for (auto at = description.find(path); !path.empty() && at != std::string::npos;
+         at = description.find(path)) {
+      description.replace(at, path.size(), "DIR");
+    }
+    return std::string(kNames[static_cast<std::size_t>(error.code())]) +
+           (error.isLasting() ? " (lasting): " : ": ") + description;
+  }
+}
+
 inline std::vector<std::string> idsOf(const Messages& messages) {
   std::vector<std::string> ids;
   for (const auto& message : messages) ids.push_back(message.messageID);
@@ -187,11 +213,7 @@ inline std::vector<std::string> idsOf(const Messages& messages) {
 }
 
 /// The messages' identifiers, separated by spaces.
-inline std::string idsIn(const Messages& messages) {
-  std::string text;
-  for (const auto& message : messages) text += (text.empty() ? "" : " ") + message.messageID;
-  return text;
-}
+inline std::string idsIn(const Messages& messages) { return joined(idsOf(messages)); }
 
 /// Raw SQL on a store's file while no repository has it open, as another program would.
 class RawDatabase {

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <optional>
+#include <random>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -94,10 +98,57 @@ TEST(DateISO8601, RejectsImpossibleDatesAndOtherText) {
       "2026-11-22T10:00:00,5Z",
       "2026-11-22T10:00:00+2:00",
       "2026-11-22T10:00:00Z ",
+      // the two fixed lengths, broken in each field
+      "2026-11-22T10:00:00.1a3Z",
+      "2026-11-22T10:00:00.123z",
+      "2026-11-22T10:0:000.123Z",
+      "2026-11-2x10:00:00Z",
+      "2026-11-31T10:00:00.123Z",
+      "2026-00-10T10:00:00Z",
+      "2026-11-22T10:60:00.000Z",
+      "2026-11-22T10:00:60Z",
   };
   for (const std::string_view text : cases) {
     EXPECT_EQ(Date::fromISO8601(text), std::nullopt) << '"' << text << '"';
   }
+}
+
+// The two forms the encoder writes are read by a shortcut; written with "+00:00" in place of the
+// "Z", the same instant goes the general way. Both must agree to the bit, on text made of random
+// digits in every field (impossible dates included, which both refuse) and on written dates.
+TEST(DateISO8601, FixedFormsReadToTheSameBitsAsTheGeneralReading) {
+  std::mt19937_64 random(20261124);
+  const auto general = [](std::string text) {
+    text.replace(text.size() - 1, 1, "+00:00");
+    return Date::fromISO8601(text);
+  };
+  const auto bits = [](const std::optional<Date>& date) {
+    return date ? std::bit_cast<std::uint64_t>(date->timeIntervalSinceReferenceDate()) : 0;
+  };
+  int disagreements = 0, read = 0;
+  for (int i = 0; i < 200000; ++i) {
+    std::string text;
+    if (i % 2 == 0) {
+      // Any digits in the fixed shape: months 00-99 and days 00-99 included.
+      text = "0000-00-00T00:00:00.000Z";
+      for (char& c : text) {
+        if (c == '0') c = static_cast<char>('0' + random() % 10);
+      }
+      if (i % 4 == 0) text = text.substr(0, 19) + "Z";
+    } else {
+      // A written date, milliseconds and all, anywhere in the years 0000 to 9999.
+      const double since1970 =
+          -62167219200.0 + static_cast<double>(random() % 315537897600000) / 1000.0;
+      text = Date::since1970(since1970).iso8601();
+    }
+    const auto fast = Date::fromISO8601(text);
+    read += fast ? 1 : 0;
+    if (fast.has_value() != general(text).has_value() || bits(fast) != bits(general(text))) {
+      if (++disagreements <= 5) ADD_FAILURE() << text;
+    }
+  }
+  EXPECT_EQ(disagreements, 0);
+  EXPECT_GT(read, 100000);  // the written half at least
 }
 
 TEST(DateISO8601, WritesUTCWithMillisecondsOnlyWhenNotZeroAndNothingOutsideFourDigitYears) {

@@ -62,6 +62,7 @@ TEST(Body, SilentKindsWriteNothingAndTheEncoderMakesItAnEmptyObject) {
     coding::detail::EncodingRun run(encoder, out);
     Encoder place(run);
     body.encode(place);
+    run.finish();
     EXPECT_EQ(out, "") << rawValue(kind);
     EXPECT_EQ(encoder.encode(body), "{}") << rawValue(kind);
     EXPECT_EQ(encoder.encode(std::vector<Body>{body, body}), "[{},{}]") << rawValue(kind);

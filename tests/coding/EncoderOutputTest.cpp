@@ -57,16 +57,18 @@ TEST_P(MemberKeys, AreWrittenEscapedInEveryLayoutAndReadBack) {
   EXPECT_EQ(keys, (std::vector<std::string>{key, "~last"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, MemberKeys,
-                         ::testing::Values(KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"},
-                                           KeyRow{"Empty", "", R"("")"},
-                                           KeyRow{"LongerThanTheShortcut", std::string(80, 'k'),
-                                                  '"' + std::string(80, 'k') + '"'},
-                                           KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"},
-                                           KeyRow{"Backslash", "a\\b", R"("a\\b")"},
-                                           KeyRow{"Control", "tab\there", R"("tab\there")"},
-                                           KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Keys, MemberKeys,
+    ::testing::Values(
+        KeyRow{"Plain", "avatarUrl", R"("avatarUrl")"}, KeyRow{"Empty", "", R"("")"},
+        KeyRow{"OneByte", "k", R"("k")"}, KeyRow{"FiveBytes", "kkkkk", R"("kkkkk")"},
+        KeyRow{"NineBytes", "kkkkkkkkk", R"("kkkkkkkkk")"},
+        KeyRow{"AtTheShortcutsEnd", std::string(56, 'k'), '"' + std::string(56, 'k') + '"'},
+        KeyRow{"LongerThanTheShortcut", std::string(80, 'k'), '"' + std::string(80, 'k') + '"'},
+        KeyRow{"Quote", "say \"hi\"", R"("say \"hi\"")"}, KeyRow{"Backslash", "a\\b", R"("a\\b")"},
+        KeyRow{"Control", "tab\there", R"("tab\there")"},
+        KeyRow{"NonAscii", "cl\u00E9", "\"cl\u00E9\""}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 // Keys sort by what they hold, not by how they are escaped: '"' (0x22) and a newline come before
 // '#' and '!', although their escapes start with a backslash (0x5C).

@@ -1,5 +1,6 @@
-// Strings are written eight bytes at a time: a byte to escape, a byte that is not ASCII or a
-// byte of broken UTF-8 must be seen wherever it falls, in a full word or in the short tail.
+// Strings are written a block at a time (16 bytes, then 8, then the short tail): a byte to escape,
+// a byte that is not ASCII or a byte of broken UTF-8 must be seen wherever it falls. Escapes may
+// outgrow the room made for the text, which must then grow under the writer.
 
 #include <gtest/gtest.h>
 
@@ -36,11 +37,11 @@ const std::vector<SpecialByteRow> kSpecialByteRows{
 
 class SpecialBytePositionTest : public ::testing::TestWithParam<SpecialByteRow> {};
 
-// Every length from 0 to 19 plain bytes and every position of the special bytes among them.
+// Every length from 0 to 39 plain bytes and every position of the special bytes among them.
 TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
   const auto& row = GetParam();
   std::vector<std::string> wrong;
-  for (std::size_t length = 0; length < 20; ++length) {
+  for (std::size_t length = 0; length < 40; ++length) {
     for (std::size_t at = 0; at <= length; ++at) {
       const std::string plain(length, 'x');
       const std::string text = plain.substr(0, at) + row.special + plain.substr(at);
@@ -50,6 +51,20 @@ TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
     }
   }
   EXPECT_TRUE(wrong.empty()) << wrong.size() << " texts written wrongly, the first: " << wrong[0];
+}
+
+// Thousands of them in a row, after text already in the caller's string: each escape may be up to
+// six times its byte.
+TEST_P(SpecialBytePositionTest, IsWrittenTheSameThousandsOfTimesInARow) {
+  const auto& row = GetParam();
+  std::string text, expected = "kept\"";
+  for (int i = 0; i < 3000; ++i) {
+    text += row.special + "x";
+    expected += row.written + "x";
+  }
+  std::string out = "kept";
+  JSONEncoder().encode(text, out);
+  EXPECT_EQ(out, expected + "\"");
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, SpecialBytePositionTest, ::testing::ValuesIn(kSpecialByteRows),

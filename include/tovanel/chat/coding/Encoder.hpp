@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@
 
 namespace tovanel::chat {
 
+class Date;
 class JSONEncoder;
 class KeyedEncodingContainer;
 class UnkeyedEncodingContainer;
@@ -53,25 +55,81 @@ struct OutputFormatting {
   bool sortedKeys = false;     ///< object members ordered by key (by the key's bytes, unescaped)
 };
 
+namespace coding {
+template <class T>
+struct Codec;
+}  // namespace coding
+
 namespace coding::detail {
+/// Copies a short run of `size` bytes without a call: in overlapping words, reading and writing
+/// nothing outside the two ranges.
+inline void copyShort(char* to, const char* from, std::size_t size) noexcept {
+  if (size >= 8) {
+    std::uint64_t word;
+    for (std::size_t i = 0; i + 8 < size; i += 8) {
+      std::memcpy(&word, from + i, 8);
+      std::memcpy(to + i, &word, 8);
+    }
+    std::memcpy(&word, from + size - 8, 8);
+    std::memcpy(to + size - 8, &word, 8);
+  } else if (size >= 4) {
+    std::uint32_t first, last;
+    std::memcpy(&first, from, 4);
+    std::memcpy(&last, from + size - 4, 4);
+    std::memcpy(to, &first, 4);
+    std::memcpy(to + size - 4, &last, 4);
+  } else if (size > 0) {
+    const char first = from[0], middle = from[size / 2], last = from[size - 1];
+    to[0] = first;
+    to[size / 2] = middle;
+    to[size - 1] = last;
+  }
+}
+
 /// The state of one encode call: where the text goes, how it is laid out, and the members of the
-/// objects still open when keys are sorted.
+/// objects still open when keys are sorted. Text is written through a cursor into `out`, which is
+/// sized ahead of the cursor and cut back to it by finish().
 class EncodingRun {
  public:
-  TOVANEL_CHAT_API EncodingRun(const JSONEncoder& owner, std::string& out) noexcept;
+  TOVANEL_CHAT_API EncodingRun(const JSONEncoder& owner, std::string& out);
   EncodingRun(const EncodingRun&) = delete;
   EncodingRun& operator=(const EncodingRun&) = delete;
+
+  /// Room for `size` more bytes at the cursor, which it returns.
+  char* reserve(std::size_t size) {
+    if (static_cast<std::size_t>(limit - cursor) < size) grow(size);
+    return cursor;
+  }
+  /// Writes the bytes at the cursor.
+  void put(const char* data, std::size_t size) {
+    char* at = reserve(size);
+    std::memcpy(at, data, size);
+    cursor = at + size;
+  }
+  /// The offset of the cursor in `out`.
+  std::size_t written() const noexcept { return static_cast<std::size_t>(cursor - out.data()); }
+  /// The text written so far as `out` itself, for edits by offset; the cursor stays at its end.
+  TOVANEL_CHAT_API std::string& text();
+  /// Cuts `out` back to the text written.
+  void finish() { out.resize(written()); }
 
   const JSONEncoder& owner;
   std::string& out;
   const OutputFormatting formatting;
-  int depth = 0;  // containers open
+  const bool compact;  // neither pretty-printed nor sorted: members written straight through
+  int depth = 0;       // containers open
+  char* cursor;        // the next byte to write, in `out`
+  char* limit;         // the end of `out`
+  std::size_t start;   // where this call's text begins in `out`
   /// The output range of each member of the open objects, from its key's quote to its end.
   struct Span {
     std::size_t key;
     std::size_t end;
   };
   std::vector<Span> spans;
+
+ private:
+  TOVANEL_CHAT_API void grow(std::size_t size);
 };
 }  // namespace coding::detail
 
@@ -114,6 +172,7 @@ class TOVANEL_CHAT_API Encoder {
   friend class JSONEncoder;
   friend class KeyedEncodingContainer;
   friend class UnkeyedEncodingContainer;
+  friend struct coding::Codec<Date>;
   enum class Holds : std::uint8_t { nothing, scalar, object, array };
 
   Encoder(coding::detail::EncodingRun& run, const Encoder& parent,
@@ -126,14 +185,40 @@ class TOVANEL_CHAT_API Encoder {
     holds_ = what;
   }
   [[noreturn]] void failSecondValue() const;
+  /// Writes ISO 8601 text, which needs no escaping, as this place's string.
+  void writeISO8601(const char* text, std::size_t size);
   /// Closes the value at this place once it is complete: its object or array, or `{}` when
   /// nothing was written. Called by whoever made the place.
   void end() {
     if (holds_ != Holds::scalar) close();
   }
   void close();
-  Encoder beginMember(MemberKey key);
-  void endMember(Encoder& member);
+  /// The place of the next member: in compact output, the separator, key and colon are written
+  /// here in one copy; anything else goes through writeMemberKey.
+  Encoder beginMember(MemberKey key) {
+    coding::detail::EncodingRun& run = *run_;
+    constexpr std::size_t kShortKey = 56;
+    if (run.compact && key.plain && key.text.size() <= kShortKey) {
+      char* at = run.reserve(kShortKey + 4);
+      *at = ',';
+      at += count_++ != 0;
+      *at++ = '"';
+      coding::detail::copyShort(at, key.text.data(), key.text.size());
+      at += key.text.size();
+      *at++ = '"';
+      *at++ = ':';
+      run.cursor = at;
+    } else {
+      writeMemberKey(key);
+    }
+    return Encoder(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
+  }
+  void writeMemberKey(MemberKey key);
+  void endMember(Encoder& member) {
+    member.end();
+    if (!run_->compact) endSortedMember();
+  }
+  void endSortedMember();
   Encoder beginElement();
   void closeObject();
 

@@ -36,6 +36,7 @@ class JSONEncoder {
       Encoder root(run);
       root.encode(value);
       root.end();
+      run.finish();
     } catch (...) {
       out.resize(start);
       throw;
