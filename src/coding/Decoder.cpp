@@ -624,10 +624,14 @@ Decoder JSONDecoder::parse(std::string_view json) {
   if (json.starts_with(kUtf8ByteOrderMark)) json.remove_prefix(kUtf8ByteOrderMark.size());
 
   simdjson::dom::parser& parser = parser_->parser;
-  // The parser counts the top-level value as one level, and a value inside it as the next.
-  const std::size_t parserDepth = maximumDepth + (maximumDepth < SIZE_MAX ? 1 : 0);
-  if (parser.max_depth() != parserDepth) {
-    if (const auto error = parser.allocate(std::max(parser.capacity(), json.size()), parserDepth)) {
+  // The parser counts the top-level value as one level, and a value inside it as the next. It
+  // reserves room for each level it allows, so it is never asked for more levels than the text
+  // has bytes (no text nests deeper): a depth near SIZE_MAX would overflow that room. Any limit
+  // from what the text needs up to maximumDepth refuses exactly what maximumDepth refuses.
+  const std::size_t limit = parser.max_depth() - 1;
+  if (limit > maximumDepth || limit < std::min(maximumDepth, json.size())) {
+    const std::size_t depth = std::min(maximumDepth, std::max(json.size(), kDefaultMaximumDepth));
+    if (const auto error = parser.allocate(std::max(parser.capacity(), json.size()), depth + 1)) {
       failText(describeParseFailure(error, json, maximumDepth));
     }
   }

@@ -1,11 +1,11 @@
-#include "tovanel/chat/base/CanonicalString.hpp"
+// Canonical equality and hashing of text, and the quick check that lets them skip
+// normalisation.
 
-#include <gtest/gtest.h>
+#include <utf8proc.h>
+#include <cstdlib>
+#include <random>
 
-#include <string>
-#include <vector>
-
-#include "support/RecordingHasher.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -57,6 +57,109 @@ TEST(CanonicalString, IsAsciiLooksAtEveryByte) {
   EXPECT_FALSE(isAscii("\xC3\xA9 and more text"));
   EXPECT_FALSE(isAscii("sixteen bytes ok\xC3\xA9"));
 }
+
+// The quick check that lets canonical equality and hashing skip normalisation: it may say "not
+// known" for text already in NFC, but it must never call text canonical that NFC would change.
+// And the canonical form, which normalises only the stretches around code points that may change,
+// must be the NFC of the whole text. utf8proc's own normalisation of the whole is the judge.
+
+std::string utf8(const std::vector<char32_t>& codePoints) {
+  std::string text;
+  for (const char32_t c : codePoints) {
+    utf8proc_uint8_t bytes[4];
+    const auto length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(c), bytes);
+    text.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+  }
+  return text;
+}
+
+/// NFC as utf8proc computes it, with no shortcut of ours.
+std::string referenceNFC(const std::string& text) {
+  utf8proc_uint8_t* form = utf8proc_NFC(reinterpret_cast<const utf8proc_uint8_t*>(text.c_str()));
+  std::string result(reinterpret_cast<const char*>(form));
+  std::free(form);
+  return result;
+}
+
+/// The text when the quick check calls it canonical but NFC changes it, or when our canonical
+/// form (normalised piece by piece) is not utf8proc's NFC of the whole; else "".
+std::string misjudged(const std::string& text) {
+  const std::string nfc = referenceNFC(text);
+  return (isKnownCanonical(text) && nfc != text) || canonicalForm(text) != nfc ? text
+                                                                               : std::string();
+}
+
+TEST(CanonicalQuickCheck, JudgesEverySingleCodePointAsNFCDoes) {
+  for (char32_t c = 1; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    ASSERT_EQ(misjudged(utf8({c})), "") << "U+" << std::hex << static_cast<unsigned>(c);
+  }
+}
+
+// Code points that compose, decompose for good, reorder or compose by rule (Hangul), with their
+// usual neighbours.
+const std::vector<char32_t> kTricky = {
+    U'e',      U'A',      U'\u00E9', U'\u00F6', U'\u01D6',     U'\u0301',     U'\u0308',
+    U'\u0307', U'\u0323', U'\u0316', U'\u0327', U'\u0345',     U'\u0344',     U'\u0340',
+    U'\u212B', U'\u0958', U'\u0915', U'\u093C', U'\u1100',     U'\u1161',     U'\u11A8',
+    U'\uAC00', U'\uAC01', U'\u09C7', U'\u09BE', U'\u0B47',     U'\u0B3E',     U'\u0CC6',
+    U'\u0CC2', U'\u0CD5', U'\u0DD9', U'\u0DCF', U'\u1025',     U'\u102E',     U'\u0F73',
+    U'\u0F71', U'\u05D9', U'\u05B4', U'\u05BC', U'\uFB1D',     U'\u304B',     U'\u3099',
+    U'\u304C', U'\u03B1', U'\u1FB3', U'\u1E0A', U'\U0001D15E', U'\U0001F600', U'\U0001F3FD',
+    U'\u200D'};
+
+TEST(CanonicalQuickCheck, JudgesSequencesOfComposingAndReorderingCodePointsAsNFCDoes) {
+  for (const char32_t a : kTricky) {
+    for (const char32_t b : kTricky) {
+      for (const char32_t c : kTricky) ASSERT_EQ(misjudged(utf8({a, b, c})), "");
+    }
+  }
+  std::mt19937 random(20261123);
+  std::uniform_int_distribution<std::size_t> pick(0, kTricky.size() - 1), length(4, 8);
+  // Longer texts, with runs of ASCII long enough to be read eight bytes at a time.
+  std::bernoulli_distribution asciiRun(0.2);
+  for (int run = 0; run < 20000; ++run) {
+    std::vector<char32_t> text;
+    for (std::size_t n = length(random); n > 0; --n) {
+      if (asciiRun(random)) text.insert(text.end(), {'s', 'o', 'm', 'e', ' ', 't', 'e', 'x', 't'});
+      text.push_back(kTricky[pick(random)]);
+    }
+    ASSERT_EQ(misjudged(utf8(text)), "");
+  }
+}
+
+struct QuickCheckRow {
+  const char* name;
+  std::string text;
+  bool known;
+};
+void PrintTo(const QuickCheckRow& row, std::ostream* out) { *out << row.name; }
+
+class CanonicalQuickCheckRows : public ::testing::TestWithParam<QuickCheckRow> {};
+
+// Everyday text must take the shortcut, or it saves nothing; what NFC rewrites must not.
+TEST_P(CanonicalQuickCheckRows, KnowsEverydayTextAndDoubtsWhatMayChange) {
+  EXPECT_EQ(isKnownCanonical(GetParam().text), GetParam().known);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, CanonicalQuickCheckRows,
+    ::testing::Values(
+        QuickCheckRow{"Ascii", "plain words", true},
+        QuickCheckRow{"PrecomposedAccents", "caf\u00E9 na\u00EFve \u01D6", true},
+        QuickCheckRow{"CyrillicAndCjk", "\u041F\u0440\u0438\u0432\u0435\u0442 \u65E5\u672C", true},
+        QuickCheckRow{"EmojiWithModifierAndJoiner", "\U0001F44D\U0001F3FD\u200D\U0001F525", true},
+        QuickCheckRow{"HangulSyllables", "\uD55C\uAD6D\uC5B4", true},
+        QuickCheckRow{"MarksInOrder", "a\u0316\u0300", false},  // U+0300 composes with a
+        QuickCheckRow{"NonComposingMarksInOrder", "x\u0316\u0332", true},
+        QuickCheckRow{"MarksOfOneClassInAnyOrder", "x\u0332\u0316\u0360", true},
+        QuickCheckRow{"MarksThatNeedReordering", "x\u035D\u0316", false},
+        QuickCheckRow{"DecomposedAccent", "cafe\u0301", false},
+        QuickCheckRow{"Singleton", "\u212B", false},
+        QuickCheckRow{"CompositionExclusion", "\u0958", false},
+        QuickCheckRow{"HangulJamo", "\u1100\u1161", false},
+        QuickCheckRow{"InvalidUtf8", "caf\xC3", false}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace tovanel::chat

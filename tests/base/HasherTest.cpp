@@ -1,12 +1,4 @@
-#include "tovanel/chat/base/Hasher.hpp"
-
-#include "tovanel/chat/body/content/TextBody.hpp"
-
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstdint>
-#include <vector>
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {

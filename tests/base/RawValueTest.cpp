@@ -1,10 +1,4 @@
-#include "tovanel/chat/base/RawValue.hpp"
-
-#include <gtest/gtest.h>
-
-#include <array>
-#include <optional>
-#include <string_view>
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 

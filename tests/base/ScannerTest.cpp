@@ -1,139 +1,79 @@
-#include "tovanel/chat/base/Scanner.hpp"
+// The scanner and character sets behind duration text: Unicode white space, sets of code points,
+// signed integers and runs of characters, each leaving the scanner where the next item starts.
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
-#include <optional>
-#include <ostream>
-#include <string>
-
-#include "tovanel/chat/base/CharacterSet.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {
 
-constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
-
-struct MembershipCase {
-  char32_t codePoint;
-  bool isWhiteSpace;
-};
-void PrintTo(const MembershipCase& row, std::ostream* out) {
-  *out << "U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
-}
-
-class WhiteSpaceSet : public testing::TestWithParam<MembershipCase> {};
-
-TEST_P(WhiteSpaceSet, HoldsExactlyTheUnicodeWhiteSpaceCharacters) {
-  const auto& row = GetParam();
-  EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(row.codePoint), row.isWhiteSpace)
-      << "U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
+std::string hex(char32_t c) {
+  char text[16];
+  std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(c));
+  return text;
 }
 
 // Both ends of the ranges of the property, and neighbours just outside them.
-INSTANTIATE_TEST_SUITE_P(
-    CodePoints, WhiteSpaceSet,
-    testing::Values(
-        MembershipCase{0x0008, false}, MembershipCase{0x0009, true}, MembershipCase{0x000D, true},
-        MembershipCase{0x000E, false}, MembershipCase{0x0020, true}, MembershipCase{0x0085, true},
-        MembershipCase{0x00A0, true}, MembershipCase{0x1680, true}, MembershipCase{0x180E, false},
-        MembershipCase{0x2000, true}, MembershipCase{0x200A, true}, MembershipCase{0x200B, false},
-        MembershipCase{0x2028, true}, MembershipCase{0x2029, true}, MembershipCase{0x202F, true},
-        MembershipCase{0x205F, true}, MembershipCase{0x3000, true}, MembershipCase{0xFEFF, false}));
-
-struct CharactersInCase {
-  std::string text;
-  char32_t codePoint;
-  bool contained;
-};
-void PrintTo(const CharactersInCase& row, std::ostream* out) {
-  *out << testing::PrintToString(row.text);
+TEST(CharacterSet, WhiteSpaceHoldsExactlyTheUnicodeWhiteSpaceCharacters) {
+  const std::pair<char32_t, bool> rows[] = {
+      {0x0008, false}, {0x0009, true},  {0x000D, true}, {0x000E, false}, {0x0020, true},
+      {0x0085, true},  {0x00A0, true},  {0x1680, true}, {0x180E, false}, {0x2000, true},
+      {0x200A, true},  {0x200B, false}, {0x2028, true}, {0x2029, true},  {0x202F, true},
+      {0x205F, true},  {0x3000, true},  {0xFEFF, false}};
+  for (const auto& [codePoint, white] : rows) {
+    EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(codePoint), white) << hex(codePoint);
+  }
 }
 
-class CharactersIn : public testing::TestWithParam<CharactersInCase> {};
-
-TEST_P(CharactersIn, HoldsTheCodePointsOfTheText) {
-  const auto& row = GetParam();
-  EXPECT_EQ(CharacterSet::charactersIn(row.text).contains(row.codePoint), row.contained)
-      << "text \"" << row.text << "\", U+" << std::hex << static_cast<std::uint32_t>(row.codePoint);
+TEST(CharacterSet, CharactersInHoldsTheCodePointsOfTheText) {
+  const std::tuple<std::string, char32_t, bool> rows[] = {
+      {"YMWD", U'W', true},
+      {"YMWD", U'y', false},
+      // A two-byte character is one member, not its bytes.
+      {"\xC3\xA9", U'\u00E9', true},
+      {"\xC3\xA9", U'\u00C3', false},
+      // Bytes that are not UTF-8 add nothing, and the text around them still counts.
+      {"A\377B", U'B', true}};
+  for (const auto& [text, codePoint, contained] : rows) {
+    EXPECT_EQ(CharacterSet::charactersIn(text).contains(codePoint), contained)
+        << text << " " << hex(codePoint);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, CharactersIn,
-    testing::Values(CharactersInCase{"YMWD", U'W', true}, CharactersInCase{"YMWD", U'y', false},
-                    // A two-byte character is one member, not its bytes.
-                    CharactersInCase{"\xC3\xA9", U'\u00E9', true},
-                    CharactersInCase{"\xC3\xA9", U'\u00C3', false},
-                    // Bytes that are not UTF-8 add nothing, and the text around them still counts.
-                    CharactersInCase{"A\xFF"
-                                     "B",
-                                     U'B', true}));
-
-struct IntegerCase {
-  std::string text;
-  std::optional<std::int64_t> value;
-  std::size_t indexAfter;  // where the scanner stands afterwards
-};
-void PrintTo(const IntegerCase& row, std::ostream* out) {
-  *out << testing::PrintToString(row.text);
+TEST(Scanner, ReadsASignedDecimalIntegerAfterWhiteSpace) {
+  constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
+  const std::tuple<std::string, std::optional<std::int64_t>, std::size_t> rows[] = {
+      {"-7", -7, 2},
+      {"1.5", 1, 1},
+      {" \t\n 12x", 12, 6},
+      // Beyond the limits the value saturates and every digit is still consumed (the duration
+      // tests read the limits themselves).
+      {"-9223372036854775809", kMin, 20},
+      // Without a digit nothing is read and nothing is consumed, not even the white space.
+      {"+x", std::nullopt, 0},
+      {"  - 1", std::nullopt, 0}};
+  for (const auto& [text, value, indexAfter] : rows) {
+    Scanner scanner(text);
+    const auto read = scanner.scanInteger();
+    EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(value, indexAfter)) << text;
+  }
 }
 
-class ScanInteger : public testing::TestWithParam<IntegerCase> {};
-
-TEST_P(ScanInteger, ReadsASignedDecimalIntegerAfterWhiteSpace) {
-  const auto& row = GetParam();
-  Scanner scanner(row.text);
-  const auto value = scanner.scanInteger();
-  EXPECT_EQ(std::make_pair(value, scanner.currentIndex()),
-            std::make_pair(row.value, row.indexAfter))
-      << "text \"" << row.text << "\"";
+TEST(Scanner, ReadsTheLongestRunFromTheSet) {
+  const std::tuple<std::string, std::string, std::optional<std::string>, std::size_t> rows[] = {
+      {"YMD1", "YMWD", "YMD", 3},
+      {"  Y", "YMWD", "Y", 3},
+      // The run stops at white space: it is skipped only before an item.
+      {"Y M", "YMWD", "Y", 1},
+      {"\u00E9\u00E91", "\u00E9", "\u00E9\u00E9", 4},
+      {"", "YMWD", std::nullopt, 0},
+      {"  1Y", "YMWD", std::nullopt, 0},
+      {"\377Y", "YMWD", std::nullopt, 0}};
+  for (const auto& [text, set, run, indexAfter] : rows) {
+    Scanner scanner(text);
+    const auto read = scanner.scanCharacters(CharacterSet::charactersIn(set));
+    EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(run, indexAfter)) << text;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ScanInteger,
-    testing::Values(
-        IntegerCase{"-7", -7, 2}, IntegerCase{"1.5", 1, 1}, IntegerCase{" \t\n 12x", 12, 6},
-        // Beyond the limits the value saturates and every digit is still consumed (the duration
-        // tests read the limits themselves).
-        IntegerCase{"-9223372036854775809", kMin, 20},
-        // Without a digit nothing is read and nothing is consumed, not even the white space.
-        IntegerCase{"+x", std::nullopt, 0}, IntegerCase{"  - 1", std::nullopt, 0}));
-
-struct CharactersCase {
-  std::string text;
-  std::string set;
-  std::optional<std::string> run;
-  std::size_t indexAfter;
-};
-void PrintTo(const CharactersCase& row, std::ostream* out) {
-  *out << testing::PrintToString(row.text);
-}
-
-class ScanCharacters : public testing::TestWithParam<CharactersCase> {};
-
-TEST_P(ScanCharacters, ReadsTheLongestRunFromTheSet) {
-  const auto& row = GetParam();
-  Scanner scanner(row.text);
-  const auto run = scanner.scanCharacters(CharacterSet::charactersIn(row.set));
-  EXPECT_EQ(std::make_pair(run, scanner.currentIndex()), std::make_pair(row.run, row.indexAfter))
-      << "text \"" << row.text << "\"";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ScanCharacters,
-    testing::Values(CharactersCase{"YMD1", "YMWD", "YMD", 3}, CharactersCase{"  Y", "YMWD", "Y", 3},
-                    // The run stops at white space: it is skipped only before an item.
-                    CharactersCase{"Y M", "YMWD", "Y", 1},
-                    CharactersCase{"\xC3\xA9\xC3\xA9"
-                                   "1",
-                                   "\xC3\xA9", "\xC3\xA9\xC3\xA9", 4},
-                    CharactersCase{"", "YMWD", std::nullopt, 0},
-                    CharactersCase{"  1Y", "YMWD", std::nullopt, 0},
-                    CharactersCase{"\xFF"
-                                   "Y",
-                                   "YMWD", std::nullopt, 0}));
 
 // At the end once only characters to be skipped remain (white space beyond ASCII too).
 TEST(Scanner, ReadsItemsOneAfterAnotherToItsEnd) {

@@ -1,17 +1,9 @@
 // Every body kind and every event kind through Body, as an envelope decodes it: what is written
-// back (every key, in key order), that the written text decodes to an equal body with an equal
-// hash, and how a failing payload fails (kind, path and Body's one diagnostic line).
+// back (every key, in key order, nothing for the kinds without a payload, whatever they were
+// given), that the written text decodes to an equal body with an equal hash, how a failing
+// payload fails (kind, path and Body's one diagnostic line); equality, the hash and sharing.
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include "support/Capture.hpp"
 #include "support/RecordTables.hpp"
-#include "support/RecordingHasher.hpp"
-#include "tovanel/chat.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -38,6 +30,9 @@ std::vector<KindRow> kindRows() {
   const std::string u1 = test::userJson("u1"), u2 = test::userJson("u2");
   return {
       {B::action, R"({"x":1})", "{}"},
+      {B::app, "42", "{}"},
+      {B::event, R"({"text":5})", "{}"},
+      {B::hint, "[null]", "{}"},
       {B::vimeo, "{}", ""},
       {B::text, R"({"mentions":[{"rangeEnd":3,"rangeStart":0,"userId":"u1"}],"text":"caf\u00e9"})",
        "{\"text\":\"caf\xC3\xA9\",\"mentions\":[{\"userId\":\"u1\",\"rangeStart\":0,\"rangeEnd\":3}"
@@ -113,8 +108,13 @@ std::vector<KindRow> kindRows() {
 
 class EveryKind : public testing::TestWithParam<KindRow> {};
 
-TEST_P(EveryKind, WritesBackEveryKeyInKeyOrder) {
-  const Body body = decodeBody(GetParam().kind, GetParam().sent);
+TEST_P(EveryKind, WritesBackEveryKeyInKeyOrderWithoutALine) {
+  std::optional<Body> decoded;
+  const auto captured =
+      test::captureStdout([&] { decoded.emplace(decodeBody(GetParam().kind, GetParam().sent)); });
+  ASSERT_TRUE(decoded) << captured.out;
+  const Body& body = *decoded;
+  EXPECT_EQ(captured.out, "");
   EXPECT_EQ(body.bodyType(), GetParam().kind);
   EXPECT_EQ(encodeJson(body), GetParam().expected());
 }
@@ -166,22 +166,67 @@ INSTANTIATE_TEST_SUITE_P(
                     FailureRow{B::video, "null", "valueNotFound"},
                     FailureRow{B::youtube, "null", "valueNotFound"}));
 
+using Mention = TextBody::Mention;
+Body textBody(std::string value, std::optional<std::vector<Mention>> mentions = std::nullopt) {
+  return Body(TextBody(std::move(value), std::move(mentions)));
+}
+
+// The one recorded input of the family: the kind's position, then the payload's fields in order.
+TEST(Body, FeedsItsPositionThenItsPayload) {
+  const Body body = textBody("caf\xC3\xA9 @bob",
+                             std::vector{Mention("u1", 5, std::nullopt), Mention({}, {}, -2)});
+  EXPECT_EQ(test::hashLine(body),
+            "w9 'caf\xC3\xA9 @bob' b1 w2 b1 'u1' b1 w5 b0 b0 b0 b1 w18446744073709551614");
+}
+
 // Equal payloads make equal bodies only under the same kind; presence and order take part.
-TEST(EveryKind, EqualBodiesFeedTheSameHashInputAndOthersDiffer) {
-  test::expectHashClasses<Body>({{decodeBody(B::twitch, "{}")},
-                                 {decodeBody(B::hls, "{}")},
-                                 {decodeBody(B::text, R"({"text":""})")},
-                                 {decodeBody(B::vimeo, "{}")},
-                                 {decodeBody(B::images, R"({"images":[{"width":1},{}]})")},
-                                 {decodeBody(B::images, R"({"images":[{},{"width":1}]})")},
-                                 {decodeBody(B::images, R"({"images":[]})")},
-                                 {decodeBody(B::images, R"({"images":[{}]})")},
-                                 {decodeBody(B::images, R"({"images":[{"url":"caf\u00e9"}]})"),
-                                  decodeBody(B::images, R"({"images":[{"url":"cafe\u0301"}]})")},
-                                 {decodeBody(B::video, R"({"video":{}})")},
-                                 {decodeBody(B::video, "{}")},
-                                 {decodeBody(B::video, R"({"video":{"duration":0}})"),
-                                  decodeBody(B::video, R"({"video":{"duration":-0.0}})")}});
+TEST(Body, EqualBodiesFeedTheSameHashInputAndOthersDiffer) {
+  EXPECT_EQ(Body(EmptyBody{}).bodyType(), BodyType::vimeo);
+  EXPECT_EQ(JSONEncoder().encode(EmptyBody{}), "{}");
+  test::expectHashClasses<Body>(
+      {{Body::action()},
+       {Body::app()},
+       {Body::event()},
+       {Body::hint(), decodeBody(B::hint, "[1]")},
+       {Body::vimeo(), Body(EmptyBody{}), decodeBody(B::vimeo, "{}")},
+       {decodeBody(B::twitch, "{}")},
+       {decodeBody(B::hls, "{}")},
+       {textBody("hi"), textBody("hi")},
+       {textBody("hi", std::vector<Mention>{})},
+       {textBody("caf\xC3\xA9", std::vector{Mention("u1", 1, 2)}),
+        textBody("cafe\xCC\x81", std::vector{Mention("u1", 1, 2)})},
+       {textBody("caf\xC3\xA9", std::vector{Mention("u1", 1, std::nullopt)})},
+       {textBody("caf\xC3\xA9", std::vector{Mention({}, 1, 2)})},
+       {decodeBody(B::images, R"({"images":[{"width":1},{}]})")},
+       {decodeBody(B::images, R"({"images":[{},{"width":1}]})")},
+       {decodeBody(B::images, R"({"images":[]})")},
+       {decodeBody(B::images, R"({"images":[{}]})")},
+       {decodeBody(B::images, R"({"images":[{"url":"caf\u00e9"}]})"),
+        decodeBody(B::images, R"({"images":[{"url":"cafe\u0301"}]})")},
+       {decodeBody(B::video, R"({"video":{}})")},
+       {decodeBody(B::video, "{}")},
+       {decodeBody(B::video, R"({"video":{"duration":0}})"),
+        decodeBody(B::video, R"({"video":{"duration":-0.0}})")}});
+}
+
+TEST(Body, IsOnePointerAndCopiesShareThePayloadOfItsKindOnly) {
+  EXPECT_EQ(sizeof(Body), sizeof(void*));
+  std::optional<Body> original(textBody("shared"));
+  const TextBody* payload = original->get<TextBody>();
+  ASSERT_NE(payload, nullptr);
+  EXPECT_EQ(original->get<EmptyBody>(), nullptr);
+  EXPECT_NE(Body::vimeo().get<EmptyBody>(), nullptr);
+  EXPECT_EQ(Body::vimeo().get<TextBody>(), nullptr);
+  EXPECT_EQ(Body::hint().get<EmptyBody>(), nullptr);
+  Body copy = *original;
+  Body assigned = Body::hint();
+  assigned = copy;
+  EXPECT_EQ(copy.get<TextBody>(), payload);
+  EXPECT_EQ(assigned.get<TextBody>(), payload);
+  original.reset();  // the copies keep the payload alive
+  EXPECT_EQ(copy.get<TextBody>()->text, "shared");
+  Body moved = std::move(copy);
+  EXPECT_EQ(moved.get<TextBody>(), payload);
 }
 
 }  // namespace

@@ -1,18 +1,11 @@
 // The public JSON conformance files: n_ files are not JSON, y_ files are, and i_ files are left
 // to the parser, which may accept or reject them but must not crash.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
-#include "support/Capture.hpp"
-#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {

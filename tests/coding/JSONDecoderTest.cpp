@@ -1,16 +1,9 @@
-#include "tovanel/chat/coding/JSONDecoder.hpp"
-
-#include <gtest/gtest.h>
+// The JSON decoder: numbers, errors with their kinds and paths, containers read to their end,
+// hostile text, and key lookups in objects.
 
 #include <any>
-#include <cstdint>
-#include <limits>
-#include <optional>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "support/Capture.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -30,40 +23,26 @@ std::optional<DecodingError> failureDecodingAs(std::string_view json) {
 
 // ---- integers ----
 
-struct IntegerRow {
-  const char* name;
-  const char* json;
-  std::optional<std::int64_t> value;  // nothing: the read fails with `kind`
-  Kind kind = Kind::dataCorrupted;
-};
-
-const std::vector<IntegerRow> kIntegerRows{
-    {"Plain", "5", 5},
-    {"WholeWithFraction", "5.0", 5},
-    {"WholeWithExponent", "1e2", 100},
-    {"Smallest", "-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
-    {"NotWhole", "5.5", std::nullopt},
-    {"OnePastLargest", "9223372036854775808", std::nullopt},
-    {"OnePastLargestAsDouble", "9.223372036854775808e18", std::nullopt},
-    {"String", "\"5\"", std::nullopt, Kind::typeMismatch},
-    {"Null", "null", std::nullopt, Kind::valueNotFound},
-};
-
-class IntegerReadTest : public ::testing::TestWithParam<IntegerRow> {};
-
-TEST_P(IntegerReadTest, ReadsWholeNumbersThatFitAndRejectsTheRest) {
-  const auto& row = GetParam();
-  if (row.value) {
-    EXPECT_EQ(decodeAs<std::int64_t>(row.json), *row.value);
-  } else {
-    const auto error = failureDecodingAs<std::int64_t>(row.json);
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->kind(), row.kind) << error->what();
+TEST(JSONDecoder, ReadsWholeNumbersThatFitAsIntegersAndRejectsTheRest) {
+  const std::pair<const char*, std::string_view> rows[] = {
+      {"5", "5"},
+      {"5.0", "5"},
+      {"1e2", "100"},
+      {"-9223372036854775808", "-9223372036854775808"},
+      {"5.5", "dataCorrupted"},
+      {"9223372036854775808", "dataCorrupted"},
+      {"9.223372036854775808e18", "dataCorrupted"},
+      {"\"5\"", "typeMismatch"},
+      {"null", "valueNotFound"}};
+  for (const auto& [json, expected] : rows) {
+    std::string outcome;
+    if (const auto error = test::decodingErrorOf(
+            [&] { outcome = std::to_string(decodeAs<std::int64_t>(json)); })) {
+      outcome = DecodingError::kindName(error->kind());
+    }
+    EXPECT_EQ(outcome, expected) << json;
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Numbers, IntegerReadTest, ::testing::ValuesIn(kIntegerRows),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JSONDecoder, IntegersAndFractionsReadAsDoubles) {
   EXPECT_EQ(decodeAs<double>("5"), 5.0);
@@ -73,46 +52,31 @@ TEST(JSONDecoder, IntegersAndFractionsReadAsDoubles) {
 
 // ---- kinds and paths of errors ----
 
-// {"a": [ {"b": 1}, {"b": "x"} ]}: reads a[i].b as an integer after checking for key "c".
-struct PathRow {
-  const char* name;
-  const char* json;
-  Kind kind;
-  const char* path;
-};
-
-const std::vector<PathRow> kPathRows{
-    {"WrongTypeInSecondElement", R"({"a":[{"b":1},{"b":"x"}]})", Kind::typeMismatch, "a[1].b"},
-    {"MissingKey", R"({"a":[{"b":1},{}]})", Kind::keyNotFound, "a[1].b"},
-    {"ArrayIsAnObject", R"({"a":{"b":1}})", Kind::typeMismatch, "a"},
-    {"ElementIsNotAnObject", R"({"a":[{"b":1},7]})", Kind::typeMismatch, "a[1]"},
-    {"RootIsAnArray", "[]", Kind::typeMismatch, ""},
-    {"Malformed", R"({"a":[)", Kind::dataCorrupted, ""},
-    {"TrailingGarbage", R"({"a":[]} x)", Kind::dataCorrupted, ""},
-};
-
 // The containers are temporaries on purpose: the decoders they hand out must outlive them.
 void readNestedIntegers(const Decoder& root) {
   auto elements = root.container().nestedDecoder("a").unkeyedContainer();
   while (!elements.isAtEnd()) elements.next().container().decode<std::int64_t>("b");
 }
 
-class DecodingErrorTest : public ::testing::TestWithParam<PathRow> {};
-
-TEST_P(DecodingErrorTest, NamesTheKindAndThePathOfTheFailure) {
-  const auto& row = GetParam();
-  JSONDecoder decoder;
-  const auto error = test::decodingErrorOf([&] { decoder.decode(row.json, readNestedIntegers); });
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->kind(), row.kind) << error->what();
-  EXPECT_EQ(describe(error->codingPath()), row.path);
-  if (*row.path != '\0') {
-    EXPECT_NE(std::string(error->what()).find(row.path), std::string::npos) << error->what();
+// Reads a[i].b as an integer: the error names its kind and the path of the failing value.
+TEST(JSONDecoder, ErrorsNameTheKindAndThePathOfTheFailure) {
+  const std::tuple<const char*, Kind, std::string> rows[] = {
+      {R"({"a":[{"b":1},{"b":"x"}]})", Kind::typeMismatch, "a[1].b"},
+      {R"({"a":[{"b":1},{}]})", Kind::keyNotFound, "a[1].b"},
+      {R"({"a":{"b":1}})", Kind::typeMismatch, "a"},
+      {R"({"a":[{"b":1},7]})", Kind::typeMismatch, "a[1]"},
+      {"[]", Kind::typeMismatch, ""},
+      {R"({"a":[)", Kind::dataCorrupted, ""},
+      {R"({"a":[]} x)", Kind::dataCorrupted, ""}};
+  for (const auto& [json, kind, path] : rows) {
+    const auto error =
+        test::decodingErrorOf([&] { JSONDecoder().decode(json, readNestedIntegers); });
+    ASSERT_TRUE(error.has_value()) << json;
+    EXPECT_EQ(std::pair(error->kind(), describe(error->codingPath())), std::pair(kind, path))
+        << error->what();
+    EXPECT_NE(std::string(error->what()).find(path), std::string::npos) << error->what();
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Errors, DecodingErrorTest, ::testing::ValuesIn(kPathRows),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 // Reading an array element by element past its end, and asking a key or a value for null.
 TEST(JSONDecoder, AnArrayHasNoMoreElementsAndNullIsToldApart) {
@@ -162,6 +126,254 @@ TEST(JSONDecoder, TheParserIsReusableAfterAFailure) {
   EXPECT_TRUE(test::decodingErrorOf([&] { decoder.decode("[1,", readInt); }).has_value());
   EXPECT_TRUE(test::decodingErrorOf([&] { decoder.decode("\"x\"", readInt); }).has_value());
   EXPECT_EQ(decoder.decode("42", readInt), 42);
+  // And across changes of its depth limit, in both directions (the innermost empty array is
+  // enclosed by one array fewer than there are).
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  const auto depthOf = [&](std::size_t limit, std::size_t depth) {
+    decoder.maximumDepth = limit;
+    return !test::decodingErrorOf([&] { decoder.decode(nested(depth), [](const Decoder&) {}); });
+  };
+  EXPECT_EQ((std::vector{depthOf(SIZE_MAX, 2), depthOf(SIZE_MAX, 5000), depthOf(3, 5),
+                         depthOf(3, 4), depthOf(SIZE_MAX, 2000), depthOf(1024, 1026)}),
+            (std::vector{true, true, false, true, true, false}));
+}
+
+// Hostile text: documents beyond the decoder's limits, numbers that do not fit, broken Unicode,
+// control characters, byte-order marks and duplicate keys. Each gives a dataCorrupted error that
+// says what was wrong, or a value the decoder's header documents.
+
+using ::testing::HasSubstr;
+
+// `inner` enclosed by `depth` arrays.
+std::string nestedAround(std::size_t depth, const std::string& inner = "1") {
+  return std::string(depth, '[') + inner + std::string(depth, ']');
+}
+
+// What decoding the text gives: `string "<value>"` for a string, `a <type>` for another value,
+// or `<kind>: <description>` for an error.
+std::string outcomeOf(const std::string& text, std::size_t maximumDocumentSize,
+                      std::size_t maximumDepth) {
+  JSONDecoder decoder;
+  decoder.maximumDocumentSize = maximumDocumentSize;
+  decoder.maximumDepth = maximumDepth;
+  std::string outcome;
+  const auto error = test::decodingErrorOf([&] {
+    outcome = decoder.decode(text, [](const Decoder& root) {
+      return root.type() == JsonType::string ? "string \"" + root.decode<std::string>() + "\""
+                                             : std::string(describe(root.type()));
+    });
+  });
+  if (error) {
+    return std::string(DecodingError::kindName(error->kind())) + ": " + error->debugDescription();
+  }
+  return outcome;
+}
+
+constexpr std::size_t kSize = JSONDecoder::kDefaultMaximumDocumentSize;
+constexpr std::size_t kDepth = JSONDecoder::kDefaultMaximumDepth;
+const std::string kNotJSON = "dataCorrupted: the data is not valid JSON: ";
+
+struct LimitRow {
+  const char* name;
+  std::string text;
+  std::string expected;  // a part of the outcome
+  std::size_t maximumDocumentSize = kSize;
+  std::size_t maximumDepth = kDepth;
+};
+
+const std::vector<LimitRow> kLimitRows{
+    // size
+    {"TextOverTheSizeLimit", R"("0123456789abcdef")",
+     kNotJSON + "the text is 18 bytes long, more than the 16 bytes of the decoder's "
+                "maximumDocumentSize",
+     16},
+    {"TextAtTheSizeLimit", R"("0123456789abcdef")", R"(string "0123456789abcdef")", 18},
+    {"ByteOrderMarkCountsTowardsTheSize", "\xEF\xBB\xBF\"0123456789abcdef\"",
+     "bytes of the decoder's maximumDocumentSize", 18},
+    // depth
+    {"ValueDeeperThanTheDefaultDepth", nestedAround(kDepth + 1),
+     kNotJSON + "arrays and objects nest deeper than the decoder's maximumDepth of 1024"},
+    // the innermost empty array is a value enclosed by one array fewer than there are
+    {"EmptyArrayDeeperThanTheDefaultDepth", nestedAround(kDepth + 2, ""), "maximumDepth of 1024"},
+    {"ObjectsCountTowardsTheDepth", R"({"a":{"b":[1]}})", "maximumDepth of 2", kSize, 2},
+    {"ADepthOfOneAllowsAnEmptyArrayInAnArray", "[1,[]]", "an array", kSize, 1},
+    {"ADepthOfZeroAllowsAScalar", "7", "an integer", kSize, 0},
+    {"ADepthOfZeroRefusesAValueInAnArray", "[1]", "maximumDepth of 0", kSize, 0},
+    {"NoDepthLimitAtAll", nestedAround(3000), "an array", kSize, SIZE_MAX},
+    {"ADepthBeyondTheTextsSize", "[[1]]", "an array", kSize, SIZE_MAX / 2},
+    // numbers
+    {"IntegerBeyondUnsigned64Bits", "18446744073709551616",
+     kNotJSON + "a number is malformed or out of range (an integer must fit in 64 bits"},
+    {"HugeIntegerInsideAnIgnoredKey", R"({"ignored":123456789012345678901234567890})",
+     "a number is malformed or out of range"},
+    {"NumberBeyondADouble", "1e400", "a number is malformed or out of range"},
+    {"LargestUnsignedIntegerIsRead", "18446744073709551615", "an integer"},
+    // \u escapes
+    {"LoneHighSurrogate", R"("\ud800")",
+     kNotJSON + "a string holds an invalid escape sequence, "
+                "or a \\u escape of a lone surrogate"},
+    {"PairedSurrogates", R"("\ud83d\ude00")", "string \"\xF0\x9F\x98\x80\""},
+    {"UnknownEscape", R"("\x41")", "an invalid escape sequence"},
+    // UTF-8
+    {"TruncatedSequence", "\"ab\xC3\"",
+     kNotJSON + "the text is not valid UTF-8 (first malformed byte at byte offset 3)"},
+    {"BeyondTheLastCodePoint", "[\"\xF4\x90\x80\x80\"]", "(first malformed byte at byte offset 2)"},
+    {"StrayContinuationByteOutsideAString", "[1,\x80]", "(first malformed byte at byte offset 3)"},
+    {"StrayContinuationByteFirst", "\x80", "(first malformed byte at byte offset 0)"},
+    {"OffsetsCountFromAfterTheByteOrderMark", "\xEF\xBB\xBF[\x80]", "at byte offset 1)"},
+    // control characters
+    {"RawNulInAString", std::string("\"a\0b\"", 5),
+     kNotJSON + "a string holds the control character U+0000 (a NUL byte) unescaped at byte "
+                "offset 2; control characters inside strings must be written as escapes"},
+    {"RawTabInAString", "[\"\\\"\t\"]", "the control character U+0009 unescaped at byte offset 4"},
+    {"EscapedNulIsACharacter", R"("a\u0000b")", std::string("string \"a\0b\"", 12)},
+    // byte-order marks
+    {"Utf8ByteOrderMarkIsSkipped", "\xEF\xBB\xBF\"x\"", "string \"x\""},
+    {"Utf8ByteOrderMarkAlone", "\xEF\xBB\xBF", kNotJSON + "the text is empty or only white space"},
+    {"OnlyOneByteOrderMarkIsSkipped", "\xEF\xBB\xBF\xEF\xBB\xBF[]",
+     kNotJSON + "the structure is malformed"},
+    {"Utf16BigEndianByteOrderMark", std::string("\xFE\xFF\0\"\0x\0\"", 8),
+     kNotJSON + "the text starts with a UTF-16 or UTF-32 byte-order mark; only UTF-8 is read"},
+};
+
+class JSONDecoderLimitTest : public ::testing::TestWithParam<LimitRow> {};
+
+TEST_P(JSONDecoderLimitTest, RefusesWithADescriptionOrGivesTheDocumentedValue) {
+  const LimitRow& row = GetParam();
+  EXPECT_THAT(outcomeOf(row.text, row.maximumDocumentSize, row.maximumDepth),
+              HasSubstr(row.expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(HostileText, JSONDecoderLimitTest, ::testing::ValuesIn(kLimitRows),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(JSONDecoderLimits, TheDefaultSizeLimitIs64MiB) {
+  EXPECT_THAT(outcomeOf(std::string(kSize + 1, ' '), kSize, kDepth),
+              HasSubstr(kNotJSON + "the text is 67108865 bytes long"));
+}
+
+// ---- duplicate keys: the last occurrence wins (for the lookups, see below) ----
+
+TEST(JSONDecoderDuplicateKeys, ARecordReadsTheLastOccurrenceOfEachKey) {
+  const auto user = JSONDecoder().decode<ChatMessageUser>(
+      R"({"id":"first","firstName":"A","lastName":"B","followerCount":1,"followingCount":2,)"
+      R"("id":"second","username":null,"username":"u"})");
+  EXPECT_EQ(user, ChatMessageUser("second", "u", "A", "B", std::nullopt, std::nullopt, 1, 2));
+}
+
+TEST(JSONDecoderDuplicateKeys, AllKeysListsEveryOccurrence) {
+  JSONDecoder decoder;
+  const auto keys = decoder.decode(R"({"k":1,"j":2,"k":3})",
+                                   [](const Decoder& root) { return root.container().allKeys(); });
+  EXPECT_EQ(keys, (std::vector<std::string>{"k", "j", "k"}));
+}
+
+// Key lookups in an object: by name on a plain container, and by a record's key table. Both must
+// find the same member, the last of repeated keys, across the ways keys can nearly match.
+
+struct LookupRow {
+  const char* name;
+  std::string json;                     // an object of integers
+  std::vector<std::string_view> table;  // the keys a record would read
+  std::string_view key;
+  std::optional<std::int64_t> value;  // nothing: the key is absent
+};
+
+// An object of `count` members "k0": 0, "k1": 1, ..., then the members `tail`, if any.
+std::string manyMembers(int count, const std::string& tail) {
+  std::string json = "{";
+  for (int i = 0; i < count; ++i) {
+    if (i > 0) json += ',';
+    json += "\"k" + std::to_string(i) + "\":" + std::to_string(i);
+  }
+  if (!tail.empty()) json += "," + tail;
+  return json + "}";
+}
+
+const std::vector<LookupRow> kLookupRows{
+    {"Present", R"({"a":1,"bb":2})", {"a", "bb"}, "bb", 2},
+    {"Absent", R"({"a":1,"bb":2})", {"a", "bb", "c"}, "c", std::nullopt},
+    {"RepeatedKeyLastWins", R"({"a":1,"bb":2,"a":3})", {"a", "bb"}, "a", 3},
+    {"RepeatedKeyOutOfTableOrder", R"({"bb":1,"a":2,"bb":4})", {"a", "bb"}, "bb", 4},
+    {"EmptyKey", R"({"":7,"a":1})", {"a", ""}, "", 7},
+    {"SameSizeDifferentBytes", R"({"ab":1})", {"ba", "ab"}, "ba", std::nullopt},
+    {"PrefixOfAKey", R"({"urls":1})", {"url", "urls"}, "url", std::nullopt},
+    {"EightBytes", R"({"abcdefgh":8,"abcdefgi":9})", {"abcdefgh", "abcdefgi"}, "abcdefgi", 9},
+    {"DifferAfterEightBytes",
+     R"({"followerCountX":1,"followerCountY":2})",
+     {"followerCountY", "followerCountX"},
+     "followerCountY",
+     2},
+    {"KeyOutsideTheTable", R"({"a":1,"other":5})", {"a"}, "other", 5},
+    {"KeyOutsideTheTableRepeated", R"({"other":1,"a":1,"other":6})", {"a"}, "other", 6},
+    {"UnicodeKey", R"({"café":1,"cafe":2})", {"cafe", "café"}, "café", 1},
+    {"ManyMembers", manyMembers(20, R"("k3":33)"), {"k3", "k19"}, "k3", 33},
+    {"ManyMembersAbsent", manyMembers(20, ""), {"k3", "k20"}, "k20", std::nullopt},
+};
+
+// The value under the row's key: by name without a table, or by name or position with one.
+enum class Lookup { byName, byNameWithTable, byPositionInTable };
+
+std::optional<std::int64_t> lookUp(const LookupRow& row, Lookup how) {
+  std::vector<std::uint64_t> prefixes;
+  for (const auto key : row.table) prefixes.push_back(coding::detail::keyPrefix(key));
+  const coding::detail::KeyTable table{row.table.data(), prefixes.data(), row.table.size()};
+  JSONDecoder decoder;
+  return decoder.decode(row.json, [&](const Decoder& root) -> std::optional<std::int64_t> {
+    const auto container = how == Lookup::byName ? root.tryContainer() : root.tryContainer(table);
+    std::optional<Decoder> value;
+    if (how == Lookup::byPositionInTable) {
+      std::size_t position = 0;
+      while (position < row.table.size() && row.table[position] != row.key) ++position;
+      if (position == row.table.size()) return std::nullopt;  // no position: not asked
+      value = container->findField(position);
+    } else {
+      value = container->find(row.key);
+    }
+    if (!value) return std::nullopt;
+    std::int64_t number = 0;
+    if (!value->tryRead(number)) return -1;
+    return number;
+  });
+}
+
+class KeyLookupTest : public ::testing::TestWithParam<LookupRow> {};
+
+TEST_P(KeyLookupTest, EveryWayOfLookingUpFindsTheLastMemberOfTheKey) {
+  const auto& row = GetParam();
+  const bool inTable = std::find(row.table.begin(), row.table.end(), row.key) != row.table.end();
+  const std::vector<std::optional<std::int64_t>> found{
+      lookUp(row, Lookup::byName), lookUp(row, Lookup::byNameWithTable),
+      inTable ? lookUp(row, Lookup::byPositionInTable) : row.value};
+  EXPECT_EQ(found, std::vector<std::optional<std::int64_t>>(3, row.value));
+}
+
+INSTANTIATE_TEST_SUITE_P(Objects, KeyLookupTest, ::testing::ValuesIn(kLookupRows),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The checks behind the record tables' compile-time guards: a table with a repeated key must not
+// be matched by position (its second field would read the first one's value), and a hash order
+// must name each member once (or a field is hashed twice and another not at all).
+struct Pair {
+  int a, b;
+};
+struct FieldOf {
+  int Pair::*member;
+};
+
+TEST(RecordTableGuards, RefuseRepeatedKeysAndHashOrdersThatAreNoPermutation) {
+  using coding::detail::distinctKeys;
+  using coding::detail::permutesMembers;
+  EXPECT_TRUE(distinctKeys(std::array<std::string_view, 3>{"a", "b", "c"}));
+  EXPECT_FALSE(distinctKeys(std::array<std::string_view, 3>{"a", "b", "a"}));
+  EXPECT_FALSE(distinctKeys(std::array<std::string_view, 2>{"b", "b"}));
+  const std::tuple fields{FieldOf{&Pair::a}, FieldOf{&Pair::b}};
+  EXPECT_TRUE(permutesMembers(std::tuple{&Pair::b, &Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a, &Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a}, fields));
+  EXPECT_FALSE(permutesMembers(std::tuple{&Pair::a, &Pair::b, &Pair::b}, fields));
 }
 
 }  // namespace

@@ -3,21 +3,11 @@
 // the same moment. Under ThreadSanitizer (scripts/test --tsan) a data race fails the
 // run; the assertions here catch what a race would corrupt.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <barrier>
-#include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "CorpusGenerator.hpp"
-#include "support/Capture.hpp"
-#include "tovanel/chat.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat {

@@ -2,15 +2,10 @@
 // ends, texts beyond the limit, broken frames, failing reads; and what the writer writes reads
 // back as the same messages.
 
-#include <gtest/gtest.h>
-
 #include <sstream>
 #include <streambuf>
-#include <string>
-#include <vector>
 
-#include "tovanel/chat/body/info/InfoBody.hpp"
-#include "tovanel/chat/coding/DecodingError.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/export/ExportWriter.hpp"
 

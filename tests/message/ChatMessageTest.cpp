@@ -1,25 +1,10 @@
 // The message records: the user, read and written; ChatMessage and MessageSentStatus, which have
 // no JSON form.
 
-#include "tovanel/chat/message/ChatMessage.hpp"
-
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <chrono>
-#include <cstdint>
-#include <limits>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "support/RecordTables.hpp"
-#include "support/RecordingHasher.hpp"
-#include "tovanel/chat/body/content/TextBody.hpp"
-#include "tovanel/chat/message/MessageSentStatus.hpp"
 
 namespace tovanel::chat {
 namespace {

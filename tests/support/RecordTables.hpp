@@ -1,20 +1,31 @@
 #pragma once
-// Tables of cases over many records at once: decoding as an application does (a prepared decoder,
-// or through Body with the info kind) with the diagnostic lines captured, one comparable text for
-// what a decode gave (the value written back, or the error kind and the path of the failing
-// value), JSON objects made by editing a valid one, and rows of records read back or compared.
+// What every test file of the library includes; and tables of cases over many records at once:
+// decoding as an application does (a prepared decoder, or through Body with the info kind) with the
+// diagnostic lines captured, one comparable text for what a decode gave (the value written back,
+// or the error kind and the path of the failing value), JSON objects made by editing a valid one,
+// and rows of records read back or compared.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "support/Capture.hpp"
+#include "support/RecordingHasher.hpp"
 #include "tovanel/chat.hpp"
 
 namespace tovanel::chat::test {

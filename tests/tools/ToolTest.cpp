@@ -2,15 +2,10 @@
 // statuses, what goes to standard output and what to standard error, what a terminal shows, and
 // how much memory a run takes where input could make it grow.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
+#include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
-#include "tovanel/chat/Version.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -29,7 +24,9 @@ std::string scratch(const std::string& name) {
 
 long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
-enum class Out { exact, startsWith, contains, lacks };
+// How `out` is compared; for eachLine, every line of it is in the output, or is not when it
+// starts with "!".
+enum class Out { exact, startsWith, contains, lacks, eachLine };
 
 struct ToolRow {
   const char* name;
@@ -39,7 +36,7 @@ struct ToolRow {
   int status;
   std::string out;
   std::string errPrefix;   // the one line on standard error starts with this ("" for no line)
-  Out match = Out::exact;  // how `out` is compared; startsWith also means one line
+  Out match = Out::exact;  // startsWith also means one line
   long growthMiB = 0;      // when set: peak memory at most this far above a small run's
   bool terminal = false;   // run on a terminal of its own (`out` is what it showed)
 };
@@ -84,6 +81,17 @@ TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
       break;
     case Out::lacks:
       EXPECT_EQ(run.out.find(row.out), std::string::npos) << run.out;
+      break;
+    case Out::eachLine:
+      for (std::size_t at = 0, end = 0; at < row.out.size(); at = end + 1) {
+        end = row.out.find('\n', at);
+        const auto line = row.out.substr(at, end - at);
+        if (line.starts_with('!')) {
+          EXPECT_EQ(run.out.find(line.substr(1)), std::string::npos) << "present: " << line;
+        } else {
+          EXPECT_NE(run.out.find(line), std::string::npos) << "missing: " << line;
+        }
+      }
       break;
   }
   EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
@@ -171,8 +179,6 @@ std::vector<ToolRow> toolRows() {
       {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
       {"BodyReadsStdinForDash", "body --type text -", hi, 0, hiOut, ""},
       {"BodyReadsStdinWithoutFile", "body --type text", hi, 0, hiOut, ""},
-      {"BodyOfAnotherKind", "body --type youtube", R"({"duration":"PT4M13S","title":"x"})", 0,
-       "{\"title\":\"x\",\"duration\":253}\n", ""},
       {"BodyOfMalformedJson", "body --type text " + malformed, "", 1, "", "error: dataCorrupted: "},
       // A failing body prints the library's own line and the error kind.
       {"BodyThatFails", "body --type text", R"({"text":5})", 1,
@@ -202,31 +208,18 @@ std::vector<ToolRow> toolRows() {
        "{\"type\":\"user_present\",\"media\":{\"type\":\"text\",\"body\":{\"text\":\"hi\"}}}\n",
        ""},
       {"InfoOfAFailingRecordWritesTheEventsLine", "info", failing, 1, infoLine, failingErr},
-      {"InfoOfAnUnknownKindWritesNoLine", "info", R"({"type":"left"})", 1, "",
-       "error: dataCorrupted: "},
-      {"InfoBodyWritesTheEventsLineThenTheBodys", "body --type info", failing, 1,
-       infoLine + "[Body] Can't decode due to error: " + failure, failingErr},
       {"EqualInfoWithKeysInAnotherOrder",
        "equal --info " + addedFile + " " +
            file("added2.json", R"({"type":"added","recipients":[]})"),
        "", 0, "equal\nhashes equal\n", ""},
-      {"EqualInfoOfDifferentCases",
-       "equal --info " + addedFile + " " +
-           file("banned.json", R"({"type":"banned","recipients":[]})"),
-       "", 0, "different\nhashes differ\n", ""},
       // durations
       {"DurationInSecondsAndWrittenBack", "duration PT4M13S", "", 0, "253\tP0Y0M0W0DT0H4M13S\n",
        ""},
-      {"DurationInAnyOrder", "duration P2D1Y", "", 0, "31708800\tP1Y0M0W2DT0H0M0S\n", ""},
       {"NotADuration", "duration PT0.5S", "", 1, "",
        "error: dataCorrupted: the text \"PT0.5S\" is not an ISO 8601 duration\n"},
-      {"EmptyDuration", "duration ''", "", 1, "",
-       "error: dataCorrupted: the text \"\" is not an ISO 8601 duration\n"},
       {"DurationWithoutText", "duration", "", 2, "", "error: "},
       // rooms
       {"RoomWithAnUnknownOption", "room --colour", "", 2, "", "error: "},
-      {"RoomOfAMissingFile", "room /nonexistent/room.json", "", 2, "", "error: cannot read "},
-      {"CheckOfAMissingFile", "check /nonexistent/room.json", "", 2, "", "error: cannot read "},
       {"CheckOfTwoFiles", "check a b", "", 2, "", "error: "},
       {"RoomNeedsTheStoreForARoom", "room --room r1", "", 2, "", "error: --room requires --db\n"},
       {"SeveralRoomsHaveAHeaderEach", "room -",
@@ -280,6 +273,21 @@ std::vector<ToolRow> toolRows() {
       {"CheckOfNothing", "check -", "", 0, "checked 0 messages: 0 ok, 0 failed\n", ""},
       {"CheckOfTheExampleRoom", "check " + exampleRoom, "", 0,
        "checked 38 messages: 38 ok, 0 failed\n", ""},
+      // One recognisable fragment per body kind and for the kinds of events people see most; no
+      // failure, no diagnostic line, no colours when standard output is a file.
+      {"RoomRendersTheExampleRoomEveryMessageAsItsOwnKind", "room " + exampleRoom, "", 0,
+       "@bob @anna amazing\n🖼  2 images: 4032×3024, 3024×4032\n▶ video 0:43 (1920×1080)\n"
+       "▶ YouTube: What is fado? A 4-minute introduction (4:13)\n"
+       "♫ SoundCloud: Amália — Barco Negro (live) by fado-archive (3:42)\n"
+       "🔗 Tasca do Chico — fado every night — example.com\n📍 Hotel Baixa (38.7139, -9.1394)\n"
+       "🎬 Fados (2007, IMDb 7.3)\n📺 Twitch: lisbon_live playing Just Chatting\n"
+       "▶ a Vimeo video\n(hint)\nanna added bob and carl.m\n"
+       "anna changed the title from “Lisbon weekend” to “Lisbon weekend 🇵🇹”\n"
+       "call ended: anna called, with anna, bob and dana\n"
+       "dana is here with: ▶ YouTube: Tram 28, end to end (12:30)\n"
+       "deleted account see you there\n(sending…)\n(failed to send)\n"
+       "──── Tuesday 17 November 2026 ────\n!✗\n![Body]\n!\x1b\n",
+       "", Out::eachLine},
       {"ArrayElementBeyondTheLimitFailsAlone", "check --max-message-size 1K -",
        "[" + good + ",\n" + large + ",\n" + good + "]", 1,
        "message 2 (?): error: dataCorrupted: the message is " + std::to_string(large.size()) +

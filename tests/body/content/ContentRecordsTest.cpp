@@ -2,18 +2,7 @@
 // types their values must have, what a tolerant body leaves out, what is written back and in which
 // order, and what takes part in equality. The kinds through Body are in EveryKindTest.cpp.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <optional>
-#include <string>
-#include <type_traits>
-#include <vector>
-
 #include "support/RecordTables.hpp"
-#include "support/RecordingHasher.hpp"
 
 namespace tovanel::chat {
 namespace {
@@ -216,6 +205,15 @@ TEST(ContentRecords, EqualRecordsFeedTheSameHashInputAndOthersDiffer) {
        {from<TextBody>(R"({"text":"hi","mentions":[]})")},
        {from<TextBody>(R"({"text":"hi","mentions":[{"rangeStart":0}]})")},
        {from<TextBody>(R"({"text":"hi","mentions":[{"userId":"","rangeStart":0}]})")}});
+}
+
+// Decoding into a record that held a value keeps nothing of that value.
+TEST(ContentRecords, DecodingIntoAUsedRecordGivesWhatAFreshOneGets) {
+  auto used = from<YoutubeBody>(R"({"id":"x","duration":253,"title":"t","image":{}})");
+  EXPECT_TRUE(JSONDecoder().decode(R"({"id":"y","duration":"soon"})", [&](const Decoder& root) {
+    return static_cast<bool>(YoutubeBody::tryDecode(root, used));
+  }));
+  EXPECT_EQ(used, from<YoutubeBody>(R"({"id":"y"})"));
 }
 
 TEST(Video, ANotANumberDurationIsNotEqualToItself) {

@@ -1,11 +1,7 @@
-#include "tovanel/chat/duration/DurationConversion.hpp"
+// Durations: ISO 8601 duration text read into components, and components turned into seconds
+// and written back as text.
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
-#include <ostream>
-#include <string>
+#include <any>
 
 #include "support/RecordTables.hpp"
 
@@ -96,6 +92,87 @@ INSTANTIATE_TEST_SUITE_P(
                        "P879777178511Y781277427576M-627044372188W-209361495075DT-802188618081H"
                        "868086694523M2313144686868563960S"}),
     test::kRowName);
+
+/// The duration components that are present, as "day=1 hour=2"; "none" when none is.
+std::string describe(const std::optional<DateComponents>& c) {
+  if (!c) return "nothing";
+  std::string text;
+  const auto put = [&](const char* name, const std::optional<std::int64_t>& value) {
+    if (value) text += (text.empty() ? "" : " ") + std::string(name) + "=" + std::to_string(*value);
+  };
+  put("year", c->year), put("month", c->month), put("week", c->weekOfYear), put("day", c->day);
+  put("hour", c->hour), put("minute", c->minute), put("second", c->second);
+  return text.empty() ? "none" : text;
+}
+
+TEST(ISO8601DurationFormatter, ParsesIntoTheNamedComponents) {
+  const std::pair<std::string, std::string_view> rows[] = {
+      {"P1Y2M3W4DT5H6M7S", "year=1 month=2 week=3 day=4 hour=5 minute=6 second=7"},
+      {"P0Y0M0W0DT0H0M0S", "year=0 month=0 week=0 day=0 hour=0 minute=0 second=0"},
+      // Empty parts name nothing.
+      {"P", "none"},
+      {"P T ", "none"},
+      {"P1DT", "day=1"},
+      // "M" is a month before the "T" and a minute after it.
+      {"P1M", "month=1"},
+      {"PT1M", "minute=1"},
+      // Any order; a repeat overwrites.
+      {"P2D1Y", "year=1 day=2"},
+      {"PT1H2H", "hour=2"},
+      // Signs and leading zeros.
+      {"P-1D", "day=-1"},
+      {"P+3D", "day=3"},
+      {"P007D", "day=7"},
+      // White space before any integer or designator and at the end of either part.
+      {"P\n1D\nT\n1H\n", "day=1 hour=1"},
+      {"PT 1H ", "hour=1"},
+      {"P\u00A01D", "day=1"},
+      // Integers beyond 64 bits stop at the nearest limit.
+      {"PT99999999999999999999S", "second=9223372036854775807"},
+      {"PT-99999999999999999999S", "second=-9223372036854775808"},
+      {"P99999999999999999999Y1D", "year=9223372036854775807 day=1"}};
+  for (const auto& [text, components] : rows) {
+    EXPECT_EQ(describe(ISO8601DurationFormatter().dateComponents(text)), components) << text;
+  }
+}
+
+// The "P" first, in upper case; then numbers each with its designator, no fractions, no sign
+// without digits; designators of their own part only (a second "T" is none in the time part),
+// one letter each; and no characters that look like digits or spaces but are none.
+TEST(ISO8601DurationFormatter, RefusesEveryOtherText) {
+  const std::string rejected[] = {"",          " P1D",
+                                  "p1d",       "P1d",
+                                  "1D",        "PP1D",
+                                  "PD",        "P1",
+                                  "P1D1",      "P1.5D",
+                                  "P-D",       "P- 1D",
+                                  "P+-1D",     "P1 2D",
+                                  "PT1D",      "P1H",
+                                  "PT1Y",      "P1X",
+                                  "P1YM",      "PT1HS",
+                                  "P1Y M",     "PT1H2T",
+                                  "PTT",       "P\uFF11D",
+                                  "P\u200B1D", std::string("P1D\0", 4),
+                                  "P\3771D"};
+  for (const auto& text : rejected) {
+    EXPECT_EQ(ISO8601DurationFormatter().dateComponents(text), std::nullopt) << text;
+  }
+}
+
+TEST(ISO8601DurationFormatter, StoresComponentsOnlyOnSuccessAndNeverWritesAnErrorDescription) {
+  const ISO8601DurationFormatter formatter;
+  for (const char* text : {"", "PT4M13"}) {
+    std::any slot = std::string("untouched");
+    std::string error = "untouched";
+    EXPECT_FALSE(formatter.getObjectValue(&slot, text, &error)) << text;
+    EXPECT_EQ(std::any_cast<std::string>(slot) + error, "untoucheduntouched") << text;
+  }
+  std::any slot = std::string("before");
+  std::string error = "untouched";
+  ASSERT_TRUE(formatter.getObjectValue(&slot, "PT4M13S", &error));
+  EXPECT_EQ(describe(std::any_cast<DateComponents>(slot)), "minute=4 second=13");
+  EXPECT_EQ(error, "untouched");
+}
 
 }  // namespace
 }  // namespace tovanel::chat
