@@ -103,8 +103,8 @@ TEST(JSONDecoder, AnArrayHasNoMoreElementsAndNullIsToldApart) {
       {"[null,0]",
        [](const Decoder& root) {
          auto elements = root.unkeyedContainer();
-         const bool first = elements.next().singleValueContainer().decodeNil();
-         const bool second = elements.next().singleValueContainer().decodeNil();
+         const bool first = elements.next().singleValueContainer().isNull();
+         const bool second = elements.next().singleValueContainer().isNull();
          return std::string(first ? "yes" : "no") + (second ? "yes" : "no");
        },
        "yesno"},

@@ -73,9 +73,10 @@ TEST(EventLines, ComeFromTheRecordThatFailedThenFromBody) {
 TEST(EventReadTolerantly, StillWritesTheLineWithTheDescription) {
   JSONDecoder decoder = test::preparedDecoder();
   const auto outcome = test::captureStdout([&] {
-    EXPECT_FALSE(decoder.decode(
-        R"({"event":{"type":"joined","recipients":"u1"}})",
-        [](const Decoder& root) { return root.container().decodeTolerantly<InfoBody>("event"); }));
+    EXPECT_FALSE(
+        decoder.decode(R"({"event":{"type":"joined","recipients":"u1"}})", [](const Decoder& root) {
+          return root.container().tryDecodeTolerantly<InfoBody>("event");
+        }));
   });
   EXPECT_EQ(outcome.out,
             std::string(test::kInfoLine) +
