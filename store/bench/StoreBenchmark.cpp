@@ -518,13 +518,17 @@ const bool kChangesRegistered = [] {
 // most texts hold; two words in a row; the beginning of a common word; a common word in the room
 // (the stores hold one room, so the room's token is in every entry); the beginning of every
 // username (500 words, more than a prefix is read as); one letter, as a search box sends the
-// first key typed.
+// first key typed; a common word and a wide prefix; two prefixes said over and over.
 struct Query {
   const char* name;
   const char* text;
   bool inRoom;
 };
-constexpr std::array<Query, 7> kQueries{{
+// A query that repeats two prefixes, one of them wide, 31 times.
+constexpr const char* kRepeatedPrefixes =
+    "u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* "
+    "t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t* u* t*";
+constexpr std::array<Query, 9> kQueries{{
     {"rare", "user137", false},
     {"common", "coffee", false},
     {"phrase", "\"train was\"", false},
@@ -532,6 +536,8 @@ constexpr std::array<Query, 7> kQueries{{
     {"commonInRoom", "coffee", true},
     {"widePrefix", "user*", false},
     {"oneLetter", "t*", false},
+    {"wordAndWidePrefix", "coffee us*", false},
+    {"repeatedPrefixes", kRepeatedPrefixes, false},
 }};
 
 // The first page of 50 hits, through the worker thread, the decoder and the highlighting.

@@ -53,6 +53,21 @@ std::string roomToken(std::string_view roomID) {
   return token;
 }
 
+// The most entries read whole for a query with a wide prefix (see the header): about ten
+// milliseconds of reading and checking.
+constexpr std::int64_t kMostEntriesRead = 2000;
+
+// The newest entries from ?1 down, at most ?2, that hold the FTS5 expression ?4 (when
+// `matching`), with what hitsQuery gives of each and the entry's text.
+std::string entriesQuery(bool inRoom, bool matching) {
+  return std::string(
+             "SELECT s.rowid, m.created_at, m.message_id, s.author, s.content "
+             "FROM message_search AS s CROSS JOIN messages AS m ON m.search_key = s.rowid "
+             "WHERE s.rowid <= ?1") +
+         (matching ? " AND message_search MATCH ?4" : "") + (inRoom ? " AND m.room_id = ?3" : "") +
+         " ORDER BY s.rowid DESC LIMIT ?2";
+}
+
 std::string hitsQuery(bool inRoom) {
   return std::string(
              "SELECT s.rowid, m.created_at, m.message_id FROM message_search AS s "
@@ -119,6 +134,10 @@ SearchIndex::SearchIndex(Database& database)
              "VALUES (?1, ?2, ?3, ?4)"),
       hits_(database, hitsQuery(false)),
       hitsInRoom_(database, hitsQuery(true)),
+      newest_(database, entriesQuery(false, false)),
+      newestInRoom_(database, entriesQuery(true, false)),
+      holding_(database, entriesQuery(false, true)),
+      holdingInRoom_(database, entriesQuery(true, true)),
       byKey_(database,
              std::string("SELECT ") + kMessageColumns + " FROM messages WHERE search_key = ?1"),
       addWord_(database, "INSERT OR IGNORE INTO search_terms (term) VALUES (?1)"),
@@ -227,15 +246,19 @@ SearchIndex::Page SearchIndex::search(std::string_view query, const SearchOption
                                       MessageRows& rows) {
   SearchQuery parsed = parseQuery(query, words_);
   // A prefix that begins few words of the dictionary is those words; one that begins none finds
-  // nothing.
+  // nothing; one that begins more is wide.
+  bool wide = false;
   for (QueryTerm& term : parsed.terms) {
     if (!term.prefix) continue;
     auto words = wordsStartingWith(term.words.back(), kMaxPrefixWords);
-    if (!words) continue;
-    if (words->empty()) return {};
-    term.completions = std::move(*words);
+    if (!words) {
+      wide = true;
+    } else if (words->empty()) {
+      return {};
+    } else {
+      term.completions = std::move(*words);
+    }
   }
-  const std::string match = matchExpression(parsed);
   Position after;  // the cursor, when there is one
   std::int64_t highest = std::numeric_limits<std::int64_t>::max();
   if (options.after) {
@@ -246,22 +269,51 @@ SearchIndex::Page SearchIndex::search(std::string_view query, const SearchOption
     highest = lastKey(after.bucket);
   }
   // The hits in index order, up to one past the page and the rest of that one's millisecond;
-  // then in their exact order.
+  // then in their exact order. Returns whether they are all there.
   const std::uint64_t wanted = options.limit;
   std::vector<Position> found;
-  if (wanted > 0) {
+  const auto take = [&](const Statement& hit) {
+    Position position{hit.integer(0) >> kSequenceBits, storedDate(hit, 1), std::string(hit.text(2)),
+                      hit.integer(0)};
+    if (options.after && !after.precedes(position)) return false;
+    if (found.size() > wanted && position.bucket != found.back().bucket) return true;
+    found.push_back(std::move(position));
+    return false;
+  };
+  bool complete = wanted == 0;
+  if (wide && !complete) {
+    // The entries to read whole: those that hold the other terms, or the newest.
+    SearchQuery others;
+    for (const QueryTerm& term : parsed.terms) {
+      if (!term.prefix || !term.completions.empty()) others.terms.push_back(term);
+    }
+    const std::string room = options.roomID.value_or("");
+    const std::string match =
+        others.terms.empty() ? ""
+        : options.roomID     ? matchExpression(others) + " AND room : \"" + roomToken(room) + '"'
+                             : matchExpression(others);
+    Statement& entries = others.terms.empty()
+                             ? (options.roomID ? newestInRoom_.bind(highest, kMostEntriesRead, room)
+                                               : newest_.bind(highest, kMostEntriesRead))
+                             : (options.roomID ? holdingInRoom_ : holding_)
+                                   .bind(highest, kMostEntriesRead, room, match);
+    std::int64_t read = 0;
+    while (!complete && entries.step()) {
+      ++read;
+      highest = entries.integer(0) - 1;
+      complete = holdsEveryTerm(parsed, entries.text(3), entries.text(4), words_) && take(entries);
+    }
+    entries.reset();
+    complete = complete || read < kMostEntriesRead;
+  }
+  if (!complete) {
+    const std::string match = matchExpression(parsed);
     Statement& hits =
         options.roomID
             ? hitsInRoom_.bind(match + " AND room : \"" + roomToken(*options.roomID) + '"', highest,
                                *options.roomID)
             : hits_.bind(match, highest);
-    while (hits.step()) {
-      Position position{hits.integer(0) >> kSequenceBits, storedDate(hits, 1),
-                        std::string(hits.text(2)), hits.integer(0)};
-      if (options.after && !after.precedes(position)) continue;
-      if (found.size() > wanted && position.bucket != found.back().bucket) break;
-      found.push_back(std::move(position));
-    }
+    while (!complete && hits.step()) complete = take(hits);
     hits.reset();
   }
   std::sort(found.begin(), found.end(),

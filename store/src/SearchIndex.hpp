@@ -18,6 +18,11 @@
 // wanted: a prefix of a common word would read a good share of the index. So search_terms keeps
 // every word ever indexed (never pruned: a word no longer indexed finds nothing), and a prefix
 // that begins few words becomes those words, which FTS5 reads from the newest like any word.
+// Reading a word costs a seek in every segment however few hits are wanted, so a prefix that
+// begins more words is looked for in the newest entries that hold the query's other terms (the
+// newest entries, when it has none), each read whole and checked here: a page found among them
+// costs no more than reading them. Only what a bounded number of them does not hold is left to
+// FTS5's prefix search, below the last entry read.
 
 #include <array>
 #include <cstdint>
@@ -112,6 +117,10 @@ class SearchIndex {
   Statement write_;
   Statement hits_;
   Statement hitsInRoom_;
+  Statement newest_;
+  Statement newestInRoom_;
+  Statement holding_;
+  Statement holdingInRoom_;
   Statement byKey_;
   Statement addWord_;
   Statement wordsFrom_;

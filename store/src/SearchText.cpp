@@ -304,7 +304,13 @@ class QueryParser {
     if (wordCount_ > kMaxQueryWords) {
       fail("it has more than " + std::to_string(kMaxQueryWords) + " words");
     }
-    parsed_.terms.push_back(std::move(term));
+    // A term said twice asks nothing more, and would cost its reading twice.
+    const auto same = [&](const QueryTerm& other) {
+      return other.prefix == term.prefix && other.words == term.words;
+    };
+    if (std::none_of(parsed_.terms.begin(), parsed_.terms.end(), same)) {
+      parsed_.terms.push_back(std::move(term));
+    }
     return next;
   }
 
@@ -385,7 +391,24 @@ bool termAt(const QueryTerm& term, const std::vector<WordSplitter::Word>& words,
   return true;
 }
 
+// Whether the term's words are anywhere in `words`.
+bool termIn(const QueryTerm& term, const std::vector<WordSplitter::Word>& words) {
+  for (std::size_t at = 0; at < words.size(); ++at) {
+    if (termAt(term, words, at)) return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+bool holdsEveryTerm(const SearchQuery& query, std::string_view author, std::string_view content,
+                    const WordSplitter& words) {
+  const auto authorWords = words.indexed(author);
+  const auto contentWords = words.indexed(content);
+  return std::all_of(query.terms.begin(), query.terms.end(), [&](const QueryTerm& term) {
+    return termIn(term, authorWords) || termIn(term, contentWords);
+  });
+}
 
 std::vector<SearchMatch> matchesIn(const ChatMessage& message, const SearchQuery& query,
                                    const WordSplitter& words) {

@@ -57,6 +57,9 @@ class WordSplitter {
   /// so canonically equivalent text gives the same words; the spans are those of `text`.
   std::vector<Word> split(std::string_view text) const;
 
+  /// The folded words of `text`, which is decomposed already: the words the index holds of it.
+  std::vector<Word> indexed(std::string_view text) const { return tokenize(text); }
+
   /// Calls `each` with every folded word of `text`, which is decomposed already: the words the
   /// index holds of it. The view lasts for the call.
   template <class F>
@@ -86,8 +89,8 @@ struct QueryTerm {
   std::vector<std::string> completions;
 };
 
-/// The most words a prefix is read as (see QueryTerm::completions); beyond, the index reads it
-/// as a prefix.
+/// The most words a prefix is read as (see QueryTerm::completions); beyond, the newest entries
+/// are read whole, and then the index reads it as a prefix (see SearchIndex.hpp).
 inline constexpr std::size_t kMaxPrefixWords = 64;
 
 /// A parsed query: its terms, all of which a message must hold.
@@ -110,6 +113,12 @@ SearchQuery parseQuery(std::string_view query, const WordSplitter& words);
 /// The FTS5 expression that finds the query's terms in the search table's content: every term
 /// quoted, so that no text of the user's is read as FTS5 syntax.
 std::string matchExpression(const SearchQuery& query);
+
+/// Whether an entry of the index, its author and content as stored (decomposed), holds every term
+/// of the query as the index finds them: a term's words in a row within either text, the last
+/// one by prefix when the term has a star.
+bool holdsEveryTerm(const SearchQuery& query, std::string_view author, std::string_view content,
+                    const WordSplitter& words);
 
 /// Where the query's terms are in the message's fields: for each field that holds one, its text
 /// and the spans of every occurrence of every term, merged where they overlap.

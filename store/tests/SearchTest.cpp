@@ -290,6 +290,47 @@ TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
             "invalidDate:");
 }
 
+// A prefix that begins more words than a query reads as words, alone or with another word:
+// pages still walk every hit once, newest first, whether the newest entries hold them all or
+// newer entries that do not match push them out of those that are read whole.
+class WidePrefixTest : public StoreTest,
+                       public ::testing::WithParamInterface<std::tuple<int, const char*>> {};
+
+TEST_P(WidePrefixTest, pagesWalkEveryHitOnceNewestFirst) {
+  const auto& [fillers, query] = GetParam();
+  Messages messages;
+  for (int i = 0; i < 300; ++i) {
+    messages.push_back(textMessage("m" + std::to_string(i), "r1", 1000 + i * 37 % 101,
+                                   "user" + std::to_string(i) + " u"));
+  }
+  Messages others{textMessage("elsewhere", "r2", 1600, "user1 u")};
+  for (int i = 0; i < fillers; ++i) {
+    others.push_back(textMessage("f" + std::to_string(i), "r1", 2000 + i, "u us"));
+  }
+  auto repository = open();
+  waitFor(repository->receive(messages));
+  waitFor(repository->receive(others));
+  std::sort(messages.begin(), messages.end(), [](const ChatMessage& a, const ChatMessage& b) {
+    return std::tuple(*a.createdAt, a.messageID) > std::tuple(*b.createdAt, b.messageID);
+  });
+  for (const std::uint64_t limit : {7, 1000}) {
+    SearchOptions options;
+    options.limit = limit;
+    options.roomID = "r1";
+    std::vector<std::string> walked;
+    for (SearchResults page; walked.size() <= messages.size(); options.after = page.next) {
+      page = waitFor(repository->search(query, options));
+      for (const auto& id : idsOf(page)) walked.push_back(id);
+      if (!page.next) break;
+    }
+    EXPECT_EQ(walked, test::idsOf(messages)) << "pages of " << limit;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(NewerEntries, WidePrefixTest,
+                         ::testing::Combine(::testing::Values(0, 2100),
+                                            ::testing::Values("user*", "user* u")));
+
 // A millisecond holds 2^20 entries: once its last is taken, a message takes one left free, not
 // one of the next millisecond (where e is).
 TEST_F(StoreTest, aMillisecondWhoseLastEntryIsTakenStillTakesMessages) {
