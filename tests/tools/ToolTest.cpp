@@ -252,23 +252,16 @@ std::vector<ToolRow> toolRows() {
        "sh:" + hugeLine + "\"$TOOL\" check --max-message-size 1M -", "", 1,
        tooLong + "checked 4 messages: 3 ok, 1 failed\n", "", Out::exact, 8},
       // exports of every shape
+      // Each failure in its place, the library's line before the message's, and the count.
       {"CheckReportsEachFailureInItsPlaceAndCounts", "check -",
-       "\n" + good + "\n   \n{\"messageId\": \"mx\", \n" + badStatus + "\n", 1,
+       "\n" + good + "\n   \n{\"messageId\": \"mx\", \n" + badStatus + "\n" + failingText, 1,
        "message 2 (?): error: dataCorrupted: the data is not valid JSON: the structure is "
        "malformed (a missing or extra comma, colon, bracket, brace or key, or text after the "
        "value) (line 4)\nmessage 3 (m1): error: dataCorrupted: cannot initialize "
-       "MessageSentStatus from invalid raw value 7 (at sentStatus) (line 5)\nchecked 3 messages: "
-       "1 ok, 2 failed\n",
-       ""},
-      {"CheckOfAnArrayElementWithoutAnId", "check -", "[" + good + R"(,{"roomId":"r"}])", 1,
-       "message 2 (?): error: keyNotFound: no value for the key \"messageId\" (at messageId) "
-       "(byte " +
-           std::to_string(good.size() + 2) + ")\nchecked 2 messages: 1 ok, 1 failed\n",
-       ""},
-      {"CheckWritesTheLibrarysLineBeforeTheMessagesLine", "check -", failingText, 1,
-       "[Body] Can't decode due to error: typeMismatch at body.text: expected a string, found an "
-       "integer\n" +
-           failingTextLine + "checked 1 messages: 0 ok, 1 failed\n",
+       "MessageSentStatus from invalid raw value 7 (at sentStatus) (line 5)\n[Body] Can't decode "
+       "due to error: typeMismatch at body.text: expected a string, found an integer\nmessage 4 "
+       "(m9): error: typeMismatch: expected a string, found an integer (at body.text) (line 6)\n"
+       "checked 4 messages: 1 ok, 3 failed\n",
        ""},
       {"CheckOfNothing", "check -", "", 0, "checked 0 messages: 0 ok, 0 failed\n", ""},
       {"CheckOfTheExampleRoom", "check " + exampleRoom, "", 0,
@@ -288,17 +281,20 @@ std::vector<ToolRow> toolRows() {
        "deleted account see you there\n(sending…)\n(failed to send)\n"
        "──── Tuesday 17 November 2026 ────\n!✗\n![Body]\n!\x1b\n",
        "", Out::eachLine},
-      {"ArrayElementBeyondTheLimitFailsAlone", "check --max-message-size 1K -",
-       "[" + good + ",\n" + large + ",\n" + good + "]", 1,
+      // An element beyond the limit, or without an ID, fails alone; an array that ends too soon
+      // ends the check after what it held.
+      {"ArrayElementsFailAloneAndTheArrayEndsTooSoon", "check --max-message-size 1K -",
+       "[" + good + ",\n" + large + ",\n" + R"({"roomId":"r"},)", 1,
        "message 2 (?): error: dataCorrupted: the message is " + std::to_string(large.size()) +
            " bytes long, more than the limit of 1024 bytes (byte " +
-           std::to_string(good.size() + 3) + ")\nchecked 3 messages: 2 ok, 1 failed\n",
-       ""},
-      {"ArrayThatEndsTooSoon", "check -", "[" + good + ",", 1,
-       "checked 1 messages: 1 ok, 0 failed\n",
+           std::to_string(good.size() + 3) +
+           ")\nmessage 3 (?): error: keyNotFound: no value for the key \"messageId\" (at "
+           "messageId) (byte " +
+           std::to_string(good.size() + large.size() + 5) +
+           ")\nchecked 3 messages: 1 ok, 2 failed\n",
        "error: dataCorrupted: the data is not valid JSON: the input ends before the array's "
        "closing bracket (byte " +
-           std::to_string(good.size() + 2) + ")\n"},
+           std::to_string(good.size() + large.size() + 20) + ")\n"},
       // what the data holds never reaches the terminal raw
       {"RoomEscapesTheData", "room -", hostile + "\n", 0, hostileOut, ""},
       {"CheckEscapesAnIdAndAKind", "check -",

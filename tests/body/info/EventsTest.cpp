@@ -127,8 +127,6 @@ std::vector<test::CodingRow> eventRows() {
        R"({"type":"message_delete","messageId":"m1","room":"r"})", R"({"type":"message_delete"})"},
       {"call: a status that is a number", call, R"({"status":3})", "typeMismatch at status"},
       // the go-live request: underscored keys, its own type free text
-      {"request: field names are not keys", request,
-       R"({"request":{"id":"r1","version":2,"appID":"a"}})", R"({"request":{}})"},
       {"request: an invitation flag given as text", request, R"({"request":{"isInvite":"true"}})",
        "typeMismatch at request.isInvite"},
       {"request: a count given as text", request,
@@ -236,36 +234,23 @@ TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
 
 // ---- the go-live request's dates: the caller's strategies decide their form ----
 
-struct DateRow {
-  std::string_view name;
-  DateDecodingStrategy decoding;
-  DateEncodingStrategy encoding;
-  std::string_view json;  // read, and expected back
-};
-void PrintTo(const DateRow& row, std::ostream* out) { *out << row.name; }
-
-class RequestDates : public testing::TestWithParam<DateRow> {};
-
-TEST_P(RequestDates, AreReadAndWrittenByTheCodersStrategies) {
-  JSONDecoder decoder;
-  decoder.dateDecodingStrategy = GetParam().decoding;
-  const auto request = decoder.decode<RoomRequestCreatedInfoBody::Request>(GetParam().json);
-  ASSERT_TRUE(request.createdAt());
-  EXPECT_EQ(request.createdAt()->timeIntervalSince1970(), 1700000000.5);
-  JSONEncoder encoder;
-  encoder.dateEncodingStrategy = GetParam().encoding;
-  EXPECT_EQ(encoder.encode(request), GetParam().json);
+TEST(RequestDates, AreReadAndWrittenByTheCodersStrategies) {
+  const std::tuple<DateDecodingStrategy, DateEncodingStrategy, std::string_view> rows[] = {
+      {DateDecodingStrategy::secondsSince1970(), DateEncodingStrategy::secondsSince1970(),
+       R"({"createdAt":1700000000.5,"updatedAt":1700000060})"},
+      {DateDecodingStrategy::iso8601(), DateEncodingStrategy::iso8601(),
+       R"({"createdAt":"2023-11-14T22:13:20.500Z","updatedAt":"2023-11-14T22:14:20Z"})"}};
+  for (const auto& [decoding, encoding, json] : rows) {
+    JSONDecoder decoder;
+    decoder.dateDecodingStrategy = decoding;
+    const auto request = decoder.decode<RoomRequestCreatedInfoBody::Request>(json);
+    ASSERT_TRUE(request.createdAt()) << json;
+    EXPECT_EQ(request.createdAt()->timeIntervalSince1970(), 1700000000.5);
+    JSONEncoder encoder;
+    encoder.dateEncodingStrategy = encoding;
+    EXPECT_EQ(encoder.encode(request), json);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    TwoStrategies, RequestDates,
-    testing::Values(
-        DateRow{"seconds", DateDecodingStrategy::secondsSince1970(),
-                DateEncodingStrategy::secondsSince1970(),
-                R"({"createdAt":1700000000.5,"updatedAt":1700000060})"},
-        DateRow{"iso8601", DateDecodingStrategy::iso8601(), DateEncodingStrategy::iso8601(),
-                R"({"createdAt":"2023-11-14T22:13:20.500Z","updatedAt":"2023-11-14T22:14:20Z"})"}),
-    test::kRowName);
 
 TEST(RequestDates, CompareByInstant) {
   JSONDecoder iso, seconds;
