@@ -14,7 +14,7 @@ namespace {
 std::string readableMessageId(const Decoder& decoder) {
   const auto envelope = decoder.tryContainer();
   if (!envelope) return "?";
-  return envelope->decodeTolerantly<std::string>("messageId").value_or("?");
+  return envelope->tryDecodeTolerantly<std::string>("messageId").value_or("?");
 }
 
 }  // namespace

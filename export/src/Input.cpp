@@ -15,7 +15,7 @@
 namespace tovanel::chat::exports {
 
 InputError::InputError(const std::string& name, const std::string& reason)
-    : std::runtime_error("cannot read " + name + ": " + reason), name_(name), reason_(reason) {}
+    : Error("cannot read " + name + ": " + reason), name_(name), reason_(reason) {}
 
 struct Input::Source {
   virtual ~Source() = default;

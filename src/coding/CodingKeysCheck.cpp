@@ -1,7 +1,9 @@
 // The public key sets are written by hand beside the field tables they mirror: each enumerator
 // must name the member at its position in the table, and there must be no more enumerators than
-// fields. Checked when the library is built, from the names that GCC and clang give constants in
-// a function's signature; no code comes of this file.
+// fields. The kinds' raw values are written beside their enumerations: there must be one per
+// enumerator (a kind without one would be read past the end of the tables sized by them). Checked
+// when the library is built, from the names that GCC and clang give constants in a function's
+// signature; no code comes of this file.
 
 #include <cstddef>
 #include <string_view>
@@ -36,9 +38,25 @@ struct CodingKeysCheck {
     return []<std::size_t... I>(std::index_sequence<I...>) {
       return ((nameOf<static_cast<Keys>(I)>() == nameOf<std::get<I>(members<T>)>()) && ...) &&
              nameOf<static_cast<Keys>(count)>().empty();
-    }(std::make_index_sequence<count>{});
+    }
+    (std::make_index_sequence<count>{});
+  }
+
+  // No enumerator of E past its last raw value; with `named`, each raw value is its case's name.
+  template <class E, bool named = false>
+  static constexpr bool rawValuesCoverTheCases() {
+    constexpr auto& values = RawValues<E>::values;
+    return []<std::size_t... I>(std::index_sequence<I...>) {
+      return (!named || ((nameOf<static_cast<E>(I)>() == values[I]) && ...));
+    }
+    (std::make_index_sequence<values.size()>{}) && nameOf<static_cast<E>(values.size())>().empty();
   }
 };
+
+static_assert(CodingKeysCheck::rawValuesCoverTheCases<BodyType, true>() &&
+              CodingKeysCheck::rawValuesCoverTheCases<InfoType>() &&
+              CodingKeysCheck::rawValuesCoverTheCases<RoomAccessibility>() &&
+              CodingKeysCheck::rawValuesCoverTheCases<RoomVisibility>());
 
 static_assert(CodingKeysCheck::nameOf<HLSBody::CodingKeys::meta>() == "meta" &&
               CodingKeysCheck::nameOf<static_cast<HLSBody::CodingKeys>(99)>().empty());

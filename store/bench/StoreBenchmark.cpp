@@ -137,48 +137,53 @@ void receiveAll(SqliteChatMessageRepository& repository, std::vector<Messages> b
   if (last) waitFor(*last);
 }
 
-/// The CPU time of the timed parts of a benchmark, every thread of the process counted: the work
-/// an import does, wherever it runs and whatever else the machine is running. Reported per
-/// iteration as `cpu`, in seconds.
-class ProcessCPU {
- public:
-  void start() { started_ = now(); }
-  void stop() { total_ += now() - started_; }
-  void report(benchmark::State& state) const {
-    state.counters["cpu"] = total_ / static_cast<double>(state.iterations());
-  }
+/// The CPU time the process has used, every thread counted, in seconds.
+double processCPU() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
 
- private:
-  static double now() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& t) {
-      return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+/// Times `run(made)` alone in each iteration: `prepare()` makes what it needs, and `finish(made)`
+/// and the destruction of `made` follow, untimed. The timed part is also measured as the CPU time
+/// of the whole process (the work an import does, wherever it runs and whatever else the machine
+/// is running), reported per iteration as `cpu`, in seconds.
+template <class Prepare, class Run, class Finish>
+void timeRuns(benchmark::State& state, Prepare prepare, Run run, Finish finish) {
+  double cpu = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    {
+      auto made = prepare();
+      const double started = processCPU();
+      state.ResumeTiming();
+      run(made);
+      state.PauseTiming();
+      cpu += processCPU() - started;
+      finish(made);
+    }
+    state.ResumeTiming();
   }
-  double started_ = 0;
-  double total_ = 0;
-};
+  state.counters["cpu"] = cpu / static_cast<double>(state.iterations());
+}
+template <class Prepare, class Run>
+void timeRuns(benchmark::State& state, Prepare prepare, Run run) {
+  timeRuns(state, prepare, run, [](auto&) {});
+}
 
 // The store's side of an import: decoded messages into a new file.
 void BM_ImportDecodedMessages(benchmark::State& state) {
   const Messages& messages = corpus();
   const auto batchSize = static_cast<std::size_t>(state.range(0));
-  ProcessCPU cpu;
-  for (auto _ : state) {
-    state.PauseTiming();
-    auto repository = openStore(scratch().fresh("import.db"));
-    auto batches = inBatches(messages, batchSize);
-    cpu.start();
-    state.ResumeTiming();
-    receiveAll(*repository, std::move(batches));
-    state.PauseTiming();
-    cpu.stop();
-    repository.reset();
-    state.ResumeTiming();
-  }
-  cpu.report(state);
+  timeRuns(
+      state,
+      [&] {
+        return std::pair(openStore(scratch().fresh("import.db")), inBatches(messages, batchSize));
+      },
+      [](auto& made) { receiveAll(*made.first, std::move(made.second)); });
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
   state.counters["messages"] = static_cast<double>(messages.size());
 }
@@ -196,32 +201,27 @@ BENCHMARK(BM_ImportDecodedMessages)
 void BM_ImportExport(benchmark::State& state) {
   const std::string& text = corpusText();
   std::size_t count = 0;
-  ProcessCPU cpu;
-  for (auto _ : state) {
-    state.PauseTiming();
-    auto repository = openStore(scratch().fresh("export.db"));
-    auto input = exports::Input::fromText(text);
-    cpu.start();
-    state.ResumeTiming();
-    Messages batch;
-    std::optional<Future<ReceiveCounts>> writing;
-    count = 0;
-    exports::forEachEnvelope(input, [&](const exports::EnvelopeResult& result) {
-      batch.push_back(*result.message);
-      ++count;
-      if (batch.size() == 1000) {
+  timeRuns(
+      state,
+      [&] {
+        return std::pair(openStore(scratch().fresh("export.db")), exports::Input::fromText(text));
+      },
+      [&](auto& made) {
+        auto& repository = made.first;
+        Messages batch;
+        std::optional<Future<ReceiveCounts>> writing;
+        count = 0;
+        exports::forEachEnvelope(made.second, [&](const exports::EnvelopeResult& result) {
+          batch.push_back(*result.message);
+          ++count;
+          if (batch.size() == 1000) {
+            if (writing) waitFor(*writing);
+            writing = repository->receive(std::exchange(batch, {}));
+          }
+        });
         if (writing) waitFor(*writing);
-        writing = repository->receive(std::exchange(batch, {}));
-      }
-    });
-    if (writing) waitFor(*writing);
-    if (!batch.empty()) waitFor(repository->receive(std::move(batch)));
-    state.PauseTiming();
-    cpu.stop();
-    repository.reset();
-    state.ResumeTiming();
-  }
-  cpu.report(state);
+        if (!batch.empty()) waitFor(repository->receive(std::move(batch)));
+      });
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
 }
 BENCHMARK(BM_ImportExport)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
@@ -233,27 +233,31 @@ void BM_ImportSearchIndex(benchmark::State& state) {
   const Messages& messages = corpus();
   const bool indexed = state.range(0) != 0;
   std::uintmax_t bytes = 0;
-  ProcessCPU cpu;
-  for (auto _ : state) {
-    state.PauseTiming();
-    const auto path = scratch().fresh(indexed ? "indexed.db" : "unindexed.db");
-    auto worker = std::make_unique<detail::Worker>();
-    auto store = std::make_unique<detail::Store>(*worker, kMe, Transport());
-    store->open(path, detail::Database::Access::readWrite);
-    store->indexForSearch(indexed);
-    auto batches = inBatches(messages, 1000);
-    cpu.start();
-    state.ResumeTiming();
-    for (const Messages& batch : batches) store->receive(batch);
-    state.PauseTiming();
-    cpu.stop();
-    store->close();
-    store.reset();
-    worker->stop();
-    bytes = fs::file_size(path);
-    state.ResumeTiming();
-  }
-  cpu.report(state);
+  struct Made {
+    fs::path path;
+    std::unique_ptr<detail::Worker> worker;
+    std::unique_ptr<detail::Store> store;
+    std::vector<Messages> batches;
+  };
+  timeRuns(
+      state,
+      [&] {
+        Made made{scratch().fresh(indexed ? "indexed.db" : "unindexed.db"),
+                  std::make_unique<detail::Worker>(), nullptr, inBatches(messages, 1000)};
+        made.store = std::make_unique<detail::Store>(*made.worker, kMe, Transport());
+        made.store->open(made.path, detail::Database::Access::readWrite);
+        made.store->indexForSearch(indexed);
+        return made;
+      },
+      [](Made& made) {
+        for (const Messages& batch : made.batches) made.store->receive(batch);
+      },
+      [&](Made& made) {
+        made.store->close();
+        made.store.reset();
+        made.worker->stop();
+        bytes = fs::file_size(made.path);
+      });
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(messages.size()));
   state.counters["MB"] = static_cast<double>(bytes) / 1e6;
 }
@@ -278,21 +282,14 @@ const fs::path& importedCorpus() {
 // The floor of BM_ImportDecodedMessages/batch:1000: the rows it writes, written by SQLite alone.
 void BM_ImportFloor(benchmark::State& state) {
   static const std::vector<FloorRow> rows = readFloorRows(importedCorpus());
-  ProcessCPU cpu;
-  for (auto _ : state) {
-    state.PauseTiming();
-    const auto file = scratch().fresh("floor.db");
-    openStore(file).reset();  // the store's schema, no rows
-    std::optional<FloorImport> floor(std::in_place, file);
-    cpu.start();
-    state.ResumeTiming();
-    floor->write(rows, 1000);
-    state.PauseTiming();
-    cpu.stop();
-    floor.reset();
-    state.ResumeTiming();
-  }
-  cpu.report(state);
+  timeRuns(
+      state,
+      [] {
+        const auto file = scratch().fresh("floor.db");
+        openStore(file).reset();  // the store's schema, no rows
+        return std::make_unique<FloorImport>(file);
+      },
+      [](auto& floor) { floor->write(rows, 1000); });
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rows.size()));
   state.counters["messages"] = static_cast<double>(rows.size());
 }

@@ -291,8 +291,8 @@ TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
 }
 
 // A prefix that begins more words than a query reads as words, alone or with another word:
-// pages still walk every hit once, newest first, whether the newest entries hold them all or
-// newer entries that do not match push them out of those that are read whole.
+// pages still walk every hit once, newest first, whether the entries read whole hold them all or
+// entries among them that do not match are more than are read whole.
 class WidePrefixTest : public StoreTest,
                        public ::testing::WithParamInterface<std::tuple<int, const char*>> {};
 
@@ -305,7 +305,7 @@ TEST_P(WidePrefixTest, pagesWalkEveryHitOnceNewestFirst) {
   }
   Messages others{textMessage("elsewhere", "r2", 1600, "user1 u")};
   for (int i = 0; i < fillers; ++i) {
-    others.push_back(textMessage("f" + std::to_string(i), "r1", 2000 + i, "u us"));
+    others.push_back(textMessage("f" + std::to_string(i), "r1", 1050 + i * 0.01, "u us"));
   }
   auto repository = open();
   waitFor(repository->receive(messages));

@@ -9,7 +9,6 @@ namespace tovanel::chat {
 namespace {
 
 using test::decodeBody;
-using test::encodeJson;
 
 struct KindRow {
   BodyType kind;
@@ -116,12 +115,12 @@ TEST_P(EveryKind, WritesBackEveryKeyInKeyOrderWithoutALine) {
   const Body& body = *decoded;
   EXPECT_EQ(captured.out, "");
   EXPECT_EQ(body.bodyType(), GetParam().kind);
-  EXPECT_EQ(encodeJson(body), GetParam().expected());
+  EXPECT_EQ(JSONEncoder().encode(body), GetParam().expected());
 }
 
 TEST_P(EveryKind, DecodesWhatItWritesToAnEqualBodyWithAnEqualHash) {
   const Body body = decodeBody(GetParam().kind, GetParam().sent);
-  const Body again = decodeBody(GetParam().kind, encodeJson(body));
+  const Body again = decodeBody(GetParam().kind, JSONEncoder().encode(body));
   EXPECT_EQ(again, body);
   EXPECT_EQ(again.hashValue(), body.hashValue());
 }

@@ -103,8 +103,8 @@ TEST(JSONDecoder, AnArrayHasNoMoreElementsAndNullIsToldApart) {
       {"[null,0]",
        [](const Decoder& root) {
          auto elements = root.unkeyedContainer();
-         const bool first = elements.next().singleValueContainer().decodeNil();
-         const bool second = elements.next().singleValueContainer().decodeNil();
+         const bool first = elements.next().singleValueContainer().isNull();
+         const bool second = elements.next().singleValueContainer().isNull();
          return std::string(first ? "yes" : "no") + (second ? "yes" : "no");
        },
        "yesno"},
@@ -222,6 +222,8 @@ const std::vector<LimitRow> kLimitRows{
     {"BeyondTheLastCodePoint", "[\"\xF4\x90\x80\x80\"]", "(first malformed byte at byte offset 2)"},
     {"StrayContinuationByteOutsideAString", "[1,\x80]", "(first malformed byte at byte offset 3)"},
     {"StrayContinuationByteFirst", "\x80", "(first malformed byte at byte offset 0)"},
+    {"OffsetCountsTheBytesOfCharactersBefore", "[\"\xC3\xA9\", \"\xE2\x82\xAC\x80\"]",
+     "(first malformed byte at byte offset 11)"},
     {"OffsetsCountFromAfterTheByteOrderMark", "\xEF\xBB\xBF[\x80]", "at byte offset 1)"},
     // control characters
     {"RawNulInAString", std::string("\"a\0b\"", 5),
@@ -236,6 +238,8 @@ const std::vector<LimitRow> kLimitRows{
      kNotJSON + "the structure is malformed"},
     {"Utf16BigEndianByteOrderMark", std::string("\xFE\xFF\0\"\0x\0\"", 8),
      kNotJSON + "the text starts with a UTF-16 or UTF-32 byte-order mark; only UTF-8 is read"},
+    {"Utf32BigEndianByteOrderMarkAlone", std::string("\0\0\xFE\xFF", 4),
+     "a UTF-16 or UTF-32 byte-order mark"},
 };
 
 class JSONDecoderLimitTest : public ::testing::TestWithParam<LimitRow> {};

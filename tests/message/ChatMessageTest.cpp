@@ -9,7 +9,6 @@
 namespace tovanel::chat {
 namespace {
 
-using test::decodeJson;
 using test::RecordsReadBack;
 using User = ChatMessageUser;
 
@@ -72,7 +71,7 @@ TEST(ChatMessageUser, AtUsernameAndDeletionLookOnlyAtTheUsername) {
                               {"lastName", R"("")"},
                               {"followerCount", "0"},
                               {"followingCount", "0"}};
-    const auto user = decodeJson<User>(test::objectWith(blank, {{"username", row.json}}));
+    const auto user = JSONDecoder().decode<User>(test::objectWith(blank, {{"username", row.json}}));
     EXPECT_EQ(std::pair(user.atUsername(), user.userWasDeletedOnTheBackend()),
               std::pair(row.atUsername, row.deleted))
         << row.json.value_or("(absent)");

@@ -37,11 +37,6 @@ inline std::string describeFailure(const DecodingError& error) {
   return text;
 }
 
-template <class T>
-T decodeJson(std::string_view json) {
-  return JSONDecoder().decode<T>(json);
-}
-
 /// A body of `kind` decoded from the text as an envelope has it decoded: through a prepared
 /// decoder whose box holds the kind.
 inline Body decodeBody(BodyType kind, std::string_view json) {
@@ -49,12 +44,6 @@ inline Body decodeBody(BodyType kind, std::string_view json) {
   prepareForBodyDecoding(decoder);
   bodyType(decoder.userInfo)->value = kind;
   return decoder.decode<Body>(json);
-}
-
-/// The compact JSON text of a value.
-template <class T>
-std::string encodeJson(const T& value) {
-  return JSONEncoder().encode(value);
 }
 
 /// The members of a JSON object, in order: each key with the JSON text of its value.
@@ -134,7 +123,7 @@ struct Outcome {
   }
   /// The value written back, or the failure as describeFailure gives it.
   std::string summary() const {
-    if (value) return encodeJson(*value);
+    if (value) return JSONEncoder().encode(*value);
     if (const auto failure = error()) return describeFailure(*failure);
     return errorAs<Body::BodyDecodingError>(captured.error) ? "bodyTypeMissing" : "nothing";
   }

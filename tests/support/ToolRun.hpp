@@ -71,17 +71,20 @@ class ScratchFiles {
 };
 
 namespace detail {
-// Runs `command` with /bin/sh in a child forked here (not spawned: a spawned child would count
-// this process's memory as its own), TOOL set to the tool; returns the wait status.
+// In a forked child: runs `command` with /bin/sh, TOOL set to the tool.
+[[noreturn]] inline void execShell(const std::string& command) {
+#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
+  setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+#endif
+  execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+  _exit(127);
+}
+
+// Runs `command` in a child forked here (not spawned: a spawned child would count this process's
+// memory as its own); returns the wait status.
 inline int runShell(const std::string& command, long& peakKiB) {
   const pid_t child = fork();
-  if (child == 0) {
-#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
-    setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
-#endif
-    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
-    _exit(127);
-  }
+  if (child == 0) execShell(command);
   int status = 0;
   rusage usage{};
   while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
@@ -128,11 +131,7 @@ inline ToolRun runOnTerminal(const std::string& command) {
   if (child == 0) {
     setenv("TERM", "xterm", 1);
     unsetenv("NO_COLOR");
-#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
-    setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
-#endif
-    execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
-    _exit(127);
+    detail::execShell(command);
   }
   char buffer[4096];
   for (;;) {  // until the terminal closes (EIO once the child has gone)

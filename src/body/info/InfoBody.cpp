@@ -14,19 +14,6 @@ namespace tovanel::chat {
 namespace {
 
 using Records = InfoBody::Records;
-using DecodeRecord = coding::Status (*)(const Decoder&, Records&);
-
-// Decoded in place, in the alternative the event will keep.
-template <std::size_t I>
-coding::Status decodeRecord(const Decoder& decoder, Records& out) {
-  return coding::Access::decodeAlternative<std::variant_alternative_t<I, Records>>(decoder, out);
-}
-
-template <std::size_t... I>
-constexpr std::array<DecodeRecord, sizeof...(I)> decoders(std::index_sequence<I...>) {
-  return {&decodeRecord<I>...};
-}
-constexpr auto kDecoders = decoders(std::make_index_sequence<std::variant_size_v<Records>>{});
 
 // The direct reader's: the record read in place when the event already holds that case.
 using ReadRecord = bool (*)(coding::direct::Cursor&, Records&);
@@ -56,7 +43,16 @@ coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoBody& out) {
 }
 
 coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoType kind, InfoBody& out) {
-  coding::Status status = kDecoders[position(kind)](decoder, out.records_);
+  using DecodeRecord = coding::Status (*)(const Decoder&, Records&);
+  // One reader per case, each decoding its record in place, in the alternative the event keeps.
+  static constexpr auto decoders = []<std::size_t... I>(std::index_sequence<I...>) {
+    return std::array<DecodeRecord, sizeof...(I)>{[](const Decoder& value, Records& records) {
+      return coding::Access::decodeAlternative<std::variant_alternative_t<I, Records>>(value,
+                                                                                       records);
+    }...};
+  }
+  (std::make_index_sequence<std::variant_size_v<Records>>{});
+  coding::Status status = decoders[position(kind)](decoder, out.records_);
   if (!status) detail::writeDiagnosticLine(decoder, kRecordFailedLine, status);
   return status;
 }

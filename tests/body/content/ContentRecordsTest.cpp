@@ -160,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(Content, RecordsReadBack, testing::ValuesIn(contentRows
 
 template <class T>
 T from(std::string_view json) {
-  return test::decodeJson<T>(json);
+  return JSONDecoder().decode<T>(json);
 }
 
 TEST(ContentRecords, EqualRecordsFeedTheSameHashInputAndOthersDiffer) {

@@ -73,9 +73,10 @@ TEST(EventLines, ComeFromTheRecordThatFailedThenFromBody) {
 TEST(EventReadTolerantly, StillWritesTheLineWithTheDescription) {
   JSONDecoder decoder = test::preparedDecoder();
   const auto outcome = test::captureStdout([&] {
-    EXPECT_FALSE(decoder.decode(
-        R"({"event":{"type":"joined","recipients":"u1"}})",
-        [](const Decoder& root) { return root.container().decodeTolerantly<InfoBody>("event"); }));
+    EXPECT_FALSE(
+        decoder.decode(R"({"event":{"type":"joined","recipients":"u1"}})", [](const Decoder& root) {
+          return root.container().tryDecodeTolerantly<InfoBody>("event");
+        }));
   });
   EXPECT_EQ(outcome.out,
             std::string(test::kInfoLine) +
@@ -229,7 +230,7 @@ TEST(MediaItems, AfterAFailingBodyStillDecodeTheEvent) {
 TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
   const UserPresentInfoBody::Media media(std::nullopt, std::nullopt,
                                          Body(TextBody("hi", std::nullopt)));
-  EXPECT_EQ(test::encodeJson(media), R"({"body":{"text":"hi"}})");
+  EXPECT_EQ(JSONEncoder().encode(media), R"({"body":{"text":"hi"}})");
 }
 
 // ---- the go-live request's dates: the caller's strategies decide their form ----
@@ -266,7 +267,7 @@ TEST(RequestDates, CompareByInstant) {
 
 TEST(EventEquality, TakesTheCaseAndTheRecordsOwnTypeAndTheHashFollows) {
   const auto read = [](std::string_view kind, std::string_view rest = {}) {
-    return test::decodeJson<InfoBody>(wrap(kind, rest));
+    return JSONDecoder().decode<InfoBody>(wrap(kind, rest));
   };
   test::expectHashClasses<InfoBody>(
       {{InfoBody(RoomHistoryClearedInfoBody()), InfoBody(RoomHistoryClearedInfoBody())},

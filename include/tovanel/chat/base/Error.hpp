@@ -1,6 +1,7 @@
 #pragma once
-// The base of every exception the library throws: DecodingError, EncodingError and
-// Body::BodyDecodingError. Catching `const Error&` catches them all; each keeps its own kinds.
+// The base of every exception the libraries throw: DecodingError, EncodingError and
+// Body::BodyDecodingError here, exports::InputError and store::StoreError beside them. Catching
+// `const Error&` catches them all; each keeps its own kinds.
 
 #include <exception>
 #include <string>

@@ -19,7 +19,6 @@ class SipHash {
         v2_(k0 ^ 0x6c7967656e657261ULL),
         v3_(k1 ^ 0x7465646279746573ULL) {}
 
-  /// Feeds `size` bytes.
   void write(const void* data, std::size_t size) noexcept {
     const auto* p = static_cast<const unsigned char*>(data);
     if (tailSize_ != 0 && size != 0) {  // first complete the pending word

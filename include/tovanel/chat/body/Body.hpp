@@ -110,10 +110,8 @@ class TOVANEL_CHAT_API Body {
     return *this;
   }
   ~Body() { release(); }
-  /// Exchanges the two bodies.
   void swap(Body& other) noexcept { std::swap(bits_, other.bits_); }
 
-  /// The body's kind.
   BodyType bodyType() const noexcept {
     return isInline() ? static_cast<BodyType>(bits_) : header()->kind;
   }
@@ -167,8 +165,9 @@ class TOVANEL_CHAT_API Body {
   friend struct BodyPayloadOps;
   static constexpr std::size_t kKindCount = RawValues<BodyType>::values.size();
 
-  // Payload-less kinds and vimeo are stored as their position; payloads as their address.
-  static constexpr std::uintptr_t kInlineLimit = 16;
+  // Payload-less kinds and vimeo are stored as their position; payloads as their address, which
+  // is never that small.
+  static constexpr std::uintptr_t kInlineLimit = kKindCount;
 
   Body() noexcept : Body(BodyType::action) {}
   explicit Body(BodyType inlineKind) noexcept : bits_(static_cast<std::uintptr_t>(inlineKind)) {}

@@ -24,6 +24,8 @@
 
 namespace tovanel::chat {
 class InfoBody;
+template <class T>
+struct BodyPayloadOps;
 }  // namespace tovanel::chat
 
 namespace tovanel::chat::coding {
@@ -64,62 +66,73 @@ namespace detail {
 struct Unfilled {
   explicit constexpr Unfilled(int) noexcept {}
 };
+template <class T>
+Status readOptional(const std::optional<Decoder>& value, std::optional<T>& out);
+template <class T>
+Status appendElement(const Decoder& element, std::vector<T>& out);
 }  // namespace detail
+template <class T>
+constexpr auto keysOf();
 
 /// The coding machinery's way into a record: its constructor for decoding in place, its field
-/// table and its hash order, which records keep private and open to this class alone. Only its
-/// operations that give no private part away are public: each makes a record only by decoding
-/// it, and reads or writes fields only through the record's own table.
+/// table and its hash order, which records keep private and open to this class alone. Nothing of
+/// it is public: only the machinery named as its friends reaches it, so no other code makes a
+/// record in place or decodes into one that exists through it. A list's element, an optional's
+/// value and a body's payload that fail to decode in place are dropped.
 struct Access {
-  /// Decodes a new T, in the object returned; throws the failure.
+ private:
+  // Decodes a new T, in the object returned; throws the failure.
   template <class T>
   static T decodeNew(const Decoder& decoder) {
     T out = construct<T>();
     if (Status status = Codec<T>::tryDecode(decoder, out); !status) status.raise();
     return out;
   }
-  /// Decodes into `out` the value found (a required key's, an element's): made in place.
+  // Decodes into `out` the value found (a required key's, an element's): made in place, and
+  // reset when it fails.
   template <class T>
   static Status decodeOptional(const Decoder& value, std::optional<T>& out) {
     Status status = Codec<T>::tryDecode(value, out.emplace(construct<T>()));
     if (!status) out.reset();
     return status;
   }
-  /// Decodes the next element of a list at its end, made in place.
+  // Decodes the next element of a list at its end, made in place; an element that fails is not
+  // kept.
   template <class T>
   static Status decodeAppended(const Decoder& element, std::vector<T>& out) {
-    return Codec<T>::tryDecode(element, out.emplace_back(construct<T>()));
+    Status status = Codec<T>::tryDecode(element, out.emplace_back(construct<T>()));
+    if (!status) out.pop_back();
+    return status;
   }
-  /// Decodes a T into a new holder made of `arguments` and the T, its `value`: the allocation
-  /// that keeps the T is the one it is decoded in.
+  // Decodes a T into a new holder made of `arguments` and the T, its `value`: the allocation
+  // that keeps the T is the one it is decoded in.
   template <class T, class Holder, class... A>
   static Result<std::unique_ptr<Holder>> decodeHeld(const Decoder& decoder, A&&... arguments) {
     auto holder = std::make_unique<Holder>(std::forward<A>(arguments)..., construct<T>());
     if (Status status = Codec<T>::tryDecode(decoder, holder->value); !status) return status;
     return Result<std::unique_ptr<Holder>>(std::move(holder));
   }
-  /// Decodes the alternative T of a variant, made in place.
+  // Decodes the alternative T of a variant, made in place.
   template <class T, class Variant>
   static Status decodeAlternative(const Decoder& decoder, Variant& out) {
     return Codec<T>::tryDecode(decoder, out.template emplace<T>(construct<T>()));
   }
 
-  /// Writes a record's fields as one object.
+  // Writes a record's fields as one object.
   template <class T>
   static void encodeFields(Encoder& encoder, const T& value);
-  /// Every field equal.
+  // Every field equal.
   template <class T>
   static bool equalFields(const T& a, const T& b);
-  /// Feeds the fields in declaration order.
+  // Feeds the fields in declaration order.
   template <class H, class T>
   static void feedFields(H& hasher, const T& value);
-  /// The JSON keys of a record's table, in key order.
+  // The JSON keys of a record's table, in key order.
   template <class T>
   static constexpr auto keys();
 
- private:
-  // The checking decode of a record's fields, in table order. Private: decoding into a record
-  // that exists would overwrite the fields it keeps read-only.
+  // The checking decode of a record's fields, in table order; decoding into a record that exists
+  // would overwrite the fields it keeps read-only.
   template <class T>
   static Status decodeFields(const Decoder& decoder, T& out);
   template <class T>
@@ -146,8 +159,17 @@ struct Access {
   }
   template <class>
   friend class Record;
-  friend struct direct::Records;         // the direct reader, which fills records from their tables
-  friend class tovanel::chat::InfoBody;  // its reader of the kind alone
+  friend class tovanel::chat::Decoder;   // decode<T>
+  friend class tovanel::chat::InfoBody;  // its reader of the kind, and its records in place
+  template <class>
+  friend struct tovanel::chat::BodyPayloadOps;  // a payload decoded in the body's allocation
+  template <class T>
+  friend Status detail::readOptional(const std::optional<Decoder>&, std::optional<T>&);
+  template <class T>
+  friend Status detail::appendElement(const Decoder&, std::vector<T>&);
+  template <class T>
+  friend constexpr auto keysOf();
+  friend struct direct::Records;  // the direct reader, which fills records from their tables
   // The library's compile-time check of its public CodingKeys against the tables.
   friend struct CodingKeysCheck;
 };
@@ -213,7 +235,7 @@ struct Codec<std::vector<T>> {
     out.clear();
     out.reserve(elements->count());
     while (!elements->isAtEnd()) {
-      if (Status status = Access::decodeAppended(elements->next(), out); !status) return status;
+      if (Status status = detail::appendElement(elements->next(), out); !status) return status;
     }
     return {};
   }
@@ -267,6 +289,12 @@ Status readOptional(const std::optional<Decoder>& value, std::optional<T>& out) 
   return Access::decodeOptional(*value, out);
 }
 
+/// Decodes one element of a list at the list's end; an element that fails is not kept.
+template <class T>
+Status appendElement(const Decoder& element, std::vector<T>& out) {
+  return Access::decodeAppended(element, out);
+}
+
 /// An optional key whose failures leave the value empty: never fails, throws nothing.
 template <class T>
 void readTolerant(const std::optional<Decoder>& value, std::optional<T>& out) {
@@ -309,7 +337,7 @@ std::optional<T> KeyedDecodingContainer::decodeIfPresent(std::string_view key) c
 }
 
 template <class T>
-std::optional<T> KeyedDecodingContainer::decodeTolerantly(std::string_view key) const {
+std::optional<T> KeyedDecodingContainer::tryDecodeTolerantly(std::string_view key) const {
   std::optional<T> out;
   coding::detail::readTolerant(find(key), out);
   return out;

@@ -3,13 +3,14 @@
 // containers read objects, arrays and single values from it. Decoders and containers are cheap
 // views that live only during the decode call that made them.
 //
-// Two kinds of calls, told apart by their names:
-//  - calls named `try...` (and `find`, `type`, `isNull`) throw nothing: they return a
-//    coding::Status, or a coding::Result holding the value, that says what failed. The library's
-//    own records are built on them, so that a read whose failure is tolerated costs no exception
-//    and builds no error;
-//  - every other call (`decode`, `decodeIfPresent`, `container()`...) throws DecodingError, or the
-//    library's other errors that a nested value throws (see Error).
+// Two kinds of reads, told apart by their names:
+//  - reads named `try...` throw nothing: they return a coding::Status, or a coding::Result
+//    holding the value, that says what failed (`tryDecodeTolerantly`, which cannot fail, returns
+//    the value or nothing). The library's own records are built on them, so that a read whose
+//    failure is tolerated costs no exception and builds no error;
+//  - every other read (`decode`, `decodeIfPresent`, `decodeNil`, `container()`...) throws
+//    DecodingError, or the library's other errors that a nested value throws (see Error).
+// The calls that only look (`type`, `isNull`, `find`, `contains`, `isAtEnd`...) cannot fail.
 
 #include <array>
 #include <cstddef>
@@ -153,12 +154,14 @@ class TOVANEL_CHAT_API Decoder {
   KeyedDecodingContainer container() const;
   /// The array at this value.
   UnkeyedDecodingContainer unkeyedContainer() const;
-  /// This value, read as one value.
-  SingleValueDecodingContainer singleValueContainer() const noexcept;
   /// Decodes this value as a T.
   template <class T>
   T decode() const;
 
+  // ---- reading nothing: cannot fail ----
+
+  /// This value, read as one value.
+  SingleValueDecodingContainer singleValueContainer() const noexcept;
   /// The JSONDecoder's user information: the same objects at every level of the run.
   const UserInfo& userInfo() const noexcept;
   /// The path from the top-level value to this one.
@@ -240,7 +243,7 @@ class TOVANEL_CHAT_API KeyedDecodingContainer {
 
   /// An optional key whose failures are swallowed: nothing when absent, null or unreadable.
   template <class T>
-  std::optional<T> decodeTolerantly(std::string_view key) const;
+  std::optional<T> tryDecodeTolerantly(std::string_view key) const;
   /// A required key into `out`.
   template <class T>
   coding::Status tryDecode(std::string_view key, T& out) const;
@@ -337,8 +340,7 @@ class TOVANEL_CHAT_API UnkeyedDecodingContainer {
 /// One value read as a whole: a string, a number, a raw-value enumeration...
 class SingleValueDecodingContainer {
  public:
-  /// True for JSON null.
-  bool decodeNil() const noexcept { return self_.isNull(); }
+  bool isNull() const noexcept { return self_.isNull(); }
   /// Decodes the value as a T (throws DecodingError).
   template <class T>
   T decode() const {

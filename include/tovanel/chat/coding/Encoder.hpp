@@ -162,8 +162,8 @@ class TOVANEL_CHAT_API Encoder {
   void writeString(std::string_view text);  ///< EncodingError for text that is not UTF-8
   void writeInteger(std::int64_t number);   ///< in decimal
   void writeNumber(double number);          ///< EncodingError for NaN and the infinities
-  void writeBool(bool flag);                ///< true or false
-  void writeNull();                         ///< null
+  void writeBool(bool flag);
+  void writeNull();
 
   /// Throws EncodingError at this place.
   [[noreturn]] void fail(std::string message) const;

@@ -272,9 +272,11 @@ class Record {
   std::uint64_t hashValue() const { return hashValueOf(self()); }
 
   /// Every field equal.
-  friend bool operator==(const T& a, const T& b) { return Access::equalFields(a, b); }
+  friend bool operator==(const T& a, const T& b) { return equalFields(a, b); }
 
  private:
+  // The friend above is no member, so it does not share Record's way into Access.
+  static bool equalFields(const T& a, const T& b) { return Access::equalFields(a, b); }
   const T& self() const noexcept { return static_cast<const T&>(*this); }
 };
 

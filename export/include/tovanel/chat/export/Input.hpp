@@ -5,16 +5,17 @@
 #include <cstddef>
 #include <istream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/export/Export.hpp"
 
 namespace tovanel::chat::exports {
 
-/// An input that cannot be opened or read. what() is "cannot read NAME: REASON".
-class TOVANEL_CHAT_EXPORT_API InputError : public std::runtime_error {
+/// An input that cannot be opened or read. what() is "cannot read NAME: REASON". A chat::Error,
+/// as everything the libraries throw.
+class TOVANEL_CHAT_EXPORT_API InputError : public Error {
  public:
   InputError(const std::string& name, const std::string& reason);
   /// The file's path, or "standard input".

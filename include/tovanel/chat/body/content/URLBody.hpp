@@ -43,15 +43,12 @@ struct URLBody : coding::Record<URLBody> {
         image_(std::move(image)),
         favicon_(std::move(favicon)) {}
 
-  /// The message's text.
   const std::string& text() const noexcept { return text_; }
   /// The link as sent.
   const std::string& originalURL() const noexcept { return originalURL_; }
   /// The link as resolved.
   const std::string& url() const noexcept { return url_; }
-  /// The page's title.
   const std::string& title() const noexcept { return title_; }
-  /// The page's description.
   const std::string& urlDescription() const noexcept { return urlDescription_; }
   const std::optional<Image>& image() const noexcept { return image_; }
   /// The site's icon.

@@ -45,11 +45,22 @@ using InfoRecords =
              RoomVisibilityInfoBody, UserPresentInfoBody>;
 
 namespace detail {
+/// True when each of `kindCount` kinds has a record in `List`.
+template <class List, std::size_t kindCount>
+constexpr bool everyKindHasARecord() {
+  for (const std::size_t record : recordOfKind<List, kindCount>()) {
+    if (record == List::size) return false;
+  }
+  return true;
+}
 /// A variant of the records of `List` in the order of their kinds.
 template <class List, std::size_t... kind>
 auto variantByKind(std::index_sequence<kind...>)
     -> std::variant<typename TypeAt<List, recordOfKind<List, sizeof...(kind)>()[kind]>::type...>;
 }  // namespace detail
+
+static_assert(detail::everyKindHasARecord<InfoRecords, RawValues<InfoType>::values.size()>(),
+              "every kind of InfoType needs its record in InfoRecords");
 
 /// A system event: its kind and the event record of that kind.
 class TOVANEL_CHAT_API InfoBody {
@@ -90,7 +101,6 @@ class TOVANEL_CHAT_API InfoBody {
   requires detail::ListContains<InfoRecords, T>::value explicit InfoBody(T record)
       : records_(std::in_place_type<T>, std::move(record)) {}
 
-  /// The event's case.
   Case infoCase() const noexcept { return static_cast<Case>(records_.index()); }
 
   /// The record when the event is of T's case, else null.

@@ -82,7 +82,6 @@ struct RoomRequestCreatedInfoBody : coding::Record<RoomRequestCreatedInfoBody> {
 
     /// The request's identifier ("_id").
     const std::optional<std::string>& id() const noexcept { return id_; }
-    /// The room's identifier.
     const std::optional<std::string>& room() const noexcept { return room_; }
     /// The request's own type, free text; unrelated to the event's kind.
     const std::optional<std::string>& type() const noexcept { return type_; }

@@ -3,15 +3,16 @@
 // description that names the file, the message or the room concerned.
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/store/Export.hpp"
 
 namespace tovanel::chat::store {
 
 // Exported so that its type information is one across the library's boundary, for catch clauses.
-class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
+// A chat::Error, so that one catch serves the store and the library it builds on.
+class TOVANEL_CHAT_STORE_API StoreError : public Error {
  public:
   enum class Code : std::uint8_t {
     unknownMessage,  ///< deleteMessage named a message that the room does not hold
@@ -28,8 +29,7 @@ class TOVANEL_CHAT_STORE_API StoreError : public std::runtime_error {
     invalidQuery,  ///< a search query that does not parse, or holds no word to search for
   };
 
-  StoreError(Code code, const std::string& description)
-      : std::runtime_error(description), code_(code) {}
+  StoreError(Code code, const std::string& description) : Error(description), code_(code) {}
 
   Code code() const noexcept { return code_; }
 
