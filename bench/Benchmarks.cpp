@@ -65,12 +65,26 @@ void decodeIntoHistory(benchmark::State& state, Pass pass) {
   }
 }
 
-void BM_DecodeOurs(benchmark::State& state) {
+// `direct` off: the parser-based decoding alone. The share of the corpus that the direct reader
+// accepts is reported as direct_pct.
+void BM_DecodeOurs(benchmark::State& state, bool direct) {
   JSONDecoder decoder = makeDecoder();
+  decoder.directReading = direct;
   decodeIntoHistory<ChatMessage>(
       state, [&decoder](const Corpus& input, std::vector<ChatMessage>& history) {
         decodePass(decoder, input, history);
       });
+  const Corpus& input = corpus(roomMix());
+  state.counters["direct_pct"] = Counter(100.0 * static_cast<double>(directlyRead(decoder, input)) /
+                                         static_cast<double>(input.lines.size()));
+}
+
+// Decoding into one reused message, kept nowhere.
+void BM_DecodeReused(benchmark::State& state) {
+  JSONDecoder decoder = makeDecoder();
+  const Corpus& input = corpus(roomMix());
+  for (auto _ : state) benchmark::DoNotOptimize(reusePass(decoder, input));
+  reportRates(state, input.text.size(), input.lines.size());
 }
 
 void BM_DecodePeer(benchmark::State& state) {
@@ -135,7 +149,9 @@ void BM_Hash(benchmark::State& state, Mix mix) {
 }
 
 BENCHMARK(BM_DecodeFloor)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DecodeOurs)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_DecodeOurs, direct, true)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_DecodeOurs, parserOnly, false)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeReused)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DecodePeer)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EncodeOurs)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EncodePeer)->Unit(benchmark::kMillisecond);

@@ -18,8 +18,27 @@ void floorPass(simdjson::dom::parser& parser, const Corpus& corpus) {
 
 void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history) {
   for (const std::string_view line : corpus.lines) {
-    history.push_back(decoder.decode(line, exports::decodeEnvelope));
+    history.push_back(exports::decodeEnvelopeFrom(decoder, line));
   }
+}
+
+std::int64_t reusePass(JSONDecoder& decoder, const Corpus& corpus) {
+  ChatMessage message = exports::emptyMessage();
+  std::int64_t views = 0;
+  for (const std::string_view line : corpus.lines) {
+    exports::decodeEnvelopeInto(decoder, line, message);
+    views += message.viewCount.value_or(0);
+  }
+  return views;
+}
+
+std::size_t directlyRead(const JSONDecoder& decoder, const Corpus& corpus) {
+  ChatMessage message = exports::emptyMessage();
+  std::size_t accepted = 0;
+  for (const std::string_view line : corpus.lines) {
+    accepted += exports::readEnvelopeDirectly(decoder, line, message) ? 1 : 0;
+  }
+  return accepted;
 }
 
 void peerDecodePass(const Corpus& corpus, std::vector<peer::Envelope>& history) {

@@ -21,9 +21,16 @@ namespace tovanel::chat::bench {
 void floorPass(simdjson::dom::parser& parser, const Corpus& corpus);
 
 /// Ours: each envelope decoded into a ChatMessage appended to the history, through the public API
-/// as an application calls it (the export library's decodeEnvelope on a decoder made by
-/// makeEnvelopeDecoder).
+/// as an application calls it (the export library's decodeEnvelopeFrom on a decoder made by
+/// makeEnvelopeDecoder: the direct reader, unless the decoder's directReading is off).
 void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history);
+
+/// Ours into one reused message (decodeEnvelopeInto), as a reader that checks and drops each
+/// message does; returns the sum of the messages' view counts, so that no read can be skipped.
+std::int64_t reusePass(JSONDecoder& decoder, const Corpus& corpus);
+
+/// How many envelopes of the corpus the direct reader accepts.
+std::size_t directlyRead(const JSONDecoder& decoder, const Corpus& corpus);
 
 /// The peer: nlohmann::json parses each envelope and from_json maps it into the peer's structs.
 void peerDecodePass(const Corpus& corpus, std::vector<peer::Envelope>& history);

@@ -1,7 +1,8 @@
 // One pass of one benchmark's work, for profilers: the corpus is made and a first pass warms the
 // buffers before the measured pass, which runs inside `measuredPass` alone. Under callgrind:
 //   valgrind --tool=callgrind --toggle-collect='*measuredPass*' tovanel-chat-bench-profile ours
-// counts the instructions of that pass only.
+// counts the instructions of that pass only. `ours` decodes as applications do (the direct reader
+// first), `parser` with the direct reader off, `reused` into one reused message.
 
 #include <cstdint>
 #include <cstdio>
@@ -34,12 +35,13 @@ int run(const std::string& what) {
   if (what == "floor") {
     simdjson::dom::parser parser;
     warmThenMeasure([&] { floorPass(parser, input); }, nothing);
-  } else if (what == "ours" || what == "encode" || what == "hash") {
+  } else if (what == "ours" || what == "parser" || what == "encode" || what == "hash") {
     JSONDecoder decoder = makeDecoder();
+    decoder.directReading = what != "parser";
     std::vector<ChatMessage> history;
     history.reserve(input.lines.size());
     const auto decode = [&] { decodePass(decoder, input, history); };
-    if (what == "ours") {
+    if (what == "ours" || what == "parser") {
       warmThenMeasure(decode, [&] { history.clear(); });
     } else if (what == "hash") {
       decode();
@@ -52,12 +54,18 @@ int run(const std::string& what) {
       std::string out;
       warmThenMeasure([&] { encodePass(encoder, history, out); }, [&] { out.clear(); });
     }
+  } else if (what == "reused") {
+    JSONDecoder decoder = makeDecoder();
+    std::int64_t views = 0;
+    warmThenMeasure([&] { views += reusePass(decoder, input); }, nothing);
+    std::printf("views %lld\n", static_cast<long long>(views));
   } else if (what == "peer") {
     std::vector<peer::Envelope> history;
     history.reserve(input.lines.size());
     warmThenMeasure([&] { peerDecodePass(input, history); }, [&] { history.clear(); });
   } else {
-    std::fprintf(stderr, "usage: tovanel-chat-bench-profile floor|ours|peer|encode|hash\n");
+    std::fprintf(stderr,
+                 "usage: tovanel-chat-bench-profile floor|ours|parser|reused|peer|encode|hash\n");
     return 2;
   }
   std::printf("%s: one measured pass over %zu messages (%zu bytes)\n", what.c_str(),

@@ -1,11 +1,14 @@
 #include "tovanel/chat/export/Envelope.hpp"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat::exports {
 
@@ -46,6 +49,53 @@ ChatMessage decodeEnvelope(const Decoder& decoder) {
   }
   return ChatMessage(std::move(body), createdAt, std::move(clientID), std::move(messageID),
                      std::move(roomID), type, updatedAt, std::move(user), viewCount, sentStatus);
+}
+
+namespace {
+
+// The envelope as the direct reader reads it: decodeEnvelope's keys, with the kind handed to the
+// body once read.
+struct EnvelopeTable {
+  static constexpr auto fields() {
+    return std::tuple{coding::requiredKey("messageId", &ChatMessage::messageID),
+                      coding::requiredKey("roomId", &ChatMessage::roomID),
+                      coding::optionalKey("clientId", &ChatMessage::clientID),
+                      coding::direct::kindKey("type", &ChatMessage::type),
+                      coding::requiredKey("body", &ChatMessage::body),
+                      coding::requiredKey("user", &ChatMessage::user),
+                      coding::optionalKey("createdAt", &ChatMessage::createdAt),
+                      coding::optionalKey("updatedAt", &ChatMessage::updatedAt),
+                      coding::optionalKey("viewCount", &ChatMessage::viewCount),
+                      coding::direct::defaultedKey("sentStatus", &ChatMessage::sentStatus)};
+  }
+};
+
+}  // namespace
+
+bool readEnvelopeDirectly(const JSONDecoder& decoder, std::string_view text, ChatMessage& out) {
+  coding::direct::Cursor cursor(decoder, text);
+  if (coding::direct::readObject<EnvelopeTable>(cursor, out) && cursor.atEnd()) return true;
+  cursor.undoHandOff();
+  return false;
+}
+
+ChatMessage emptyMessage() {
+  return ChatMessage(Body::action(), std::nullopt, std::nullopt, {}, {}, BodyType::action,
+                     std::nullopt, coding::direct::Records::make<ChatMessageUser>(), std::nullopt,
+                     MessageSentStatus::sent);
+}
+
+ChatMessage decodeEnvelopeFrom(JSONDecoder& decoder, std::string_view text) {
+  if (decoder.directReading) {
+    ChatMessage message = emptyMessage();
+    if (readEnvelopeDirectly(decoder, text, message)) return message;
+  }
+  return decoder.decode(text, [](const Decoder& root) { return decodeEnvelope(root); });
+}
+
+void decodeEnvelopeInto(JSONDecoder& decoder, std::string_view text, ChatMessage& out) {
+  if (decoder.directReading && readEnvelopeDirectly(decoder, text, out)) return;
+  out = decoder.decode(text, [](const Decoder& root) { return decodeEnvelope(root); });
 }
 
 void EnvelopeOut::encode(Encoder& encoder) const {

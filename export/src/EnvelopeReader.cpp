@@ -38,6 +38,14 @@ std::optional<EnvelopeResult> EnvelopeReader::next() {
             std::to_string(reader_.options().maximumMessageSize) + " bytes"));
     return result;
   }
+  if (decoder_.directReading) {
+    ChatMessage message = emptyMessage();
+    if (readEnvelopeDirectly(decoder_, item->text, message)) {
+      result.messageId = message.messageID;
+      result.message.emplace(std::move(message));
+      return result;
+    }
+  }
   try {
     decoder_.decode(item->text, [&](const Decoder& root) {
       try {

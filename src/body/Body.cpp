@@ -9,6 +9,7 @@
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat.hpp"  // every payload record of BodyPayloads
 #include "tovanel/chat/coding/Codec.hpp"
+#include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat {
 
@@ -24,6 +25,18 @@ struct BodyPayloadOps {
     if (!box) return box.status();
     out = Body(static_cast<const detail::BodyPayloadHeader*>(box->release()));
     return {};
+  }
+  static bool readDirect(coding::direct::Cursor& cursor, Body& out) {
+    if (!out.isInline() && out.header()->kind == T::kind &&
+        out.header()->references.load(std::memory_order_acquire) == 1) {
+      // No other body shares the payload: it is read again where it is.
+      return coding::direct::readValue(
+          cursor, const_cast<Box*>(static_cast<const Box*>(out.header()))->value);
+    }
+    auto box = std::make_unique<Box>(T::kind, coding::direct::Records::make<T>());
+    if (!coding::direct::readValue(cursor, box->value)) return false;
+    out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
+    return true;
   }
   static void encode(const detail::BodyPayloadHeader* header, Encoder& encoder) {
     coding::Codec<T>::encode(encoder, payload(header));
@@ -46,6 +59,7 @@ namespace {
 
 struct PayloadOps {
   coding::Status (*decode)(const Decoder&, Body&) = nullptr;  // null: a kind without payload
+  bool (*readDirect)(coding::direct::Cursor&, Body&) = nullptr;
   void (*encode)(const detail::BodyPayloadHeader*, Encoder&) = nullptr;
   bool (*equal)(const detail::BodyPayloadHeader*, const detail::BodyPayloadHeader*) = nullptr;
   void (*hash)(const detail::BodyPayloadHeader*, Hasher&) = nullptr;
@@ -60,7 +74,8 @@ constexpr PayloadOps opsFor() {
     return {};
   } else {
     using Ops = BodyPayloadOps<T>;
-    return {&Ops::decode, &Ops::encode, &Ops::equal, &Ops::hash, &Ops::hashRef, &Ops::destroy};
+    return {&Ops::decode, &Ops::readDirect, &Ops::encode, &Ops::equal,
+            &Ops::hash,   &Ops::hashRef,    &Ops::destroy};
   }
 }
 
@@ -87,8 +102,9 @@ constexpr std::string_view kPayloadFailedLine = "[Body] Can't decode due to erro
 }  // namespace
 
 Body::BodyDecodingError::BodyDecodingError()
-    : Error("bodyTypeMissing: the decoder holds no body kind; prepare it with "
-            "prepareForBodyDecoding() and write the kind into its box before decoding a body") {}
+    : Error(
+          "bodyTypeMissing: the decoder holds no body kind; prepare it with "
+          "prepareForBodyDecoding() and write the kind into its box before decoding a body") {}
 
 void Body::release() noexcept {
   if (isInline()) return;
@@ -117,6 +133,18 @@ coding::Status Body::tryDecode(const Decoder& decoder, BodyType kind, Body& out)
   coding::Status status = ops.decode(decoder, out);
   if (!status) detail::writeDiagnosticLine(decoder, kPayloadFailedLine, status);
   return status;
+}
+
+bool Body::readDirect(coding::direct::Cursor& cursor, Body& out) {
+  const auto kind = cursor.bodyKind();
+  if (!kind) return false;
+  const PayloadOps& ops = opsOf(*kind);
+  if (ops.readDirect == nullptr) {
+    if (!cursor.skip()) return false;  // nothing is read, but the value must be JSON
+    out = Body(*kind);
+    return true;
+  }
+  return ops.readDirect(cursor, out);
 }
 
 Body Body::decode(const Decoder& decoder) {

@@ -613,7 +613,9 @@ JSONDecoder::~JSONDecoder() = default;
 JSONDecoder::JSONDecoder(JSONDecoder&&) noexcept = default;
 JSONDecoder& JSONDecoder::operator=(JSONDecoder&&) noexcept = default;
 
-Decoder JSONDecoder::parse(std::string_view json) {
+static_assert(JSONDecoder::kTextPadding >= simdjson::SIMDJSON_PADDING);
+
+Decoder JSONDecoder::parse(std::string_view json, bool padded) {
   if (json.size() > maximumDocumentSize) {
     failText("the text is " + std::to_string(json.size()) + " bytes long, more than the " +
              std::to_string(maximumDocumentSize) + " bytes of the decoder's maximumDocumentSize");
@@ -635,9 +637,10 @@ Decoder JSONDecoder::parse(std::string_view json) {
       failText(describeParseFailure(error, json, maximumDepth));
     }
   }
-  // The parser copies the text into its own padded buffer, which it keeps for the next call.
+  // Unless the text is padded, the parser copies it into its own padded buffer, which it keeps
+  // for the next call.
   simdjson::dom::element root;
-  if (const auto error = parser.parse(json.data(), json.size(), true).get(root)) {
+  if (const auto error = parser.parse(json.data(), json.size(), !padded).get(root)) {
     failText(describeParseFailure(error, json, maximumDepth));
   }
   const simdjson::dom::document& parsed = parser.doc;

@@ -10,18 +10,30 @@ coding::Status YoutubeBody::readDuration(const KeyedDecodingContainer& container
   out.reset();
   const auto value = container.find(key);
   if (!value) return {};
-  // A number, else ISO 8601 text read in place; anything else leaves the field empty.
-  double seconds = 0;
-  if (value->tryRead(seconds)) {
-    out = seconds;
-    return {};
-  }
+  coding::ScalarValue scalar;
   std::string_view text;
-  if (!value->tryRead(text)) return {};
-  if (const auto components = ISO8601DurationFormatter().dateComponents(text)) {
-    out = toTimeInterval(*components);
+  if (value->tryRead(scalar.number)) {
+    scalar.type = JsonType::number;
+  } else if (value->tryRead(text)) {
+    scalar.type = JsonType::string;
+    scalar.text = text;
+  } else {
+    scalar.type = value->type();
   }
+  durationOf(scalar, out);
   return {};
+}
+
+void YoutubeBody::durationOf(const coding::ScalarValue& value, std::optional<double>& out) {
+  out.reset();
+  // A number, else ISO 8601 text read in place; anything else leaves the field empty.
+  if (value.type == JsonType::number) {
+    out = value.number;
+  } else if (value.type == JsonType::string) {
+    if (const auto components = ISO8601DurationFormatter().dateComponents(value.text)) {
+      out = toTimeInterval(*components);
+    }
+  }
 }
 
 }  // namespace tovanel::chat

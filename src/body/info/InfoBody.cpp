@@ -7,10 +7,27 @@
 
 #include "body/DiagnosticLine.hpp"
 #include "tovanel/chat/coding/Codec.hpp"
+#include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat {
 
 namespace {
+
+using Records = InfoBody::Records;
+
+// The direct reader's: the record read in place when the event already holds that case.
+using ReadRecord = bool (*)(coding::direct::Cursor&, Records&);
+template <std::size_t I>
+bool readRecord(coding::direct::Cursor& cursor, Records& out) {
+  using T = std::variant_alternative_t<I, Records>;
+  if (out.index() != I) out.template emplace<I>(coding::direct::Records::make<T>());
+  return coding::direct::readValue(cursor, std::get<I>(out));
+}
+template <std::size_t... I>
+constexpr std::array<ReadRecord, sizeof...(I)> readers(std::index_sequence<I...>) {
+  return {&readRecord<I>...};
+}
+constexpr auto kReaders = readers(std::make_index_sequence<std::variant_size_v<Records>>{});
 
 constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: ";
 
@@ -38,6 +55,17 @@ coding::Status InfoBody::tryDecode(const Decoder& decoder, InfoType kind, InfoBo
   coding::Status status = decoders[position(kind)](decoder, out.records_);
   if (!status) detail::writeDiagnosticLine(decoder, kRecordFailedLine, status);
   return status;
+}
+
+bool InfoBody::readDirect(coding::direct::Cursor& cursor, InfoBody& out) {
+  // Two passes, as the parser-based decoding reads the object twice: the kind, then the record.
+  const coding::direct::Mark start = cursor.mark();
+  GenericInfoBody generic;
+  if (!coding::direct::readObject<coding::direct::TableOf<GenericInfoBody>>(cursor, generic)) {
+    return false;
+  }
+  cursor.rewind(start);
+  return kReaders[position(generic.type)](cursor, out.records_);
 }
 
 InfoBody InfoBody::decode(const Decoder& decoder, InfoType kind) {

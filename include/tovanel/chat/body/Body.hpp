@@ -26,6 +26,10 @@
 
 namespace tovanel::chat {
 
+namespace coding::direct {
+class Cursor;
+}  // namespace coding::direct
+
 /// A record of BodyPayloads: the payload of the kind it names as `T::kind`.
 template <class T>
 concept BodyPayload = detail::ListContains<BodyPayloads, T>::value;
@@ -130,6 +134,10 @@ class TOVANEL_CHAT_API Body {
   static coding::Status tryDecode(const Decoder& decoder, Body& out);
   /// The checking form of decode with a known kind.
   static coding::Status tryDecode(const Decoder& decoder, BodyType kind, Body& out);
+
+  /// The direct reader's reading of a body of the kind handed over (coding/DirectReader.hpp):
+  /// false to decline. A payload that no other body shares is read again in place.
+  static bool readDirect(coding::direct::Cursor& cursor, Body& out);
 
   /// Writes the payload at the encoder's place; the payload-less kinds and vimeo write nothing.
   void encode(Encoder& encoder) const;

@@ -30,6 +30,10 @@ struct BodyPayloadOps;
 
 namespace tovanel::chat::coding {
 
+namespace direct {
+struct Records;
+}  // namespace direct
+
 /// How values of T are read and written: `static Status tryDecode(const Decoder&, T&)` and
 /// `static void encode(Encoder&, const T&)`.
 template <class T>
@@ -149,6 +153,10 @@ struct Access {
   }
   template <class T>
   static constexpr auto hashMembers();
+  template <class T>
+  static constexpr bool hasFields() {
+    return requires { T::codingFields(); };
+  }
   template <class>
   friend class Record;
   friend class tovanel::chat::Decoder;   // decode<T>
@@ -161,6 +169,7 @@ struct Access {
   friend Status detail::appendElement(const Decoder&, std::vector<T>&);
   template <class T>
   friend constexpr auto keysOf();
+  friend struct direct::Records;  // the direct reader, which fills records from their tables
   // The library's compile-time check of its public CodingKeys against the tables.
   friend struct CodingKeysCheck;
 };

@@ -33,6 +33,7 @@
 #include "tovanel/chat/coding/CodingUserInfo.hpp"
 #include "tovanel/chat/coding/DateStrategy.hpp"
 #include "tovanel/chat/coding/Decoder.hpp"
+#include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat {
 
@@ -43,9 +44,18 @@ using DiagnosticSink = std::function<void(std::string_view line)>;
 /// several threads never interleave.
 TOVANEL_CHAT_API void writeToStandardOutput(std::string_view line);
 
+/// JSON text followed by at least JSONDecoder::kTextPadding bytes that may be read (whatever
+/// they hold): the parser reads it where it is instead of copying it into a padded buffer.
+struct PaddedText {
+  std::string_view text;
+};
+
 /// Decodes values from JSON text, one decode at a time.
 class TOVANEL_CHAT_API JSONDecoder {
  public:
+  /// The bytes a PaddedText must have readable past its end.
+  static constexpr std::size_t kTextPadding = 64;
+
   /// Default for `maximumDocumentSize`: far beyond any message or page of history, and low enough
   /// that a hostile document cannot make the parser reserve gigabytes.
   static constexpr std::size_t kDefaultMaximumDocumentSize = std::size_t{64} << 20;
@@ -75,11 +85,42 @@ class TOVANEL_CHAT_API JSONDecoder {
   /// drops them. The sink is called on the decoding thread, during the decode; what it throws
   /// replaces the decoding error.
   DiagnosticSink diagnosticSink = writeToStandardOutput;
+  /// Whether `decode<T>` and `decodeInto` first try the direct reader (coding/DirectReader.hpp),
+  /// a single pass over the text that fills records from their field tables and hands anything
+  /// unusual to the parser. The results are the same either way; on unless the environment
+  /// variable TOVANEL_DIRECT_READING is "off" when the program starts.
+  bool directReading = coding::direct::enabledByDefault();
 
   /// Decodes a T from JSON text. Malformed JSON is dataCorrupted.
   template <class T>
   T decode(std::string_view json) {
+    if constexpr (coding::direct::readable<T>()) {
+      if (directReading) {
+        if (auto out = coding::direct::readNew<T>(*this, json)) return std::move(*out);
+      }
+    }
     return decode(json, [](const Decoder& root) { return root.decode<T>(); });
+  }
+
+  /// The same, from text the parser need not copy.
+  template <class T>
+  T decode(PaddedText json) {
+    if constexpr (coding::direct::readable<T>()) {
+      if (directReading) {
+        if (auto out = coding::direct::readNew<T>(*this, json.text)) return std::move(*out);
+      }
+    }
+    return parse(json.text, true).decode<T>();
+  }
+
+  /// Decodes a T from JSON text into `out`, reusing what it holds (its strings' and lists'
+  /// storage) where the direct reader reads it. On failure `out` is left valid but unspecified.
+  template <class T>
+  void decodeInto(std::string_view json, T& out) {
+    if constexpr (coding::direct::readable<T>()) {
+      if (directReading && coding::direct::read(*this, json, out)) return;
+    }
+    out = decode(json, [](const Decoder& root) { return root.decode<T>(); });
   }
 
   /// Parses the text and hands its top-level value to `decodeRoot`, returning what it returns.
@@ -90,7 +131,8 @@ class TOVANEL_CHAT_API JSONDecoder {
   }
 
  private:
-  Decoder parse(std::string_view json);
+  /// `padded`: the text has kTextPadding readable bytes past its end.
+  Decoder parse(std::string_view json, bool padded = false);
 
   struct Parser;
   std::unique_ptr<Parser> parser_;

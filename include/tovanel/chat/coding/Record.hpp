@@ -39,6 +39,14 @@ namespace tovanel::chat::coding {
 /// Required fields are always written; the others only when present.
 enum class Presence : std::uint8_t { required, optional, tolerant, custom };
 
+/// A number or a string as a custom field's reader of scalars sees it: `type` says which (any
+/// other type stands for a value that is neither); `number` holds a number, `text` a string.
+struct ScalarValue {
+  JsonType type = JsonType::null;
+  double number = 0;
+  std::string_view text;
+};
+
 /// One entry of a field table: a JSON key, the member it fills and how it is read.
 template <class R, class M, Presence P>
 struct Field {
@@ -46,6 +54,9 @@ struct Field {
   M R::*member;
   /// The reader of a custom field: the checking decode of `key` into the member.
   Status (*read)(const KeyedDecodingContainer& container, std::string_view key, M& out) = nullptr;
+  /// A custom field's reading of a value present, when it depends on nothing but the value as a
+  /// ScalarValue and never fails: lets the direct reader read it too.
+  void (*readScalar)(const ScalarValue& value, M& out) = nullptr;
   /// The key as the encoder takes it, checked for escapes once, when the table is built.
   MemberKey encodingKey = MemberKey(key);
   static constexpr Presence presence = P;  ///< how the key is read and written
@@ -69,12 +80,13 @@ constexpr Field<R, std::optional<M>, Presence::tolerant> tolerantKey(std::string
   return {key, member};
 }
 /// An optional field read by `read`, which returns its failure or success; written only when
-/// present.
+/// present. `readScalar`, when given, reads a present value as `read` would (see Field).
 template <class R, class M>
 constexpr Field<R, std::optional<M>, Presence::custom> customKey(
     std::string_view key, std::optional<M> R::*member,
-    Status (*read)(const KeyedDecodingContainer&, std::string_view, std::optional<M>&)) {
-  return {key, member, read};
+    Status (*read)(const KeyedDecodingContainer&, std::string_view, std::optional<M>&),
+    void (*readScalar)(const ScalarValue&, std::optional<M>&) = nullptr) {
+  return {key, member, read, readScalar};
 }
 
 namespace detail {

@@ -86,21 +86,24 @@ struct TOVANEL_CHAT_API YoutubeBody : coding::Record<YoutubeBody> {
   /// fails.
   static coding::Status readDuration(const KeyedDecodingContainer& container, std::string_view key,
                                      std::optional<double>& out);
+  /// The same reading of a value present.
+  static void durationOf(const coding::ScalarValue& value, std::optional<double>& out);
 
   static constexpr auto codingFields() {
-    return std::tuple{coding::tolerantKey("url", &YoutubeBody::url),
-                      coding::tolerantKey("id", &YoutubeBody::id),
-                      coding::tolerantKey("title", &YoutubeBody::title),
-                      coding::tolerantKey("image", &YoutubeBody::image),
-                      coding::customKey("duration", &YoutubeBody::duration, &readDuration),
-                      coding::tolerantKey("type", &YoutubeBody::type),
-                      coding::tolerantKey("description", &YoutubeBody::bodyDescription),
-                      coding::tolerantKey("video", &YoutubeBody::video),
-                      coding::tolerantKey("channelTitle", &YoutubeBody::channelTitle),
-                      coding::tolerantKey("originalUrl", &YoutubeBody::originalUrl),
-                      coding::tolerantKey("site_name", &YoutubeBody::siteName),
-                      coding::tolerantKey("favicon", &YoutubeBody::favicon),
-                      coding::tolerantKey("viewCount", &YoutubeBody::viewCount)};
+    return std::tuple{
+        coding::tolerantKey("url", &YoutubeBody::url),
+        coding::tolerantKey("id", &YoutubeBody::id),
+        coding::tolerantKey("title", &YoutubeBody::title),
+        coding::tolerantKey("image", &YoutubeBody::image),
+        coding::customKey("duration", &YoutubeBody::duration, &readDuration, &durationOf),
+        coding::tolerantKey("type", &YoutubeBody::type),
+        coding::tolerantKey("description", &YoutubeBody::bodyDescription),
+        coding::tolerantKey("video", &YoutubeBody::video),
+        coding::tolerantKey("channelTitle", &YoutubeBody::channelTitle),
+        coding::tolerantKey("originalUrl", &YoutubeBody::originalUrl),
+        coding::tolerantKey("site_name", &YoutubeBody::siteName),
+        coding::tolerantKey("favicon", &YoutubeBody::favicon),
+        coding::tolerantKey("viewCount", &YoutubeBody::viewCount)};
   }
 };
 

@@ -31,6 +31,10 @@
 
 namespace tovanel::chat {
 
+namespace coding::direct {
+class Cursor;
+}  // namespace coding::direct
+
 /// The event records, in any order; each names its kind as `T::kind`, and every kind has one.
 /// InfoBody's cases and dispatch are generated from this list.
 using InfoRecords =
@@ -123,6 +127,10 @@ class TOVANEL_CHAT_API InfoBody {
   static coding::Status tryDecode(const Decoder& decoder, InfoBody& out);
   /// The checking form of decode with a known kind.
   static coding::Status tryDecode(const Decoder& decoder, InfoType kind, InfoBody& out);
+
+  /// The direct reader's reading of an event (coding/DirectReader.hpp): false to decline, and
+  /// for an event whose first key is not "type".
+  static bool readDirect(coding::direct::Cursor& cursor, InfoBody& out);
 
   /// The record writes itself at the encoder's place; the case writes nothing of its own, so the
   /// "type" written is the record's.

@@ -1,0 +1,117 @@
+// The direct reader against the parser-based decoding of the same text: it reads the generated
+// room whole (but for what it must decline), and on every text it accepts (mutated envelopes, and
+// every file of the JSON test suite as a member no record reads) both give the same message, the
+// same bytes written back, the same date bits and the same body-type box.
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "CorpusGenerator.hpp"
+#include "tovanel/chat.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
+
+namespace tovanel::chat {
+namespace {
+
+std::uint64_t bitsOf(const std::optional<Date>& date) {
+  return date ? std::bit_cast<std::uint64_t>(date->timeIntervalSinceReferenceDate()) : 1;
+}
+
+// Reads `text` both ways; true when the direct reader accepted it (and then agreed).
+bool agree(std::string_view text) {
+  constexpr BodyType kLeftInBox = BodyType::hint;
+  JSONDecoder direct = exports::makeEnvelopeDecoder();
+  direct.diagnosticSink = {};
+  prepareForBodyDecoding(direct).value = kLeftInBox;
+  ChatMessage read = exports::emptyMessage();
+  if (!exports::readEnvelopeDirectly(direct, text, read)) {
+    EXPECT_EQ(bodyType(direct)->value, kLeftInBox) << "a declined text changed the box: " << text;
+    return false;
+  }
+  JSONDecoder parser = exports::makeEnvelopeDecoder();
+  parser.directReading = false;
+  int lines = 0;
+  parser.diagnosticSink = [&lines](std::string_view) { ++lines; };
+  prepareForBodyDecoding(parser).value = kLeftInBox;
+  try {
+    const ChatMessage decoded =
+        parser.decode(text, [](const Decoder& root) { return exports::decodeEnvelope(root); });
+    const JSONEncoder encoder = exports::makeEnvelopeEncoder();
+    EXPECT_TRUE(read == decoded) << text;
+    EXPECT_EQ(encoder.encode(exports::EnvelopeOut{read}),
+              encoder.encode(exports::EnvelopeOut{decoded}))
+        << text;
+    EXPECT_EQ(bitsOf(read.createdAt), bitsOf(decoded.createdAt)) << text;
+    EXPECT_EQ(bitsOf(read.updatedAt), bitsOf(decoded.updatedAt)) << text;
+    EXPECT_EQ(bodyType(direct)->value, bodyType(parser)->value) << text;
+    EXPECT_EQ(lines, 0) << text;
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << "accepted what the parser refuses (" << error.what() << "): " << text;
+  }
+  return true;
+}
+
+TEST(DirectReader, ReadsTheRoomWholeButForWhatItMustDecline) {
+  std::size_t accepted = 0;
+  constexpr std::size_t kMessages = 3000;
+  for (std::size_t i = 0; i < kMessages; ++i) {
+    accepted += agree(bench::generateEnvelope(2026, i)) ? 1 : 0;
+  }
+  // What it declines there: presence events, whose media hands a kind of its own.
+  EXPECT_GE(accepted * 100, kMessages * 99);
+}
+
+TEST(DirectReader, AgreesOrDeclinesOnMutatedEnvelopes) {
+  // Bytes that make or break JSON, numbers, escapes and UTF-8.
+  constexpr std::string_view kBytes[] = {
+      "\"", "\\",   "{",    "}",    "[", "]",       ",",   ":",     "0",  "-",   ".",           "e",
+      " ",  "\x80", "\xC3", "\x01", "n", "\\u0041", "\\n", "1e400", "-0", "5.0", "\xEF\xBB\xBF"};
+  std::size_t accepted = 0;
+  for (std::size_t i = 0; i < 200; ++i) {
+    const std::string envelope = bench::generateEnvelope(7, i);
+    for (std::size_t step = 0; step < envelope.size(); step += 1 + envelope.size() / 40) {
+      for (const std::string_view bytes : kBytes) {
+        std::string inserted = envelope;
+        inserted.insert(step, bytes);
+        std::string replaced = envelope;
+        replaced.replace(step, 1, bytes);
+        accepted += agree(inserted) ? 1 : 0;
+        accepted += agree(replaced) ? 1 : 0;
+      }
+      accepted += agree(std::string(envelope).erase(step, 1)) ? 1 : 0;
+    }
+  }
+  EXPECT_GT(accepted, 0u);  // some mutations keep the text readable (a space, a digit)
+}
+
+TEST(DirectReader, StepsOverOnlyWhatIsJson) {
+  // Every file of the suite, as the value of a member that no record reads: the reader checks
+  // it as it steps over it, so a file the parser refuses must make the reader decline (agree
+  // fails any text accepted that the parser refuses).
+  const std::string head = bench::generateEnvelope(2026, 0);
+  ASSERT_EQ(head.back(), '}');
+  std::size_t files = 0;
+  std::size_t accepted = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TOVANEL_JSON_TEST_SUITE)) {
+    if (entry.path().extension() != ".json") continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::stringstream content;
+    content << in.rdbuf();
+    const std::string envelope =
+        head.substr(0, head.size() - 1) + ",\"unread\":" + content.str() + "}";
+    accepted += agree(envelope) ? 1 : 0;
+    ++files;
+  }
+  EXPECT_GT(files, 300u);
+  EXPECT_GT(accepted, 50u);  // most files the suite says must be read are plain enough
+}
+
+}  // namespace
+}  // namespace tovanel::chat
