@@ -12,6 +12,20 @@
 namespace tovanel::chat::store::test {
 namespace {
 
+// A file as the first version of the store left it, with one message in it.
+void writeFirstVersion(const fs::path& path) {
+  RawDatabase raw(path);
+  raw.execute(detail::schemaSteps()[0]);
+  raw.execute("PRAGMA user_version = 1");
+  raw.execute(
+      "INSERT INTO rooms (id) VALUES ('r1');"
+      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
+      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
+      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
+      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
+      "\"followingCount\":2}', NULL, 0, 0)");
+}
+
 using OpeningTest = StoreTest;
 
 // Write-ahead logged while open; closed, one file with a rollback journal, which readers that

@@ -1,6 +1,6 @@
-// What the store gives back: messages as they were stored, across sessions; observed lists
-// after each change and none after cancelling; deletions; dates the file cannot hold; and a row
-// that no longer decodes, replaced.
+// What the store gives back: messages of every kind as they were stored, across sessions; dates
+// the file cannot hold; observations that closing finishes; a row that no longer decodes,
+// replaced; and the lurker token kept for the transport.
 
 #include <gtest/gtest.h>
 
@@ -30,22 +30,6 @@ TEST_F(ReadingTest, messagesComeBackEqualAfterClosingAndOpeningAgain) {
   auto repository = open();
   EXPECT_EQ(wholeRoom(*repository, corpus.front().roomID), corpus);
   EXPECT_EQ(wholeRoom(*repository, "r1"), (Messages{bare, full}));
-}
-
-TEST_F(ReadingTest, aReceivedMessageReplacesTheOneWithItsMessageIDInWhateverRoom) {
-  auto repository = open();
-  std::vector<ReceiveCounts> counts{
-      waitFor(repository->receive(textMessage("m1", "r1", 100, "first"))),
-      waitFor(repository->receive(textMessage("m1", "r1", 100, "edited"))),
-      waitFor(repository->receive({textMessage("m2", "r1", 200, "moving"),
-                                   textMessage("m3", "r1", 300, "twice"),
-                                   textMessage("m3", "r1", 300, "twice, the later")})),
-      waitFor(repository->receive(textMessage("m2", "r2", 200, "moved")))};
-  EXPECT_EQ(wholeRoom(*repository, "r1"),
-            (Messages{textMessage("m1", "r1", 100, "edited"),
-                      textMessage("m3", "r1", 300, "twice, the later")}));
-  EXPECT_EQ(wholeRoom(*repository, "r2"), (Messages{textMessage("m2", "r2", 200, "moved")}));
-  EXPECT_EQ(counts, (std::vector<ReceiveCounts>{{1, 0}, {0, 1}, {2, 1}, {0, 1}}));
 }
 
 // ---- dates the file cannot hold ----
@@ -113,29 +97,6 @@ TEST_F(ReadingTest, extremeDatesComeBackAsTheyWere) {
   }
 }
 
-// ---- observing ----
-
-TEST_F(ReadingTest, anObserverGetsTheListOnSubscribingThenOneListPerChangeUntilCancelled) {
-  auto repository = open();
-  waitFor(repository->receive(textMessage("m1", "r1", 100, "before")));
-  Recorder<Messages> kept;
-  Recorder<Messages> cancelled;
-  const auto keptSubscription = kept.subscribeTo(repository->observeChatMessages("r1"));
-  auto subscription = cancelled.subscribeTo(repository->observeChatMessages("r1"));
-  // One receive of two messages is one change.
-  waitFor(repository->receive(
-      {textMessage("m2", "r1", 200, "two"), textMessage("m3", "r1", 300, "three")}));
-  subscription.cancel();
-  // Another room's change is not this room's.
-  waitFor(repository->receive(textMessage("m9", "r2", 150, "elsewhere")));
-  waitFor(repository->deleteMessage("m1", "r1"));
-  drain(*repository);
-  std::vector<std::string> lists;
-  for (const Messages& list : kept.values()) lists.push_back(idsIn(list));
-  EXPECT_EQ(joined(lists, " | "), "m1 | m1 m2 m3 | m2 m3");
-  EXPECT_EQ(cancelled.values().size(), 2u);  // the first list and one change
-}
-
 TEST_F(ReadingTest, closingTheRepositoryFinishesObservations) {
   auto repository = open();
   Recorder<Messages> recorder;
@@ -152,32 +113,26 @@ TEST_F(ReadingTest, closingTheRepositoryFinishesObservations) {
             "closed (lasting)");
 }
 
-// ---- deleting ----
-
-TEST_F(ReadingTest, aDeletionIsCommittedWhenItsFutureCompletesAndNeedsTheMessageInTheRoom) {
-  {
-    auto repository = open();
-    waitFor(repository->receive(
-        {textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1", 200, "two")}));
-    waitFor(repository->deleteMessage("m1", "r1"));
-    // Another connection to the file sees it at once.
-    EXPECT_EQ(RawDatabase(file()).integer("SELECT count(*) FROM messages WHERE message_id = 'm1'"),
-              0);
-    // One never stored, and one stored in another room.
-    EXPECT_EQ(outcome([&] { waitFor(repository->deleteMessage("m7", "r1")); }),
-              "unknownMessage: no message \"m7\" in room \"r1\"");
-    EXPECT_EQ(outcome([&] { waitFor(repository->deleteMessage("m2", "r2")); }),
-              "unknownMessage: no message \"m2\" in room \"r2\"");
-  }
-  EXPECT_EQ(idsIn(wholeRoom(*open(), "r1")), "m2");
-}
-
 TEST_F(ReadingTest, aReplacedCorruptRowIsReadAgain) {
   waitFor(open()->receive(textMessage("m1", "r1", 100, "one")));
   RawDatabase(file()).execute("UPDATE messages SET body = 'garbage'");
   auto repository = open();
   waitFor(repository->receive(textMessage("m1", "r1", 100, "one again")));
   EXPECT_EQ(wholeRoom(*repository, "r1"), (Messages{textMessage("m1", "r1", 100, "one again")}));
+}
+
+TEST_F(StoreTest, theLastLurkerTokenOfARoomIsKeptForTheTransport) {
+  auto repository = open();
+  const auto page = [&](const char* room, std::optional<std::string> token) {
+    waitFor(repository->retrieveChatMessages(room, std::nullopt, std::move(token), 10));
+  };
+  page("r1", "token-1");
+  page("r1", std::nullopt);  // a page without a token keeps the last one
+  page("r2", "token-a");
+  page("r2", "token-b");
+  EXPECT_EQ(waitFor(repository->lurkerToken("r1")), std::optional<std::string>("token-1"));
+  EXPECT_EQ(waitFor(repository->lurkerToken("r2")), std::optional<std::string>("token-b"));
+  EXPECT_EQ(waitFor(repository->lurkerToken("r3")), std::nullopt);
 }
 
 }  // namespace
