@@ -1,5 +1,6 @@
-// The store against what the world does to it: other processes at the same file, files and
-// folders it may not write, a full or failing disk, and rows edited behind its back. Each row
+// The store against what the world does to it: files of other versions and other applications,
+// other processes at the same file, files and folders it may not write, a full or failing disk,
+// and rows edited behind its back. Each row
 // of the table plays one fault and tells what was seen, as one text.
 
 #include <fcntl.h>
@@ -8,9 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <set>
 
 #include "FaultyDisk.hpp"
+#include "Schema.hpp"
 #include "StoreTesting.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -52,6 +55,20 @@ const Messages kThree{textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1
                       textMessage("m3", "r1", 300, "three")};
 
 void storeThree(const fs::path& file) { waitFor(openStore(file)->receive(kThree)); }
+
+// A file as the first version of the store left it, with one message in it.
+void writeFirstVersion(const fs::path& path) {
+  RawDatabase raw(path);
+  raw.execute(detail::schemaSteps()[0]);
+  raw.execute("PRAGMA user_version = 1");
+  raw.execute(
+      "INSERT INTO rooms (id) VALUES ('r1');"
+      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
+      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
+      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
+      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
+      "\"followingCount\":2}', NULL, 0, 0)");
+}
 
 /// "read m1 m2; unreadable m3 at body: typeMismatch" from a read and its report.
 std::string described(const Messages& read, const std::vector<UnreadableRow>& report) {
@@ -97,6 +114,34 @@ std::string inChildProcess(const std::function<std::string()>& scene,
     return "the child ended with status " + std::to_string(status) + " after: " + seen;
   }
   return seen;
+}
+
+// ---- files of other versions and other applications ----
+
+/// An open for writing, or a read-only one, of the file as `prepare` leaves it: what it threw,
+/// what the folder holds after, and whether the file changed.
+Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
+  return [=](const fs::path& file) {
+    prepare(file);
+    const auto contents = [&] { return fs::exists(file) ? chat::test::slurp(file) : ""; };
+    const std::string before = contents();
+    const std::string seen = outcome(
+        [&] { readOnly ? SqliteChatMessageRepository::openReadOnly(file) : openStore(file); },
+        file.parent_path());
+    return seen + "; the folder holds " + listing(file.parent_path()) +
+           (contents() == before ? "" : "; the file changed");
+  };
+}
+
+// The upgrade keeps the messages, and its column works.
+std::string upgrading(const fs::path& file) {
+  writeFirstVersion(file);
+  auto repository = openStore(file);
+  const Messages room = waitFor(repository->retrieveChatMessages("r1", std::nullopt, "token", 10));
+  const auto token = waitFor(repository->lurkerToken("r1"));
+  repository.reset();
+  return "reads " + idsIn(room) + ": " + textOf(room.at(0)) + "; keeps " + token.value_or("none") +
+         "; at version " + std::to_string(RawDatabase(file).integer("PRAGMA user_version"));
 }
 
 // ---- other processes ----
@@ -212,11 +257,14 @@ std::string readOnlyLeftLogged(const fs::path& file) {
   });
 }
 
-// A read-only open of a store with a send still waiting: writes are refused, the send keeps its
-// status, and closing leaves the file as it was, with nothing beside it.
+// A read-only open of a store with a send still waiting when it closed: writes are refused, the
+// send keeps its status, and closing leaves the file as it was, with nothing beside it. The next
+// open for writing fails the send, and the first session's transport answering late changes
+// nothing any more.
 std::string readOnlyOpen(const fs::path& file) {
+  ManualTransport first;
   {
-    auto repository = openStore(file);
+    auto repository = SqliteChatMessageRepository::open(file, kMe, first.transport());
     waitFor(repository->receive(kThree));
     repository->send(NewChatMessage("r1", TextBody("waiting", std::nullopt)));
     drain(*repository);
@@ -243,16 +291,38 @@ std::string readOnlyOpen(const fs::path& file) {
   repository.reset();
   seen.push_back(std::string(chat::test::slurp(file) == before ? "unchanged" : "changed") +
                  ", the folder holds " + listing(folder));
+  repository = openStore(file);
+  first.settle(0, "srv-late");
+  drain(*repository);
+  const ChatMessage send = wholeRoom(*repository, "r1").back();
+  seen.push_back("then for writing: " + textOf(send) +
+                 (send.sentStatus == MessageSentStatus::failed ? " failed" : " not failed") +
+                 (send.messageID == send.clientID ? "" : ", renamed"));
   return joined(seen, "\n");
 }
 
 // ---- closing ----
 
-// Closed alone, the store leaves one file. Closed while another process reads a new file, which
-// keeps the log from being removed, it still leaves what was committed in the file.
+// A new file is logged ahead while open; closed alone, it is one file with a rollback journal,
+// which readers that cannot create files beside it can open, at the current version and marked
+// as the store's. Closed while another process reads a new file, which keeps the log from being
+// removed, the store still leaves what was committed in the file.
 std::string closing(const fs::path& file) {
-  storeThree(file);
-  const std::string left = listing(file.parent_path());
+  const auto logged = [&] {
+    return RawDatabase(file).integer(
+        "SELECT count(*) FROM pragma_journal_mode WHERE journal_mode = 'wal'");
+  };
+  auto store = openStore(file);
+  waitFor(store->receive(kThree));
+  const auto whileOpen = logged();
+  store.reset();
+  RawDatabase raw(file);
+  std::string seen =
+      "logged ahead " + std::to_string(whileOpen) + ", then " + std::to_string(logged()) +
+      "; version " + std::to_string(raw.integer("PRAGMA user_version")) +
+      (raw.integer("PRAGMA application_id") == detail::kApplicationID ? ", marked as a store"
+                                                                      : ", not marked") +
+      "; the folder held " + listing(file.parent_path());
   const fs::path beside = file.parent_path() / "beside.db";
   auto repository = openStore(beside);
   RawDatabase reader(beside);
@@ -260,7 +330,7 @@ std::string closing(const fs::path& file) {
   waitFor(repository->receive(kThree));
   repository.reset();
   fs::copy_file(beside, file.parent_path() / "copy.db");
-  return "the folder held " + left + "; closed beside a reader, a copy of the file alone holds " +
+  return seen + "; closed beside a reader, a copy of the file alone holds " +
          std::to_string(
              RawDatabase(file.parent_path() / "copy.db").integer("SELECT count(*) FROM messages"));
 }
@@ -337,11 +407,60 @@ const char* const kReadOnlyOpen =
     "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
     "retrieveChatMessages with a lurker token writes to it\n"
     "read-only, observed 1 list, read m1 m2 m3 and waiting still sending\n"
-    "unchanged, the folder holds messages.db";
+    "unchanged, the folder holds messages.db\n"
+    "then for writing: waiting failed";
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, StoreFaultTest,
     ::testing::Values(
+        FaultCase{"newerSchema",
+                  opened(
+                      [](const fs::path& path) {
+                        writeFirstVersion(path);
+                        RawDatabase(path).execute("PRAGMA user_version = 99");
+                      },
+                      false),
+                  "schemaTooNew (lasting): DIR/messages.db: the message store has schema "
+                  "version 99, newer than this build reads (3); open it with a newer build; "
+                  "the folder holds messages.db"},
+        FaultCase{"anotherApplicationsTables",
+                  opened(
+                      [](const fs::path& path) {
+                        RawDatabase(path).execute("CREATE TABLE notes (text TEXT)");
+                      },
+                      false),
+                  "notAStore (lasting): DIR/messages.db: not a message store (a database of "
+                  "something else); the folder holds messages.db"},
+        FaultCase{
+            "anotherApplicationsVersionedFile",
+            opened(
+                [](const fs::path& path) {
+                  RawDatabase(path).execute(
+                      "CREATE TABLE notes (text TEXT); PRAGMA user_version = 1");
+                },
+                false),
+            "notAStore (lasting): DIR/messages.db: not a message store (another application's "
+            "database); the folder holds messages.db"},
+        FaultCase{
+            "notADatabase",
+            opened([](const fs::path& path) { std::ofstream(path) << std::string(4096, 'x'); },
+                   false),
+            "database (lasting): DIR/messages.db: file is not a database (while "
+            "opening); the folder holds messages.db"},
+        FaultCase{"aMissingFileReadOnly", opened([](const fs::path&) {}, true),
+                  "database (lasting): DIR/messages.db: cannot open: unable to open database "
+                  "file (No such file or directory); the folder holds nothing"},
+        FaultCase{"anEmptyFileReadOnly",
+                  opened([](const fs::path& path) { std::ofstream{path}; }, true),
+                  "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
+                  "which a read-only open does not make; open it once for writing; the folder "
+                  "holds messages.db"},
+        FaultCase{"anOlderSchemaReadOnly", opened(writeFirstVersion, true),
+                  "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
+                  "and needs an upgrade to version 3, which a read-only open does not make; "
+                  "open it once for writing; the folder holds messages.db"},
+        FaultCase{"aFileOfTheFirstVersion", upgrading,
+                  "reads m1: from version one; keeps token; at version 3"},
         FaultCase{"processesCreatingOneNewFileAtOnce", createTogetherAgainAndAgain,
                   "4 of 4 opened, 4 kept"},
         FaultCase{"anotherProcessWritingForLong", receiveWhileAnotherWrites,
@@ -362,10 +481,10 @@ INSTANTIATE_TEST_SUITE_P(
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
                   "read-only open cannot make here; open it once for writing"},
-        FaultCase{"aReadOnlyOpen", readOnlyOpen, kReadOnlyOpen},
+        FaultCase{"aReadOnlyOpenThenAWritableOne", readOnlyOpen, kReadOnlyOpen},
         FaultCase{"closing", closing,
-                  "the folder held messages.db; closed beside a reader, a copy of the file alone "
-                  "holds 3"},
+                  "logged ahead 1, then 0; version 3, marked as a store; the folder held "
+                  "messages.db; closed beside a reader, a copy of the file alone holds 3"},
         FaultCase{"aFullDisk",
                   [](const fs::path& file) {
                     return receiveUntilTheDiskFails(

@@ -121,8 +121,7 @@ class Recorder {
         },
         [this](std::exception_ptr error) {
           std::lock_guard lock(mutex_);
-          ended_ = true;
-          error_ = std::move(error);
+          end_ = std::move(error);
         });
   }
 
@@ -130,20 +129,16 @@ class Recorder {
     std::lock_guard lock(mutex_);
     return values_;
   }
-  bool ended() const {
+  /// How the stream ended (a null pointer for completion); empty while it goes on.
+  std::optional<std::exception_ptr> end() const {
     std::lock_guard lock(mutex_);
-    return ended_;
-  }
-  std::exception_ptr error() const {
-    std::lock_guard lock(mutex_);
-    return error_;
+    return end_;
   }
 
  private:
   mutable std::mutex mutex_;
   std::vector<T> values_;
-  bool ended_ = false;
-  std::exception_ptr error_;
+  std::optional<std::exception_ptr> end_;
 };
 
 /// Returns once every piece of work queued on the store before the call has run, deliveries
