@@ -133,6 +133,19 @@ Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
   };
 }
 
+void nothing(const fs::path&) {}
+void emptyFile(const fs::path& file) { std::ofstream{file}; }
+void textFile(const fs::path& file) { std::ofstream(file) << std::string(4096, 'x'); }
+void notesTable(const fs::path& file) { RawDatabase(file).execute("CREATE TABLE notes (x)"); }
+void versionedNotes(const fs::path& file) {
+  notesTable(file);
+  RawDatabase(file).execute("PRAGMA user_version = 1");
+}
+void newerVersion(const fs::path& file) {
+  writeFirstVersion(file);
+  RawDatabase(file).execute("PRAGMA user_version = 99");
+}
+
 // The upgrade keeps the messages, and its column works.
 std::string upgrading(const fs::path& file) {
   writeFirstVersion(file);
@@ -413,45 +426,23 @@ const char* const kReadOnlyOpen =
 INSTANTIATE_TEST_SUITE_P(
     Faults, StoreFaultTest,
     ::testing::Values(
-        FaultCase{"newerSchema",
-                  opened(
-                      [](const fs::path& path) {
-                        writeFirstVersion(path);
-                        RawDatabase(path).execute("PRAGMA user_version = 99");
-                      },
-                      false),
+        FaultCase{"newerSchema", opened(newerVersion, false),
                   "schemaTooNew (lasting): DIR/messages.db: the message store has schema "
                   "version 99, newer than this build reads (3); open it with a newer build; "
                   "the folder holds messages.db"},
-        FaultCase{"anotherApplicationsTables",
-                  opened(
-                      [](const fs::path& path) {
-                        RawDatabase(path).execute("CREATE TABLE notes (text TEXT)");
-                      },
-                      false),
+        FaultCase{"anotherApplicationsTables", opened(notesTable, false),
                   "notAStore (lasting): DIR/messages.db: not a message store (a database of "
                   "something else); the folder holds messages.db"},
-        FaultCase{
-            "anotherApplicationsVersionedFile",
-            opened(
-                [](const fs::path& path) {
-                  RawDatabase(path).execute(
-                      "CREATE TABLE notes (text TEXT); PRAGMA user_version = 1");
-                },
-                false),
-            "notAStore (lasting): DIR/messages.db: not a message store (another application's "
-            "database); the folder holds messages.db"},
-        FaultCase{
-            "notADatabase",
-            opened([](const fs::path& path) { std::ofstream(path) << std::string(4096, 'x'); },
-                   false),
-            "database (lasting): DIR/messages.db: file is not a database (while "
-            "opening); the folder holds messages.db"},
-        FaultCase{"aMissingFileReadOnly", opened([](const fs::path&) {}, true),
+        FaultCase{"anotherApplicationsVersionedFile", opened(versionedNotes, false),
+                  "notAStore (lasting): DIR/messages.db: not a message store (another "
+                  "application's database); the folder holds messages.db"},
+        FaultCase{"notADatabase", opened(textFile, false),
+                  "database (lasting): DIR/messages.db: file is not a database (while "
+                  "opening); the folder holds messages.db"},
+        FaultCase{"aMissingFileReadOnly", opened(nothing, true),
                   "database (lasting): DIR/messages.db: cannot open: unable to open database "
                   "file (No such file or directory); the folder holds nothing"},
-        FaultCase{"anEmptyFileReadOnly",
-                  opened([](const fs::path& path) { std::ofstream{path}; }, true),
+        FaultCase{"anEmptyFileReadOnly", opened(emptyFile, true),
                   "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
                   "which a read-only open does not make; open it once for writing; the folder "
                   "holds messages.db"},
