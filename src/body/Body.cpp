@@ -7,8 +7,9 @@
 #include <memory>
 
 #include "body/DiagnosticLine.hpp"
-#include "tovanel/chat.hpp"  // every payload record of BodyPayloads
 #include "tovanel/chat/coding/Codec.hpp"
+#include "tovanel/chat/body/BodyTypeBox.hpp"
+#include "tovanel/chat/body/info/InfoBody.hpp"
 #include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat {

@@ -4,8 +4,9 @@
 // that copies share (the counts are thread-safe); the four payload-less kinds (action, app,
 // event, hint) and vimeo allocate nothing.
 //
-// The payload records live in body/content/ and body/info/; include the headers of those you
-// read, or <tovanel/chat.hpp> for all of them.
+// This header brings every payload record with it through the list of kinds in BodyType.hpp, but
+// one: InfoBody, the info kind's, which holds events that may hold a Body, so it comes with
+// InfoBody.hpp (or <tovanel/chat.hpp>).
 
 #include <array>
 #include <atomic>

@@ -2,6 +2,12 @@
 // The fifteen kinds of message body, and the payload records of the kinds that have one. A body's
 // JSON does not name its kind: the enclosing record carries it beside the body (see
 // BodyTypeBox.hpp for how it reaches the body's decoding).
+//
+// This file is the one list of body kinds: a new kind is its enumerator, its raw value, its record's
+// declaration and list entry here, and its record's header included at the end; nothing else
+// names the kinds. The info kind's record is the one exception: InfoBody holds every event record
+// by value, and an event may hold a Body, so InfoBody.hpp is included by those who need it (the
+// event kinds have their own list, in InfoType.hpp).
 
 #include <array>
 #include <cstdint>
@@ -62,3 +68,16 @@ using BodyPayloads =
              URLBody, VideoBody, EmptyRecord<BodyType::vimeo>, YoutubeBody>;
 
 }  // namespace tovanel::chat
+
+// The payload records themselves, after the list: each of their headers includes this one for
+// its kind, so they come last, and any header that includes BodyType.hpp sees them all.
+#include "tovanel/chat/body/EmptyBody.hpp"
+#include "tovanel/chat/body/content/HLSBody.hpp"
+#include "tovanel/chat/body/content/ImagesBody.hpp"
+#include "tovanel/chat/body/content/LocationBody.hpp"
+#include "tovanel/chat/body/content/SoundCloudBody.hpp"
+#include "tovanel/chat/body/content/TextBody.hpp"
+#include "tovanel/chat/body/content/TwitchBody.hpp"
+#include "tovanel/chat/body/content/URLBody.hpp"
+#include "tovanel/chat/body/content/VideoBody.hpp"
+#include "tovanel/chat/body/content/YoutubeBody.hpp"

@@ -15,18 +15,6 @@
 #include "tovanel/chat/base/TypeList.hpp"
 #include "tovanel/chat/body/BodyType.hpp"
 #include "tovanel/chat/body/info/InfoType.hpp"
-#include "tovanel/chat/body/info/KindOnlyInfoBody.hpp"
-#include "tovanel/chat/body/info/MembershipInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomAccessibilityInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomCallSummaryInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomCreatedInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomHistoryClearedInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomRequestCreatedInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomTagsInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomTitleInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomTopicInfoBody.hpp"
-#include "tovanel/chat/body/info/RoomVisibilityInfoBody.hpp"
-#include "tovanel/chat/body/info/UserPresentInfoBody.hpp"
 #include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
@@ -34,15 +22,6 @@ namespace tovanel::chat {
 namespace coding::direct {
 class Cursor;
 }  // namespace coding::direct
-
-/// The event records, in any order; each names its kind as `T::kind`, and every kind has one.
-/// InfoBody's cases and dispatch are generated from this list.
-using InfoRecords =
-    TypeList<AddedInfoBody, BannedInfoBody, InvitedInfoBody, JoinedInfoBody, MessageDeletedInfoBody,
-             RoomAccessibilityInfoBody, RoomCallSummaryInfoBody, RoomCreatedInfoBody,
-             RoomHistoryClearedInfoBody, RoomRequestInfoBody, RoomRequestAcceptedInfoBody,
-             RoomRequestCreatedInfoBody, RoomTagsInfoBody, RoomTitleInfoBody, RoomTopicInfoBody,
-             RoomVisibilityInfoBody, UserPresentInfoBody>;
 
 namespace detail {
 /// True when each of `kindCount` kinds has a record in `List`.
