@@ -348,6 +348,21 @@ std::string closing(const fs::path& file) {
              RawDatabase(file.parent_path() / "copy.db").integer("SELECT count(*) FROM messages"));
 }
 
+// A table taken away behind the open store's back: a read fails with the database's error, and
+// so does an observation, at once.
+std::string tableTakenAway(const fs::path& file) {
+  auto repository = openStore(file);
+  waitFor(repository->receive(kThree));
+  RawDatabase(file).execute("ALTER TABLE messages RENAME TO gone");
+  Recorder<Messages> observed;
+  const auto subscription = observed.subscribeTo(repository->observeChatMessages("r1"));
+  const std::string read = outcome([&] { wholeRoom(*repository, "r1"); }, file.parent_path());
+  const auto end = observed.end();
+  return read + "\nobserving: " +
+         (end && *end ? outcome([&] { std::rethrow_exception(*end); }, file.parent_path())
+                      : "no failure");
+}
+
 // ---- a full or failing disk ----
 
 /// Receives batches of 100 until the disk fails one; then the disk heals and the failed batch
@@ -476,6 +491,10 @@ INSTANTIATE_TEST_SUITE_P(
         FaultCase{"closing", closing,
                   "logged ahead 1, then 0; version 3, marked as a store; the folder held "
                   "messages.db; closed beside a reader, a copy of the file alone holds 3"},
+        FaultCase{"aTableTakenAway", tableTakenAway,
+                  "database (lasting): DIR/messages.db: no such table: messages (while running a "
+                  "statement)\nobserving: database (lasting): DIR/messages.db: no such table: "
+                  "messages (while running a statement)"},
         FaultCase{"aFullDisk",
                   [](const fs::path& file) {
                     return receiveUntilTheDiskFails(

@@ -80,9 +80,12 @@ TEST_F(ReadingTest, closingTheRepositoryFinishesObservations) {
   auto repository = open();
   Recorder<Messages> recorder;
   const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1"));
+  Recorder<std::vector<UnreadableRow>> reports;
+  const auto reporting = reports.subscribeTo(repository->observeUnreadableRows());
   auto publisher = repository->observeChatMessages("r1");
   repository.reset();
   EXPECT_EQ(recorder.end(), std::optional<std::exception_ptr>(nullptr));
+  EXPECT_EQ(reports.end(), std::optional<std::exception_ptr>(nullptr));
   // A publisher subscribed to after the repository is gone fails at once.
   Recorder<Messages> late;
   const auto lateSubscription = late.subscribeTo(publisher);

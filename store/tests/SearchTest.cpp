@@ -237,6 +237,7 @@ INSTANTIATE_TEST_SUITE_P(
             refused("twoStars", "lisbon**", "a star must end a word or a quoted phrase"),
             refused("aStarAlone", "lisbon *", "a star must end a word or a quoted phrase"),
             refused("notUtf8", "lisb\xff", "it is not UTF-8 text"),
+            refused("anEncodedSurrogate", "lisb\xed\xa0\x80", "it is not UTF-8 text"),
             refused("tooManyWords", manyWords(65), "it has more than 64 words",
                     manyWords(11) + "lis…"),
             refused("aLongQueryQuotedUpToACharacter", std::string(79, 'a') + "é\"",
