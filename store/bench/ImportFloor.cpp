@@ -2,8 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
+#include <unordered_map>
 
 namespace tovanel::chat::store::bench {
 
@@ -76,24 +78,61 @@ std::optional<double> optionalReal(sqlite3_stmt* row, int column) {
 
 }  // namespace
 
-std::vector<FloorRow> readFloorRows(const std::filesystem::path& store) {
+FloorRows readFloorRows(const std::filesystem::path& store) {
   Connection db(store);
-  Statement select(db.get(),
-                   "SELECT message_id, room_id, client_id, type, body_kind, event_kind, body, "
-                   "created_at, updated_at, author, view_count, sent_status FROM messages "
-                   "ORDER BY rowid");
-  std::vector<FloorRow> rows;
-  while (sqlite3_step(select.get()) == SQLITE_ROW) {
-    sqlite3_stmt* row = select.get();
-    const auto text = [&](int column) { return *optionalText(row, column); };
-    std::optional<long long> viewCount;
-    if (sqlite3_column_type(row, 10) != SQLITE_NULL) viewCount = sqlite3_column_int64(row, 10);
-    rows.push_back(FloorRow{text(0), text(1), optionalText(row, 2), text(3), text(4),
-                            optionalText(row, 5), text(6), optionalReal(row, 7),
-                            optionalReal(row, 8), text(9), viewCount,
-                            sqlite3_column_int64(row, 11)});
+  FloorRows read;
+  {
+    Statement select(db.get(),
+                     "SELECT m.message_id, m.room_id, m.client_id, m.type, m.body_kind, "
+                     "m.event_kind, m.body, m.created_at, m.updated_at, m.author, m.view_count, "
+                     "m.sent_status, m.search_key, s.room, s.author, s.content "
+                     "FROM messages AS m LEFT JOIN message_search AS s ON s.rowid = m.search_key "
+                     "ORDER BY m.rowid");
+    while (sqlite3_step(select.get()) == SQLITE_ROW) {
+      sqlite3_stmt* row = select.get();
+      const auto text = [&](int column) { return *optionalText(row, column); };
+      const auto integer = [&](int column) -> std::optional<long long> {
+        if (sqlite3_column_type(row, column) == SQLITE_NULL) return std::nullopt;
+        return sqlite3_column_int64(row, column);
+      };
+      std::optional<FloorEntry> entry;
+      if (sqlite3_column_type(row, 13) != SQLITE_NULL)
+        entry = FloorEntry{text(13), text(14), text(15)};
+      read.rows.push_back(FloorRow{text(0), text(1), optionalText(row, 2), text(3), text(4),
+                                   optionalText(row, 5), text(6), optionalReal(row, 7),
+                                   optionalReal(row, 8), text(9), integer(10),
+                                   sqlite3_column_int64(row, 11), integer(12), std::move(entry)});
+    }
   }
-  return rows;
+  // The dictionary, each word placed with the first row whose entry holds it: FTS5's own list of
+  // the words of the author and content columns, by entry, gives that row.
+  std::unordered_map<std::int64_t, std::size_t> rowOfKey;
+  for (std::size_t i = 0; i < read.rows.size(); ++i) {
+    if (read.rows[i].searchKey) rowOfKey.emplace(*read.rows[i].searchKey, i);
+  }
+  check(db.get(), sqlite3_exec(db.get(),
+                               "CREATE VIRTUAL TABLE temp.floor_words USING "
+                               "fts5vocab(main, message_search, instance)",
+                               nullptr, nullptr, nullptr));
+  std::unordered_map<std::string, std::size_t> firstRow;
+  {
+    Statement instances(db.get(), "SELECT term, doc FROM temp.floor_words WHERE col <> 'room'");
+    while (sqlite3_step(instances.get()) == SQLITE_ROW) {
+      const auto found = rowOfKey.find(sqlite3_column_int64(instances.get(), 1));
+      if (found == rowOfKey.end()) continue;
+      const auto [at, added] = firstRow.emplace(*optionalText(instances.get(), 0), found->second);
+      if (!added) at->second = std::min(at->second, found->second);
+    }
+  }
+  Statement terms(db.get(), "SELECT term FROM search_terms");
+  while (sqlite3_step(terms.get()) == SQLITE_ROW) {
+    std::string word = *optionalText(terms.get(), 0);
+    const auto found = firstRow.find(word);
+    read.words.push_back(FloorWord{found == firstRow.end() ? 0 : found->second, std::move(word)});
+  }
+  std::stable_sort(read.words.begin(), read.words.end(),
+                   [](const FloorWord& a, const FloorWord& b) { return a.firstRow < b.firstRow; });
+  return read;
 }
 
 FloorImport::FloorImport(const std::filesystem::path& file) {
@@ -109,7 +148,8 @@ FloorImport::FloorImport(const std::filesystem::path& file) {
 
 FloorImport::~FloorImport() { sqlite3_close(db_); }
 
-void FloorImport::write(const std::vector<FloorRow>& rows, std::size_t batch) {
+void FloorImport::write(const FloorRows& floor, std::size_t batch, bool indexed) {
+  const std::vector<FloorRow>& rows = floor.rows;
   const auto execute = [&](const char* sql) {
     check(db_, sqlite3_exec(db_, sql, nullptr, nullptr, nullptr));
   };
@@ -124,10 +164,18 @@ void FloorImport::write(const std::vector<FloorRow>& rows, std::size_t batch) {
     }
     execute("COMMIT");
   }
-  Statement insert(db_,
-                   "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, "
-                   "event_kind, body, created_at, updated_at, author, view_count, sent_status) "
-                   "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)");
+  Statement insert(db_, indexed ? "INSERT INTO messages (message_id, room_id, client_id, type, "
+                                  "body_kind, event_kind, body, created_at, updated_at, author, "
+                                  "view_count, sent_status, search_key) "
+                                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13)"
+                                : "INSERT INTO messages (message_id, room_id, client_id, type, "
+                                  "body_kind, event_kind, body, created_at, updated_at, author, "
+                                  "view_count, sent_status) "
+                                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)");
+  Statement addWord(db_, "INSERT INTO search_terms (term) VALUES (?1)");
+  Statement addEntry(db_,
+                     "INSERT INTO message_search (rowid, room, author, content) "
+                     "VALUES (?1, ?2, ?3, ?4)");
   const auto text = [&](int index, const std::string& value) { insert.text(index, value); };
   const auto real = [&](int index, double value) {
     sqlite3_bind_double(insert.get(), index, value);
@@ -135,9 +183,13 @@ void FloorImport::write(const std::vector<FloorRow>& rows, std::size_t batch) {
   const auto integer = [&](int index, long long value) {
     sqlite3_bind_int64(insert.get(), index, value);
   };
+  std::size_t word = 0;
+  std::vector<const FloorRow*> entries;
   for (std::size_t start = 0; start < rows.size(); start += batch) {
+    const std::size_t end = std::min(rows.size(), start + batch);
     execute("BEGIN IMMEDIATE");
-    for (std::size_t i = start; i < rows.size() && i < start + batch; ++i) {
+    entries.clear();
+    for (std::size_t i = start; i < end; ++i) {
       const FloorRow& row = rows[i];
       text(1, row.messageID);
       text(2, row.roomID);
@@ -151,10 +203,35 @@ void FloorImport::write(const std::vector<FloorRow>& rows, std::size_t batch) {
       text(10, row.author);
       insert.optional(11, row.viewCount, integer);
       integer(12, row.sentStatus);
+      if (indexed) {
+        insert.optional(13, row.searchKey, integer);
+        if (row.entry) entries.push_back(&row);
+      }
       insert.run();
+    }
+    if (indexed) {
+      for (; word < floor.words.size() && floor.words[word].firstRow < end; ++word) {
+        addWord.text(1, floor.words[word].word);
+        addWord.run();
+      }
+      std::sort(entries.begin(), entries.end(),
+                [](const FloorRow* a, const FloorRow* b) { return *a->searchKey < *b->searchKey; });
+      for (const FloorRow* row : entries) {
+        sqlite3_bind_int64(addEntry.get(), 1, *row->searchKey);
+        addEntry.text(2, row->entry->room);
+        addEntry.text(3, row->entry->author);
+        addEntry.text(4, row->entry->content);
+        addEntry.run();
+      }
     }
     execute("COMMIT");
   }
+}
+
+std::int64_t FloorImport::count(const std::string& table) {
+  Statement rows(db_, ("SELECT count(*) FROM " + table).c_str());
+  check(db_, sqlite3_step(rows.get()));
+  return sqlite3_column_int64(rows.get(), 0);
 }
 
 }  // namespace tovanel::chat::store::bench
