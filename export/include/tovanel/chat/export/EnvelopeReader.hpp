@@ -51,7 +51,8 @@ class TOVANEL_CHAT_EXPORT_API EnvelopeReader {
   /// does. Returns false at the end of the input. Otherwise `result` describes the envelope as
   /// next() would, except that `result.message` stays empty: the decoded message is `message`
   /// when `result.failure` is null (else `message` is valid but unspecified), and
-  /// `result.messageId` is set for a failure only. Throws what next() throws.
+  /// `result.messageId` names a failure only ("?" for a message, which holds its own). Throws what
+  /// next() throws.
   bool nextInto(ChatMessage& message, EnvelopeResult& result);
 
  private:
