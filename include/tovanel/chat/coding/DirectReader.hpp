@@ -406,8 +406,8 @@ bool readObject(Cursor& cursor, R& out) {
   // One reader per entry, chosen by the entry's index.
   using EntryReader = bool (*)(Cursor&, R&);
   static constexpr auto readers = []<std::size_t... I>(std::index_sequence<I...>) {
-    return std::array<EntryReader, size>{+[](Cursor& cursor, R& out) {
-      return detail::readEntry(cursor, out, std::get<I>(table));
+    return std::array<EntryReader, size>{+[](Cursor& at, R& record) {
+      return detail::readEntry(at, record, std::get<I>(table));
     }...};
   }
   (std::make_index_sequence<size>{});
