@@ -87,6 +87,18 @@ void BM_DecodeReused(benchmark::State& state) {
   reportRates(state, input.text.size(), input.lines.size());
 }
 
+// What the check command does, in memory: blocks read, each envelope decoded into one message.
+void BM_CheckReader(benchmark::State& state) {
+  const Corpus& input = corpus(roomMix());
+  for (auto _ : state) {
+    if (checkPass(input) != input.lines.size()) {
+      state.SkipWithError("an envelope of the corpus did not decode");
+      return;
+    }
+  }
+  reportRates(state, input.text.size(), input.lines.size());
+}
+
 void BM_DecodePeer(benchmark::State& state) {
   decodeIntoHistory<peer::Envelope>(state, &peerDecodePass);
 }
@@ -152,6 +164,7 @@ BENCHMARK(BM_DecodeFloor)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_DecodeOurs, direct, true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_DecodeOurs, parserOnly, false)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DecodeReused)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CheckReader)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DecodePeer)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EncodeOurs)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EncodePeer)->Unit(benchmark::kMillisecond);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "tovanel/chat/export/Envelope.hpp"
+#include "tovanel/chat/export/EnvelopeReader.hpp"
 
 namespace tovanel::chat::bench {
 
@@ -30,6 +31,16 @@ std::int64_t reusePass(JSONDecoder& decoder, const Corpus& corpus) {
     views += message.viewCount.value_or(0);
   }
   return views;
+}
+
+std::size_t checkPass(const Corpus& corpus) {
+  auto input = exports::Input::fromText(corpus.text);
+  exports::EnvelopeReader reader(input);
+  ChatMessage message = exports::emptyMessage();
+  exports::EnvelopeResult result;
+  std::size_t decoded = 0;
+  while (reader.nextInto(message, result)) decoded += result.failure ? 0 : 1;
+  return decoded;
 }
 
 std::size_t directlyRead(const JSONDecoder& decoder, const Corpus& corpus) {

@@ -29,6 +29,10 @@ void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMess
 /// message does; returns the sum of the messages' view counts, so that no read can be skipped.
 std::int64_t reusePass(JSONDecoder& decoder, const Corpus& corpus);
 
+/// What `tovanel-chat check` does, in memory: the corpus read as an export in blocks
+/// (EnvelopeReader), each envelope decoded into one reused message; returns how many decoded.
+std::size_t checkPass(const Corpus& corpus);
+
 /// How many envelopes of the corpus the direct reader accepts.
 std::size_t directlyRead(const JSONDecoder& decoder, const Corpus& corpus);
 

@@ -2,7 +2,8 @@
 // buffers before the measured pass, which runs inside `measuredPass` alone. Under callgrind:
 //   valgrind --tool=callgrind --toggle-collect='*measuredPass*' tovanel-chat-bench-profile ours
 // counts the instructions of that pass only. `ours` decodes as applications do (the direct reader
-// first), `parser` with the direct reader off, `reused` into one reused message.
+// first), `parser` with the direct reader off, `reused` into one reused message, `check` as the
+// check command reads an export (in memory).
 
 #include <cstdint>
 #include <cstdio>
@@ -59,13 +60,18 @@ int run(const std::string& what) {
     std::int64_t views = 0;
     warmThenMeasure([&] { views += reusePass(decoder, input); }, nothing);
     std::printf("views %lld\n", static_cast<long long>(views));
+  } else if (what == "check") {
+    std::size_t decoded = 0;
+    warmThenMeasure([&] { decoded += checkPass(input); }, nothing);
+    std::printf("decoded %zu\n", decoded);
   } else if (what == "peer") {
     std::vector<peer::Envelope> history;
     history.reserve(input.lines.size());
     warmThenMeasure([&] { peerDecodePass(input, history); }, [&] { history.clear(); });
   } else {
-    std::fprintf(stderr,
-                 "usage: tovanel-chat-bench-profile floor|ours|parser|reused|peer|encode|hash\n");
+    std::fprintf(
+        stderr,
+        "usage: tovanel-chat-bench-profile floor|ours|parser|reused|check|peer|encode|hash\n");
     return 2;
   }
   std::printf("%s: one measured pass over %zu messages (%zu bytes)\n", what.c_str(),

@@ -81,8 +81,9 @@ bool readEnvelopeDirectly(const JSONDecoder& decoder, std::string_view text, Cha
 
 ChatMessage emptyMessage() {
   return ChatMessage(Body::action(), std::nullopt, std::nullopt, {}, {}, BodyType::action,
-                     std::nullopt, coding::direct::Records::make<ChatMessageUser>(), std::nullopt,
-                     MessageSentStatus::sent);
+                     std::nullopt,
+                     ChatMessageUser({}, std::nullopt, {}, {}, std::nullopt, std::nullopt, 0, 0),
+                     std::nullopt, MessageSentStatus::sent);
 }
 
 ChatMessage decodeEnvelopeFrom(JSONDecoder& decoder, std::string_view text) {

@@ -25,32 +25,38 @@ EnvelopeReader::EnvelopeReader(Input& input, ReadingOptions options)
 }
 
 std::optional<EnvelopeResult> EnvelopeReader::next() {
-  const auto item = reader_.next();
-  if (!item) return std::nullopt;
+  ChatMessage message = emptyMessage();
   EnvelopeResult result;
+  if (!nextInto(message, result)) return std::nullopt;
+  if (!result.failure) {
+    result.messageId = message.messageID;
+    result.message.emplace(std::move(message));
+  }
+  return result;
+}
+
+bool EnvelopeReader::nextInto(ChatMessage& message, EnvelopeResult& result) {
+  const auto item = reader_.next();
+  if (!item) return false;
   result.number = item->number;
   result.format = reader_.format();
   result.place = item->place;
+  result.messageId = "?";
+  result.message.reset();
+  result.failure = nullptr;
   if (item->oversized) {
     result.failure = std::make_exception_ptr(DecodingError(
         DecodingError::Kind::dataCorrupted, {},
         "the message is " + std::to_string(item->size) + " bytes long, more than the limit of " +
             std::to_string(reader_.options().maximumMessageSize) + " bytes"));
-    return result;
+    return true;
   }
-  if (decoder_.directReading) {
-    ChatMessage message = emptyMessage();
-    if (readEnvelopeDirectly(decoder_, item->text, message)) {
-      result.messageId = message.messageID;
-      result.message.emplace(std::move(message));
-      return result;
-    }
-  }
+  if (decoder_.directReading && readEnvelopeDirectly(decoder_, item->text, message)) return true;
   try {
-    decoder_.decode(item->text, [&](const Decoder& root) {
+    // The item's text is padded: the parser reads it where it lies.
+    decoder_.decode(PaddedText{item->text}, [&](const Decoder& root) {
       try {
-        result.message.emplace(decodeEnvelope(root));
-        result.messageId = result.message->messageID;
+        message = decodeEnvelope(root);
       } catch (const DecodingError&) {
         result.failure = std::current_exception();
         result.messageId = readableMessageId(root);
@@ -64,7 +70,7 @@ std::optional<EnvelopeResult> EnvelopeReader::next() {
     // The text is not JSON: it fails as a whole and is never partly read.
     result.failure = std::current_exception();
   }
-  return result;
+  return true;
 }
 
 void forEachEnvelope(Input& input, const std::function<void(const EnvelopeResult&)>& visit,

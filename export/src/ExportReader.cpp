@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/coding/JSONDecoder.hpp"
 
 namespace tovanel::chat::exports {
 
@@ -22,9 +23,15 @@ std::string describePlace(ExportFormat format, std::uint64_t place) {
 }
 
 ExportReader::ExportReader(Input& input, ReadingOptions options)
-    : input_(input), options_(options), block_(std::max(options.blockSize, kSmallestBlock)) {
+    : input_(input),
+      options_(options),
+      block_(std::max(options.blockSize, kSmallestBlock) + JSONDecoder::kTextPadding) {
   // Room for the byte that shows a message is too long.
   options_.maximumMessageSize = std::min(options_.maximumMessageSize, SIZE_MAX - 1);
+}
+
+std::size_t ExportReader::blockCapacity() const noexcept {
+  return block_.size() - JSONDecoder::kTextPadding;
 }
 
 ExportFormat ExportReader::format() {
@@ -37,7 +44,7 @@ bool ExportReader::fill() {
   if (ended_) return false;
   blockOffset_ += end_;
   at_ = end_ = 0;
-  end_ = input_.read(block_.data(), block_.size());
+  end_ = input_.read(block_.data(), blockCapacity());
   ended_ = end_ == 0;
   return !ended_;
 }
@@ -45,7 +52,7 @@ bool ExportReader::fill() {
 void ExportReader::begin() {
   // The first three bytes may arrive in several reads (a pipe); a mark needs them together.
   while (end_ < 3 && !ended_) {
-    const std::size_t got = input_.read(block_.data() + end_, block_.size() - end_);
+    const std::size_t got = input_.read(block_.data() + end_, blockCapacity() - end_);
     ended_ = got == 0;
     end_ += got;
   }
@@ -98,14 +105,16 @@ void ExportReader::keep(std::string_view part, bool& oversized) {
     std::string().swap(pending_);  // what the message took goes back
     return;
   }
-  if (needed > pending_.capacity()) {
+  // Room is kept for the padding that finishItem appends.
+  if (needed + JSONDecoder::kTextPadding > pending_.capacity()) {
     // A long message gets the whole limit at once (up to a size any machine can promise): its
     // pages are taken only as they are written, and growing never holds the message twice.
     constexpr std::size_t kGrowing = std::size_t{1} << 20;
     constexpr std::size_t kReservedAtOnce = std::size_t{256} << 20;
     const std::size_t doubled = std::max(2 * pending_.capacity(), needed);
-    pending_.reserve(doubled > kGrowing && most <= kReservedAtOnce ? most
-                                                                   : std::min(most, doubled));
+    pending_.reserve(
+        (doubled > kGrowing && most <= kReservedAtOnce ? most : std::min(most, doubled)) +
+        JSONDecoder::kTextPadding);
   }
   pending_.append(part);
 }
@@ -113,6 +122,13 @@ void ExportReader::keep(std::string_view part, bool& oversized) {
 std::optional<ExportItem> ExportReader::finishItem(std::uint64_t place, std::string_view text,
                                                    std::uint64_t size, bool oversized) {
   oversized = oversized || size > options_.maximumMessageSize;
+  if (!oversized && text.data() == pending_.data()) {
+    // A message gathered across blocks gets its padding here; one inside the block has the rest
+    // of the block and the padding after it.
+    pending_.resize(text.size());
+    pending_.append(JSONDecoder::kTextPadding, ' ');
+    text = std::string_view(pending_.data(), text.size());
+  }
   ExportItem item;
   item.number = ++number_;
   item.place = place;

@@ -34,7 +34,7 @@ struct BodyPayloadOps {
       return coding::direct::readValue(
           cursor, const_cast<Box*>(static_cast<const Box*>(out.header()))->value);
     }
-    auto box = std::make_unique<Box>(T::kind, coding::direct::Records::make<T>());
+    auto box = std::make_unique<Box>(T::kind, coding::Access::construct<T>());
     if (!coding::direct::readValue(cursor, box->value)) return false;
     out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
     return true;

@@ -5,6 +5,7 @@
 
 #include <simdjson.h>
 
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -173,7 +174,8 @@ Cursor::Cursor(const JSONDecoder& owner, std::string_view text) noexcept
     : owner_(owner),
       at_(text.data()),
       end_(text.data() + text.size()),
-      maximumDepth_(owner.maximumDepth) {
+      maximumDepth_(owner.maximumDepth),
+      vectorKeys_(scanner().scan != &scanScalar) {
   // Text the parser refuses for its size alone declines at once.
   if (text.size() > owner.maximumDocumentSize) end_ = at_;
 }
@@ -212,17 +214,44 @@ bool Cursor::next(char close, bool& more) noexcept {
   return true;
 }
 
-bool Cursor::key(std::string_view& out) noexcept {
+bool Cursor::key(std::string_view& out, std::uint64_t& prefix) noexcept {
   skipSpace();
   if (at_ == end_ || *at_ != '"') return false;
-  const char* start = ++at_;
-  bool nonAscii = false;
-  const char* stop = scanner().scan(at_, end_, nonAscii);
-  if (stop == end_ || *stop != '"') return false;
-  if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
-    return false;
+  const char* start = at_ + 1;
+  const char* stop = nullptr;
+#ifdef TOVANEL_DIRECT_X86
+  // Most keys are short and plain ASCII: one block of 16 bytes holds their closing quote.
+  if (vectorKeys_ && end_ - start >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start));
+    const __m128i controlMax = _mm_set1_epi8(0x1F);
+    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
+    const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
+                                                   _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))),
+                                      control);
+    // A byte above 0x7F stops the block too: such keys take the checking path below.
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits) | _mm_movemask_epi8(bytes));
+    if (mask != 0) {
+      const char* first = start + __builtin_ctz(mask);
+      if (*first == '"') stop = first;
+    }
   }
-  out = std::string_view(start, static_cast<std::size_t>(stop - start));
+#endif
+  if (stop == nullptr) {
+    bool nonAscii = false;
+    stop = scanner().scan(start, end_, nonAscii);
+    if (stop == end_ || *stop != '"') return false;
+    if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
+      return false;
+    }
+  }
+  const auto size = static_cast<std::size_t>(stop - start);
+  out = std::string_view(start, size);
+  if (std::endian::native == std::endian::little && end_ - start >= 8) {
+    std::memcpy(&prefix, start, sizeof prefix);
+    if (size < 8) prefix &= (std::uint64_t{1} << (8 * size)) - 1;
+  } else {
+    prefix = coding::detail::keyPrefix(out);
+  }
   at_ = stop + 1;
   skipSpace();
   if (at_ == end_ || *at_ != ':') return false;

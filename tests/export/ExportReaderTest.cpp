@@ -2,10 +2,12 @@
 // ends, texts beyond the limit, broken frames, failing reads; and what the writer writes reads
 // back as the same messages.
 
+#include <cstring>
 #include <sstream>
 #include <streambuf>
 
 #include "support/RecordTables.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
 #include "tovanel/chat/export/EnvelopeReader.hpp"
 #include "tovanel/chat/export/ExportWriter.hpp"
 
@@ -28,6 +30,11 @@ std::pair<std::vector<std::string>, std::string> split(const std::string& input,
   std::vector<std::string> items;
   try {
     while (const auto item = reader.next()) {
+      // The padding promised past the text, read (a sanitizer build sees a read beyond it).
+      std::string padding(JSONDecoder::kTextPadding, '\0');
+      if (!item->oversized) {
+        std::memcpy(padding.data(), item->text.data() + item->text.size(), padding.size());
+      }
       items.push_back(std::to_string(item->number) + "@" + std::to_string(item->place) +
                       (item->oversized ? " oversized " + std::to_string(item->size)
                                        : " " + std::string(item->text)));
@@ -181,11 +188,14 @@ TEST_P(Writing, WhatIsWrittenReadsBackAsTheSameMessages) {
   }
   const std::string text = out.str();
   auto written = Input::fromText(text);
-  EnvelopeReader again(written);
+  // In small blocks, so that messages are gathered across them, into one reused message.
+  EnvelopeReader again(written, {.blockSize = 16});
   std::vector<ChatMessage> read;
-  while (const auto result = again.next()) {
-    ASSERT_TRUE(result->message) << result->describePlace();
-    read.push_back(*result->message);
+  ChatMessage message = emptyMessage();
+  EnvelopeResult result;
+  while (again.nextInto(message, result)) {
+    ASSERT_FALSE(result.failure) << result.describePlace();
+    read.push_back(message);
   }
   EXPECT_EQ(read, messages);
 }

@@ -5,6 +5,7 @@
 #include "Errors.hpp"
 #include "Output.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
+#include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat::tool {
 
@@ -21,12 +22,15 @@ int runCheck(const std::string& file, const ReadingSettings& settings) {
   std::size_t total = 0;
   std::size_t failed = 0;
   std::exception_ptr broken;
+  // One message and one result, reused: nothing is built per envelope that decodes.
+  ChatMessage message = exports::emptyMessage();
+  exports::EnvelopeResult result;
   try {
-    while (const auto result = reader.next()) {
+    while (reader.nextInto(message, result)) {
       ++total;
-      if (result->failure) {
+      if (result.failure) {
         ++failed;
-        writeLine(stdout, envelopeFailureLine(*result));
+        writeLine(stdout, envelopeFailureLine(result));
       }
       progress.update(total);
     }

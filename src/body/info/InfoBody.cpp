@@ -15,20 +15,6 @@ namespace {
 
 using Records = InfoBody::Records;
 
-// The direct reader's: the record read in place when the event already holds that case.
-using ReadRecord = bool (*)(coding::direct::Cursor&, Records&);
-template <std::size_t I>
-bool readRecord(coding::direct::Cursor& cursor, Records& out) {
-  using T = std::variant_alternative_t<I, Records>;
-  if (out.index() != I) out.template emplace<I>(coding::direct::Records::make<T>());
-  return coding::direct::readValue(cursor, std::get<I>(out));
-}
-template <std::size_t... I>
-constexpr std::array<ReadRecord, sizeof...(I)> readers(std::index_sequence<I...>) {
-  return {&readRecord<I>...};
-}
-constexpr auto kReaders = readers(std::make_index_sequence<std::variant_size_v<Records>>{});
-
 constexpr std::string_view kRecordFailedLine = "[Body][InfoBody] Can't decode: ";
 
 }  // namespace
@@ -65,7 +51,17 @@ bool InfoBody::readDirect(coding::direct::Cursor& cursor, InfoBody& out) {
     return false;
   }
   cursor.rewind(start);
-  return kReaders[position(generic.type)](cursor, out.records_);
+  using ReadRecord = bool (*)(coding::direct::Cursor&, Records&);
+  // One reader per case: the record read in place when the event already holds that case.
+  static constexpr auto readers = []<std::size_t... I>(std::index_sequence<I...>) {
+    return std::array<ReadRecord, sizeof...(I)>{[](coding::direct::Cursor& at, Records& records) {
+      using T = std::variant_alternative_t<I, Records>;
+      if (records.index() != I) records.template emplace<I>(coding::Access::construct<T>());
+      return coding::direct::readValue(at, std::get<I>(records));
+    }...};
+  }
+  (std::make_index_sequence<std::variant_size_v<Records>>{});
+  return readers[position(generic.type)](cursor, out.records_);
 }
 
 InfoBody InfoBody::decode(const Decoder& decoder, InfoType kind) {

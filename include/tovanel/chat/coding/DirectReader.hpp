@@ -10,8 +10,10 @@
 // scalars. What it declines it may have written into the record in part.
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -50,7 +52,13 @@ class TOVANEL_CHAT_API Cursor {
   /// `[`, then true in `empty` when `]` follows at once.
   bool beginArray(bool& empty) noexcept { return begin('[', ']', empty); }
   /// A member's key and its colon. Keys with escapes decline.
-  bool key(std::string_view& out) noexcept;
+  bool key(std::string_view& out) noexcept {
+    std::uint64_t ignored = 0;
+    return key(out, ignored);
+  }
+  /// The same, with the key's first eight bytes as a little-endian word, zero past its end
+  /// (coding::detail::keyPrefix of the key).
+  bool key(std::string_view& out, std::uint64_t& prefix) noexcept;
   /// After a member: true in `more` for a comma, false for the closing brace.
   bool nextMember(bool& more) noexcept { return next('}', more); }
   /// After an element: true in `more` for a comma, false for the closing bracket.
@@ -105,6 +113,7 @@ class TOVANEL_CHAT_API Cursor {
   const char* end_;
   std::size_t depth_ = 0;
   std::size_t maximumDepth_;
+  bool vectorKeys_;  // keys are first scanned as one 16-byte block
   CodingUserInfoValue<BodyType>* box_ = nullptr;
   bool boxFound_ = false;
   bool handedKind_ = false;
@@ -136,21 +145,38 @@ constexpr Field<R, M, Presence::optional> defaultedKey(std::string_view key, M R
   return {key, member};
 }
 
-/// The private parts of records, as the direct reader needs them: their tables, and a record
-/// with every field unset to read into.
+template <class T>
+struct Reader;
+template <class T>
+std::optional<T> readNew(const JSONDecoder& owner, std::string_view text);
+namespace detail {
+template <class R, class Entry>
+bool readEntry(Cursor& cursor, R& record, const Entry& entry);
+}  // namespace detail
+
+/// The private parts of records, as the direct reader needs them: their tables, and (to the
+/// reader alone) a record with every field unset to read into.
 struct Records {
   template <class T>
   static constexpr auto fields() {
     return Access::fields<T>();
   }
   template <class T>
+  static constexpr bool hasTable() {
+    return Access::hasFields<T>();
+  }
+
+ private:
+  template <class T>
   static T make() {
     return Access::construct<T>();
   }
   template <class T>
-  static constexpr bool hasTable() {
-    return Access::hasFields<T>();
-  }
+  friend struct Reader;
+  template <class T>
+  friend std::optional<T> readNew(const JSONDecoder& owner, std::string_view text);
+  template <class R, class Entry>
+  friend bool detail::readEntry(Cursor& cursor, R& record, const Entry& entry);
 };
 
 template <class T>
@@ -222,23 +248,29 @@ struct Reader<std::vector<T>> {
 
 namespace detail {
 
-/// The keys of a table, matched against a member's key: its size, then its first eight bytes as
-/// one word, then the rest inline.
+/// The keys of a table, matched against a member's key: its first eight bytes as one word and
+/// its size, then, beyond eight bytes, its last eight as one word and the bytes between.
 template <std::size_t N>
 struct KeyMatcher {
   constexpr explicit KeyMatcher(const std::array<std::string_view, N>& list) noexcept : keys(list) {
-    for (std::size_t i = 0; i < N; ++i) prefixes[i] = coding::detail::keyPrefix(list[i]);
+    for (std::size_t i = 0; i < N; ++i) {
+      prefixes[i] = coding::detail::keyPrefix(list[i]);
+      if (list[i].size() > 8)
+        suffixes[i] = coding::detail::keyPrefix(list[i].substr(list[i].size() - 8));
+    }
   }
   std::array<std::string_view, N> keys;
   std::array<std::uint64_t, N> prefixes{};
+  std::array<std::uint64_t, N> suffixes{};  // the last eight bytes of keys longer than eight
 
-  // The entry of `key`, trying `hint` (where the previous key's successor is) first; N for none.
-  std::size_t find(std::string_view key, std::size_t hint) const noexcept {
-    const std::uint64_t prefix = wordOf(key);
+  // The entry of `key`, whose prefix is `prefix`, trying `hint` (where the previous key's
+  // successor is) first; N for none.
+  std::size_t find(std::string_view key, std::uint64_t prefix, std::size_t hint) const noexcept {
     for (std::size_t k = 0; k < N; ++k) {
       std::size_t i = hint + k;
       if (i >= N) i -= N;
-      if (prefixes[i] == prefix && keys[i].size() == key.size() && restEqual(keys[i], key)) {
+      if (prefixes[i] == prefix && keys[i].size() == key.size() &&
+          (key.size() <= 8 || restEqual(i, key))) {
         return i;
       }
     }
@@ -246,20 +278,27 @@ struct KeyMatcher {
   }
 
  private:
-  static std::uint64_t wordOf(std::string_view key) noexcept {
-    // Keys of a member were read from the text, whose bytes after the key (at least its closing
-    // quote) may be read; only the key's own bytes count.
-    std::uint64_t word = 0;
-    const std::size_t size = key.size() < 8 ? key.size() : 8;
-    for (std::size_t i = 0; i < size; ++i) {
-      word |= std::uint64_t{static_cast<unsigned char>(key[i])} << (8 * i);
+  // Of a key of entry i's size, beyond eight bytes, whose first eight bytes match.
+  bool restEqual(std::size_t i, std::string_view key) const noexcept {
+    std::uint64_t last = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(&last, key.data() + key.size() - 8, sizeof last);
+    } else {
+      last = coding::detail::keyPrefix(key.substr(key.size() - 8));
     }
-    return word;
-  }
-  static bool restEqual(std::string_view a, std::string_view b) noexcept {
-    for (std::size_t i = 8; i < a.size(); ++i) {
-      if (a[i] != b[i]) return false;
+    if (last != suffixes[i]) return false;
+      // Only keys beyond sixteen bytes have bytes between; GCC sees the loop reach past the shorter
+      // keys of the table, which the size test excludes.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Warray-bounds"
+#endif
+    for (std::size_t at = 8; at + 8 < key.size(); ++at) {
+      if (keys[i][at] != key[at]) return false;
     }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
     return true;
   }
 };
@@ -364,6 +403,14 @@ bool readObject(Cursor& cursor, R& out) {
             std::array<std::string_view, size>{detail::plain(entry).key...});
       },
       table);
+  // One reader per entry, chosen by the entry's index.
+  using EntryReader = bool (*)(Cursor&, R&);
+  static constexpr auto readers = []<std::size_t... I>(std::index_sequence<I...>) {
+    return std::array<EntryReader, size>{+[](Cursor& at, R& record) {
+      return detail::readEntry(at, record, std::get<I>(table));
+    }...};
+  }
+  (std::make_index_sequence<size>{});
   constexpr bool handsKind = std::apply(
       [](const auto&... entry) {
         return (detail::handsKind<std::remove_cvref_t<decltype(entry)>> || ...);
@@ -378,8 +425,9 @@ bool readObject(Cursor& cursor, R& out) {
   bool more = !empty;
   while (more) {
     std::string_view key;
-    if (!cursor.key(key)) return false;
-    const std::size_t index = keys.find(key, hint);
+    std::uint64_t prefix = 0;
+    if (!cursor.key(key, prefix)) return false;
+    const std::size_t index = keys.find(key, prefix, hint);
     if (index == size) {
       if (!cursor.skip()) return false;
     } else {
@@ -387,16 +435,7 @@ bool readObject(Cursor& cursor, R& out) {
       if ((seen & bit) != 0) return false;  // a repeated key: the parser's last one would win
       seen |= bit;
       hint = index + 1;
-      const bool read = [&]<std::size_t... I>(std::index_sequence<I...>) {
-        bool ok = false;
-        static_cast<void>(
-            ((index == I ? (ok = detail::readEntry(cursor, out, std::get<I>(table)), true)
-                         : false) ||
-             ...));
-        return ok;
-      }
-      (std::make_index_sequence<size>{});
-      if (!read) return false;
+      if (!readers[index](cursor, out)) return false;
     }
     if (!cursor.nextMember(more)) return false;
   }

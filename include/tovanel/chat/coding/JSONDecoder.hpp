@@ -130,6 +130,13 @@ class TOVANEL_CHAT_API JSONDecoder {
     return decodeRoot(root);
   }
 
+  /// The same, from text the parser need not copy.
+  template <class F>
+  std::invoke_result_t<F&, const Decoder&> decode(PaddedText json, F&& decodeRoot) {
+    const Decoder root = parse(json.text, true);
+    return decodeRoot(root);
+  }
+
  private:
   /// `padded`: the text has kTextPadding readable bytes past its end.
   Decoder parse(std::string_view json, bool padded = false);

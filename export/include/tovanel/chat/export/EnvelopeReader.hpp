@@ -46,6 +46,15 @@ class TOVANEL_CHAT_EXPORT_API EnvelopeReader {
   /// The next envelope, or nothing at the end of the input. Throws what ExportReader::next throws.
   std::optional<EnvelopeResult> next();
 
+  /// The next envelope decoded into `message`, reusing the storage of what it holds (a message
+  /// of an earlier call, or emptyMessage()), as a reader that checks each message and keeps none
+  /// does. Returns false at the end of the input. Otherwise `result` describes the envelope as
+  /// next() would, except that `result.message` stays empty: the decoded message is `message`
+  /// when `result.failure` is null (else `message` is valid but unspecified), and
+  /// `result.messageId` names a failure only ("?" for a message, which holds its own). Throws what
+  /// next() throws.
+  bool nextInto(ChatMessage& message, EnvelopeResult& result);
+
  private:
   ExportReader reader_;
   JSONDecoder decoder_;

@@ -46,10 +46,12 @@ struct ReadingOptions {
 struct ExportItem {
   std::size_t number = 0;   ///< from 1, in input order; blank lines are not counted
   std::uint64_t place = 0;  ///< lines: its physical line, from 1; arrays: its first byte, from 0
-  std::string_view text;    ///< without line end or ending blanks; valid until the next read;
-                            ///< empty when oversized
-  std::uint64_t size = 0;   ///< its length as the limit counts it, also when oversized
-  bool oversized = false;   ///< longer than the limit: skipped, not kept
+  /// Without line end or ending blanks; valid until the next read; empty when oversized.
+  /// Unless oversized, followed by at least JSONDecoder::kTextPadding readable bytes, so that it
+  /// decodes in place as a PaddedText.
+  std::string_view text;
+  std::uint64_t size = 0;  ///< its length as the limit counts it, also when oversized
+  bool oversized = false;  ///< longer than the limit: skipped, not kept
 };
 
 /// "line L" or "byte B": where an item of this format is.
@@ -81,12 +83,13 @@ class TOVANEL_CHAT_EXPORT_API ExportReader {
   std::optional<ExportItem> nextElement();
   std::optional<ExportItem> finishItem(std::uint64_t place, std::string_view text,
                                        std::uint64_t size, bool oversized);
+  std::size_t blockCapacity() const noexcept;
   void keep(std::string_view part, bool& oversized);
   [[noreturn]] void frameError(const std::string& what);
 
   Input& input_;
   ReadingOptions options_;
-  std::vector<char> block_;
+  std::vector<char> block_;        // the block's bytes, then JSONDecoder::kTextPadding more
   std::size_t at_ = 0;             // next unread byte of the block
   std::size_t end_ = 0;            // end of the block's bytes
   std::uint64_t blockOffset_ = 0;  // offset in the input of the block's first byte
