@@ -215,7 +215,7 @@ void SearchIndex::flush() {
   for (const auto& [key, entry] : pending_) {
     // A message stored and then moved to another room in the same receive left its first key.
     if (!keyTaken_.bind(key).exists()) continue;
-    write_.bind(key, entry.room, entry.author, entry.content).run();
+    write_.bind(key, Borrowed{entry.room}, Borrowed{entry.author}, Borrowed{entry.content}).run();
   }
   pending_.clear();
   forgotten_.clear();
