@@ -181,10 +181,11 @@ std::optional<std::int64_t> SearchIndex::keyForStored(const ChatMessage& message
   row.reset();
   if (!stored) return fresh_;
   if (fresh_ && (*stored >> kSequenceBits) == (*fresh_ >> kSequenceBits)) {
-    // Still in its millisecond: the entry keeps its key, which keeps its place among the hits.
+    // Still in its millisecond: the entry keeps its key, which keeps its place among the hits,
+    // and replaces what the key held, also an entry queued by this transaction (the messageID
+    // twice in one receive).
     auto entry = pending_.extract(*fresh_);
-    entry.key() = *stored;
-    pending_.insert(std::move(entry));
+    pending_.insert_or_assign(*stored, std::move(entry.mapped()));
     return stored;
   }
   pending_.erase(*stored);
