@@ -1,5 +1,6 @@
-// The store against what the world does to it: other processes at the same file, files and
-// folders it may not write, a full or failing disk, and rows edited behind its back. Each row
+// The store against what the world does to it: files of other versions and other applications,
+// other processes at the same file, files and folders it may not write, a full or failing disk,
+// and rows edited behind its back. Each row
 // of the table plays one fault and tells what was seen, as one text.
 
 #include <fcntl.h>
@@ -8,9 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <set>
 
 #include "FaultyDisk.hpp"
+#include "Schema.hpp"
 #include "StoreTesting.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
@@ -52,6 +55,20 @@ const Messages kThree{textMessage("m1", "r1", 100, "one"), textMessage("m2", "r1
                       textMessage("m3", "r1", 300, "three")};
 
 void storeThree(const fs::path& file) { waitFor(openStore(file)->receive(kThree)); }
+
+// A file as the first version of the store left it, with one message in it.
+void writeFirstVersion(const fs::path& path) {
+  RawDatabase raw(path);
+  raw.execute(detail::schemaSteps()[0]);
+  raw.execute("PRAGMA user_version = 1");
+  raw.execute(
+      "INSERT INTO rooms (id) VALUES ('r1');"
+      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
+      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
+      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
+      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
+      "\"followingCount\":2}', NULL, 0, 0)");
+}
 
 /// "read m1 m2; unreadable m3 at body: typeMismatch" from a read and its report.
 std::string described(const Messages& read, const std::vector<UnreadableRow>& report) {
@@ -97,6 +114,47 @@ std::string inChildProcess(const std::function<std::string()>& scene,
     return "the child ended with status " + std::to_string(status) + " after: " + seen;
   }
   return seen;
+}
+
+// ---- files of other versions and other applications ----
+
+/// An open for writing, or a read-only one, of the file as `prepare` leaves it: what it threw,
+/// what the folder holds after, and whether the file changed.
+Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
+  return [=](const fs::path& file) {
+    prepare(file);
+    const auto contents = [&] { return fs::exists(file) ? chat::test::slurp(file) : ""; };
+    const std::string before = contents();
+    const std::string seen = outcome(
+        [&] { readOnly ? SqliteChatMessageRepository::openReadOnly(file) : openStore(file); },
+        file.parent_path());
+    return seen + "; the folder holds " + listing(file.parent_path()) +
+           (contents() == before ? "" : "; the file changed");
+  };
+}
+
+void nothing(const fs::path&) {}
+void emptyFile(const fs::path& file) { std::ofstream{file}; }
+void textFile(const fs::path& file) { std::ofstream(file) << std::string(4096, 'x'); }
+void notesTable(const fs::path& file) { RawDatabase(file).execute("CREATE TABLE notes (x)"); }
+void versionedNotes(const fs::path& file) {
+  notesTable(file);
+  RawDatabase(file).execute("PRAGMA user_version = 1");
+}
+void newerVersion(const fs::path& file) {
+  writeFirstVersion(file);
+  RawDatabase(file).execute("PRAGMA user_version = 99");
+}
+
+// The upgrade keeps the messages, and its column works.
+std::string upgrading(const fs::path& file) {
+  writeFirstVersion(file);
+  auto repository = openStore(file);
+  const Messages room = waitFor(repository->retrieveChatMessages("r1", std::nullopt, "token", 10));
+  const auto token = waitFor(repository->lurkerToken("r1"));
+  repository.reset();
+  return "reads " + idsIn(room) + ": " + textOf(room.at(0)) + "; keeps " + token.value_or("none") +
+         "; at version " + std::to_string(RawDatabase(file).integer("PRAGMA user_version"));
 }
 
 // ---- other processes ----
@@ -212,49 +270,72 @@ std::string readOnlyLeftLogged(const fs::path& file) {
   });
 }
 
-std::string readOnlyChangesNothing(const fs::path& file) {
+// A read-only open of a store with a send still waiting when it closed: writes are refused, the
+// send keeps its status, and closing leaves the file as it was, with nothing beside it. The next
+// open for writing fails the send, and the first session's transport answering late changes
+// nothing any more.
+std::string readOnlyOpen(const fs::path& file) {
+  ManualTransport first;
   {
-    ManualTransport neverAnswers;
-    auto repository = SqliteChatMessageRepository::open(file, kMe, neverAnswers.transport());
+    auto repository = SqliteChatMessageRepository::open(file, kMe, first.transport());
+    waitFor(repository->receive(kThree));
     repository->send(NewChatMessage("r1", TextBody("waiting", std::nullopt)));
     drain(*repository);
   }
   const std::string before = chat::test::slurp(file);
   auto repository = SqliteChatMessageRepository::openReadOnly(file);
-  const Messages room = wholeRoom(*repository, "r1");
-  repository.reset();
-  return std::string(room.at(0).sentStatus == MessageSentStatus::sending ? "still sending"
-                                                                         : "marked") +
-         (chat::test::slurp(file) == before ? ", the file unchanged" : ", the file changed") +
-         ", the folder holds " + listing(file.parent_path());
-}
-
-std::string readOnlyWrites(const fs::path& file) {
-  storeThree(file);
-  auto repository = SqliteChatMessageRepository::openReadOnly(file);
   Recorder<Messages> observed;
   const auto subscription = observed.subscribeTo(repository->observeChatMessages("r1"));
   repository->send(NewChatMessage("r1", TextBody("lost", std::nullopt)));
+  const auto folder = file.parent_path();
   std::vector<std::string> seen{
-      outcome([&] { waitFor(repository->receive(textMessage("m4", "r1", 400, "four"))); },
-              file.parent_path()),
-      outcome([&] { waitFor(repository->deleteMessage("m1", "r1")); }, file.parent_path()),
+      outcome([&] { waitFor(repository->receive(textMessage("m4", "r1", 400, "four"))); }, folder),
+      outcome([&] { waitFor(repository->deleteMessage("m1", "r1")); }, folder),
       outcome([&] { waitFor(repository->retrieveChatMessages("r1", std::nullopt, "t", 10)); },
-              file.parent_path())};
+              folder)};
   drain(*repository);
+  Messages room = wholeRoom(*repository, "r1");
+  const ChatMessage last = room.back();
+  room.pop_back();
   seen.push_back(std::string(repository->isReadOnly() ? "read-only" : "writable") + ", observed " +
-                 std::to_string(observed.values().size()) + " list, read " +
-                 idsIn(wholeRoom(*repository, "r1")));
+                 std::to_string(observed.values().size()) + " list, read " + idsIn(room) + " and " +
+                 textOf(last) +
+                 (last.sentStatus == MessageSentStatus::sending ? " still sending" : " marked"));
+  repository.reset();
+  seen.push_back(std::string(chat::test::slurp(file) == before ? "unchanged" : "changed") +
+                 ", the folder holds " + listing(folder));
+  repository = openStore(file);
+  first.settle(0, "srv-late");
+  drain(*repository);
+  const ChatMessage send = wholeRoom(*repository, "r1").back();
+  seen.push_back("then for writing: " + textOf(send) +
+                 (send.sentStatus == MessageSentStatus::failed ? " failed" : " not failed") +
+                 (send.messageID == send.clientID ? "" : ", renamed"));
   return joined(seen, "\n");
 }
 
 // ---- closing ----
 
-// Closed alone, the store leaves one file. Closed while another process reads a new file, which
-// keeps the log from being removed, it still leaves what was committed in the file.
+// A new file is logged ahead while open; closed alone, it is one file with a rollback journal,
+// which readers that cannot create files beside it can open, at the current version and marked
+// as the store's. Closed while another process reads a new file, which keeps the log from being
+// removed, the store still leaves what was committed in the file.
 std::string closing(const fs::path& file) {
-  storeThree(file);
-  const std::string left = listing(file.parent_path());
+  const auto logged = [&] {
+    return RawDatabase(file).integer(
+        "SELECT count(*) FROM pragma_journal_mode WHERE journal_mode = 'wal'");
+  };
+  auto store = openStore(file);
+  waitFor(store->receive(kThree));
+  const auto whileOpen = logged();
+  store.reset();
+  RawDatabase raw(file);
+  std::string seen =
+      "logged ahead " + std::to_string(whileOpen) + ", then " + std::to_string(logged()) +
+      "; version " + std::to_string(raw.integer("PRAGMA user_version")) +
+      (raw.integer("PRAGMA application_id") == detail::kApplicationID ? ", marked as a store"
+                                                                      : ", not marked") +
+      "; the folder held " + listing(file.parent_path());
   const fs::path beside = file.parent_path() / "beside.db";
   auto repository = openStore(beside);
   RawDatabase reader(beside);
@@ -262,7 +343,7 @@ std::string closing(const fs::path& file) {
   waitFor(repository->receive(kThree));
   repository.reset();
   fs::copy_file(beside, file.parent_path() / "copy.db");
-  return "the folder held " + left + "; closed beside a reader, a copy of the file alone holds " +
+  return seen + "; closed beside a reader, a copy of the file alone holds " +
          std::to_string(
              RawDatabase(file.parent_path() / "copy.db").integer("SELECT count(*) FROM messages"));
 }
@@ -307,7 +388,7 @@ std::string receiveUntilTheDiskFails(const fs::path& file, void (*fault)(FaultyD
 // ---- rows edited behind the store's back ----
 
 /// The three messages stored, `damage` done to m2's row by another program, then the room read
-/// as a page and as an observed list.
+/// as a page and as an observed list, and m2 searched for.
 Scene damaged(std::string damage) {
   return [damage](const fs::path& file) {
     storeThree(file);
@@ -318,28 +399,59 @@ Scene damaged(std::string damage) {
     Recorder<Messages> observed;
     const auto observing = observed.subscribeTo(repository->observeChatMessages("r1"));
     const Messages page = wholeRoom(*repository, "r1");
+    const auto found = waitFor(repository->search("two", {})).hits.size();
     drain(*repository);
     const auto list = observed.values().at(0);
-    // The list and the page each report the row, alike.
+    // The list, the page and the search each report the row, alike.
     const auto values = reports.values();
-    const bool alike = values.size() == 2 && described({}, values[0]) == described({}, values[1]);
-    return described(page, values.at(0)) + (alike ? "" : "; the two reads reported otherwise") +
-           (list == page ? "" : "; the observed list differs: " + idsIn(list));
+    const bool alike = values.size() == 3 && described({}, values[0]) == described({}, values[1]) &&
+                       described({}, values[0]) == described({}, values[2]);
+    return described(page, values.at(0)) + (alike ? "" : "; the reads reported otherwise") +
+           (list == page ? "" : "; the observed list differs: " + idsIn(list)) +
+           (found == 0 ? "" : "; search found it");
   };
 }
 
-const char* const kReadOnlyRefusals =
+const char* const kReadOnlyOpen =
     "readOnly (lasting): DIR/messages.db: the message store is open read-only, and receive "
     "writes to it\n"
     "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
     "deleteMessage writes to it\n"
     "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
     "retrieveChatMessages with a lurker token writes to it\n"
-    "read-only, observed 1 list, read m1 m2 m3";
+    "read-only, observed 1 list, read m1 m2 m3 and waiting still sending\n"
+    "unchanged, the folder holds messages.db\n"
+    "then for writing: waiting failed";
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, StoreFaultTest,
     ::testing::Values(
+        FaultCase{"newerSchema", opened(newerVersion, false),
+                  "schemaTooNew (lasting): DIR/messages.db: the message store has schema "
+                  "version 99, newer than this build reads (3); open it with a newer build; "
+                  "the folder holds messages.db"},
+        FaultCase{"anotherApplicationsTables", opened(notesTable, false),
+                  "notAStore (lasting): DIR/messages.db: not a message store (a database of "
+                  "something else); the folder holds messages.db"},
+        FaultCase{"anotherApplicationsVersionedFile", opened(versionedNotes, false),
+                  "notAStore (lasting): DIR/messages.db: not a message store (another "
+                  "application's database); the folder holds messages.db"},
+        FaultCase{"notADatabase", opened(textFile, false),
+                  "database (lasting): DIR/messages.db: file is not a database (while "
+                  "opening); the folder holds messages.db"},
+        FaultCase{"aMissingFileReadOnly", opened(nothing, true),
+                  "database (lasting): DIR/messages.db: cannot open: unable to open database "
+                  "file (No such file or directory); the folder holds nothing"},
+        FaultCase{"anEmptyFileReadOnly", opened(emptyFile, true),
+                  "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, "
+                  "which a read-only open does not make; open it once for writing; the folder "
+                  "holds messages.db"},
+        FaultCase{"anOlderSchemaReadOnly", opened(writeFirstVersion, true),
+                  "readOnly (lasting): DIR/messages.db: the message store has schema version 1 "
+                  "and needs an upgrade to version 3, which a read-only open does not make; "
+                  "open it once for writing; the folder holds messages.db"},
+        FaultCase{"aFileOfTheFirstVersion", upgrading,
+                  "reads m1: from version one; keeps token; at version 3"},
         FaultCase{"processesCreatingOneNewFileAtOnce", createTogetherAgainAndAgain,
                   "4 of 4 opened, 4 kept"},
         FaultCase{"anotherProcessWritingForLong", receiveWhileAnotherWrites,
@@ -360,12 +472,10 @@ INSTANTIATE_TEST_SUITE_P(
                   "readOnly (lasting): DIR/messages.db: cannot read: the file is in WAL mode "
                   "(open elsewhere, or not closed cleanly), which needs files beside it that a "
                   "read-only open cannot make here; open it once for writing"},
-        FaultCase{"aReadOnlyOpen", readOnlyChangesNothing,
-                  "still sending, the file unchanged, the folder holds messages.db"},
-        FaultCase{"writesToAReadOnlyStore", readOnlyWrites, kReadOnlyRefusals},
+        FaultCase{"aReadOnlyOpenThenAWritableOne", readOnlyOpen, kReadOnlyOpen},
         FaultCase{"closing", closing,
-                  "the folder held messages.db; closed beside a reader, a copy of the file alone "
-                  "holds 3"},
+                  "logged ahead 1, then 0; version 3, marked as a store; the folder held "
+                  "messages.db; closed beside a reader, a copy of the file alone holds 3"},
         FaultCase{"aFullDisk",
                   [](const fs::path& file) {
                     return receiveUntilTheDiskFails(

@@ -61,39 +61,48 @@ class TemporaryFolder {
   fs::path path_;
 };
 
-/// The service's side of sends, settled by the test: each send waits until the test acknowledges
-/// or fails it. Copies share the sends.
+/// The service's side of sends. Each send waits until the test settles it, unless the test asked
+/// for an answer before the transport returns, or for a transport that throws. Copies share sends.
 class ManualTransport {
  public:
+  enum class Answer { later, atOnce, throws };
+
   Transport transport() const {
     return [state = state_](const ChatMessage& message) {
       Promise<std::string> outcome;
       std::lock_guard lock(state->mutex);
       state->sent.push_back(message);
       state->outcomes.push_back(outcome);
+      if (state->answer == Answer::throws) throw std::runtime_error("no route to the service");
+      if (state->answer == Answer::atOnce) outcome.resolve(atOnceID(state->sent.size()));
       return outcome.future();
     };
   }
+  /// The identifier that the `count`th send gets when answered at once.
+  static std::string atOnceID(std::size_t count) { return "a" + std::to_string(count); }
 
+  void answer(Answer answer) const {
+    std::lock_guard lock(state_->mutex);
+    state_->answer = answer;
+  }
   /// The messages handed to the transport, in order.
   Messages sent() const {
     std::lock_guard lock(state_->mutex);
     return state_->sent;
   }
-  void acknowledge(std::size_t index, const std::string& messageID) const {
-    outcome(index).resolve(messageID);
-  }
-  void fail(std::size_t index) const {
-    outcome(index).reject(std::make_exception_ptr(std::runtime_error("the network is down")));
+  /// Acknowledges the `index`th send with the service's identifier, or fails it without one.
+  void settle(std::size_t index, const std::optional<std::string>& messageID) const {
+    std::unique_lock lock(state_->mutex);
+    Promise<std::string> outcome = state_->outcomes.at(index);
+    lock.unlock();
+    if (messageID) outcome.resolve(*messageID);
+    if (!messageID) outcome.reject(std::make_exception_ptr(std::runtime_error("network down")));
   }
 
  private:
-  Promise<std::string> outcome(std::size_t index) const {
-    std::lock_guard lock(state_->mutex);
-    return state_->outcomes.at(index);
-  }
   struct State {
     std::mutex mutex;
+    Answer answer = Answer::later;
     Messages sent;
     std::vector<Promise<std::string>> outcomes;
   };
@@ -112,8 +121,7 @@ class Recorder {
         },
         [this](std::exception_ptr error) {
           std::lock_guard lock(mutex_);
-          ended_ = true;
-          error_ = std::move(error);
+          end_ = std::move(error);
         });
   }
 
@@ -121,20 +129,16 @@ class Recorder {
     std::lock_guard lock(mutex_);
     return values_;
   }
-  bool ended() const {
+  /// How the stream ended (a null pointer for completion); empty while it goes on.
+  std::optional<std::exception_ptr> end() const {
     std::lock_guard lock(mutex_);
-    return ended_;
-  }
-  std::exception_ptr error() const {
-    std::lock_guard lock(mutex_);
-    return error_;
+    return end_;
   }
 
  private:
   mutable std::mutex mutex_;
   std::vector<T> values_;
-  bool ended_ = false;
-  std::exception_ptr error_;
+  std::optional<std::exception_ptr> end_;
 };
 
 /// Returns once every piece of work queued on the store before the call has run, deliveries
@@ -152,6 +156,8 @@ inline ChatMessage textMessage(const std::string& messageID, const std::string& 
   return ChatMessage(Body(TextBody(text, std::nullopt)), createdAt, std::move(clientID), messageID,
                      roomID, BodyType::text, std::nullopt, kAnna, 7, MessageSentStatus::sent);
 }
+
+inline std::string textOf(const ChatMessage& message) { return message.body.get<TextBody>()->text; }
 
 /// `count` messages of every kind (events, media, embeds, payload-less kinds), decoded from
 /// the benchmarks' generated export, all in one room.
@@ -206,14 +212,19 @@ inline std::string outcome(const std::function<void()>& operation, const fs::pat
   }
 }
 
-inline std::vector<std::string> idsOf(const Messages& messages) {
+/// The identifiers of messages, or of unreadable rows.
+template <class Rows>
+std::vector<std::string> idsOf(const Rows& rows) {
   std::vector<std::string> ids;
-  for (const auto& message : messages) ids.push_back(message.messageID);
+  for (const auto& row : rows) ids.push_back(row.messageID);
   return ids;
 }
 
-/// The messages' identifiers, separated by spaces.
-inline std::string idsIn(const Messages& messages) { return joined(idsOf(messages)); }
+/// The identifiers, separated by spaces.
+template <class Rows>
+std::string idsIn(const Rows& rows) {
+  return joined(idsOf(rows));
+}
 
 /// Raw SQL on a store's file while no repository has it open, as another program would.
 class RawDatabase {
@@ -245,20 +256,6 @@ class RawDatabase {
  private:
   sqlite3* db_ = nullptr;
 };
-
-// A file as the first version of the store left it, with one message in it.
-inline void writeFirstVersion(const fs::path& path) {
-  RawDatabase raw(path);
-  raw.execute(detail::schemaSteps()[0]);
-  raw.execute("PRAGMA user_version = 1");
-  raw.execute(
-      "INSERT INTO rooms (id) VALUES ('r1');"
-      "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
-      " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
-      " 'text', 'text', '{\"text\":\"from version one\"}', 100, NULL,"
-      " '{\"id\":\"u-anna\",\"firstName\":\"Anna\",\"lastName\":\"Berg\",\"followerCount\":1,"
-      "\"followingCount\":2}', NULL, 0, 0)");
-}
 
 /// A test with a store file of its own, opened with the local user kMe and a manual transport.
 class StoreTest : public ::testing::Test {

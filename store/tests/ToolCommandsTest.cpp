@@ -23,8 +23,9 @@ class ToolCommandsTest : public ::testing::Test {
   TemporaryFolder folder;
 };
 
-// The example room, and messages of every kind a minute apart over three of the pages that
-// room --db reads.
+// The example room, with a row that no longer decodes, and messages of every kind a minute apart
+// over three of the pages that room --db reads: the transcript of the file, with the line of the
+// unreadable row replaced by the failure; the library's diagnostic line goes to stderr, once.
 TEST_F(ToolCommandsTest, aStoredRoomReadsAsTheExportItCameFrom) {
   const auto corpus = folder / "corpus.ndjson";
   std::ofstream(corpus) << bench::generateCorpus(2500);
@@ -34,32 +35,25 @@ TEST_F(ToolCommandsTest, aStoredRoomReadsAsTheExportItCameFrom) {
     const auto db = quoted((folder / (room + ".db")).string());
     const auto imported = runTool("import " + quoted(file) + " --db " + db);
     ASSERT_EQ(imported.status, 0) << imported.err;
+    std::string expected = runTool("room " + quoted(file)).out;
+    std::string diagnostic;
+    if (file == kExample) {
+      RawDatabase(folder / (room + ".db"))
+          .execute("UPDATE messages SET body = '{}' WHERE message_id = 'm005'");
+      const auto text = expected.find("Hi all! Flights are booked");
+      ASSERT_NE(text, std::string::npos);
+      const auto begin = expected.rfind('\n', text) + 1;
+      expected.replace(begin, expected.find('\n', text) - begin,
+                       "✗ message 5 (m005) could not be read: keyNotFound: no value for the key "
+                       "\"text\" (at body.text)");
+      diagnostic =
+          "[Body] Can't decode due to error: keyNotFound at text: no value for the key \"text\"\n";
+    }
     const auto fromStore = runTool("room --db " + db + " --room " + room);
-    ASSERT_EQ(fromStore.status, 0) << fromStore.err;
-    EXPECT_EQ(fromStore.out, runTool("room " + quoted(file)).out);
+    EXPECT_EQ(fromStore.status, diagnostic.empty() ? 0 : 1);
+    EXPECT_EQ(fromStore.out, expected);
+    EXPECT_EQ(fromStore.err, diagnostic);
   }
-}
-
-TEST_F(ToolCommandsTest, aStoredRowThatNoLongerDecodesIsShownAsAFailureInItsPlace) {
-  ASSERT_EQ(runTool("import " + quoted(kExample) + " --db " + db()).status, 0);
-  RawDatabase(folder / "room.db")
-      .execute("UPDATE messages SET body = '{}' WHERE message_id = 'm005'");
-  const auto shown = runTool("room --db " + db() + " --room r-lisbon-weekend");
-  EXPECT_EQ(shown.status, 1);
-
-  // The transcript of the file, with the line of m005 replaced by the failure; the library's
-  // diagnostic line goes to stderr, once.
-  std::string expected = runTool("room " + quoted(kExample)).out;
-  const auto text = expected.find("Hi all! Flights are booked");
-  ASSERT_NE(text, std::string::npos);
-  const auto begin = expected.rfind('\n', text) + 1;
-  expected.replace(begin, expected.find('\n', text) - begin,
-                   "✗ message 5 (m005) could not be read: keyNotFound: no value for the key "
-                   "\"text\" (at body.text)");
-  EXPECT_EQ(shown.out, expected);
-  EXPECT_EQ(
-      shown.err,
-      "[Body] Can't decode due to error: keyNotFound at text: no value for the key \"text\"\n");
 }
 
 // ---- search ----

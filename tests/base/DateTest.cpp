@@ -10,44 +10,29 @@
 namespace tovanel::chat {
 namespace {
 
-TEST(Date, CountsSecondsFromTheReferenceDate) {
-  const std::pair<Date, double> cases[] = {
-      {Date(), 978307200.0},
-      {Date::sinceReferenceDate(-978307200), 0.0},
-      {Date::since1970(1795341600.5), 1795341600.5},
-  };
-  for (const auto& [date, since1970] : cases) {
-    EXPECT_EQ(date.timeIntervalSince1970(), since1970) << date.timeIntervalSinceReferenceDate();
-  }
-}
-
-TEST(Date, ConvertsToAndFromTheSystemClock) {
+// Seconds from the reference date and from 1970, and the system clock's time point: beyond the
+// clock's range, its nearest end.
+TEST(Date, CountsSecondsFromTheReferenceDateAndConvertsToTheSystemClock) {
   using std::chrono::milliseconds;
   using std::chrono::seconds;
   using TimePoint = std::chrono::system_clock::time_point;
-  const std::pair<TimePoint, double> cases[] = {
-      {TimePoint(seconds(1795341600)), 1795341600.0},
-      {TimePoint(milliseconds(1795341600250)), 1795341600.25},
-      {TimePoint(seconds(-86400)), -86400.0},
+  const std::tuple<Date, double, TimePoint> cases[] = {
+      {Date(), 978307200.0, TimePoint(seconds(978307200))},
+      {Date::sinceReferenceDate(-978307200), 0.0, TimePoint()},
+      {Date(TimePoint(milliseconds(1795341600250))), 1795341600.25,
+       TimePoint(milliseconds(1795341600250))},
+      {Date(TimePoint(seconds(-86400))), -86400.0, TimePoint(seconds(-86400))},
+      {Date::since1970(1e12), 1e12, TimePoint::max()},
+      {Date::since1970(-std::numeric_limits<double>::infinity()),
+       -std::numeric_limits<double>::infinity(), TimePoint::min()},
   };
-  for (const auto& [timePoint, since1970] : cases) {
-    const Date date(timePoint);
+  for (const auto& [date, since1970, timePoint] : cases) {
     EXPECT_EQ(std::pair(date.timeIntervalSince1970(), date.timePoint()),
               std::pair(since1970, timePoint))
         << since1970;
   }
-}
-
-TEST(Date, BeyondTheSystemClocksRangeGivesItsNearestEnd) {
-  using TimePoint = std::chrono::system_clock::time_point;
-  const std::pair<double, TimePoint> cases[] = {
-      {1e12, TimePoint::max()},
-      {-std::numeric_limits<double>::infinity(), TimePoint::min()},
-      {std::numeric_limits<double>::quiet_NaN(), TimePoint::min()},
-  };
-  for (const auto& [since1970, expected] : cases) {
-    EXPECT_EQ(Date::since1970(since1970).timePoint(), expected) << since1970;
-  }
+  EXPECT_EQ(Date::since1970(std::numeric_limits<double>::quiet_NaN()).timePoint(),
+            TimePoint::min());
 }
 
 TEST(Date, ComparesByInstant) {
@@ -192,32 +177,41 @@ struct DecodeCase {
   std::string_view value;           // the JSON value under "at"
   std::optional<double> since1970;  // the date read, or nothing when it fails
   std::string_view failure;         // the outcome when it fails
+  std::string_view why = "";        // a part of its description
 };
 
 std::string describeCase(const DecodeCase& row) {
   return std::to_string(static_cast<int>(row.strategy.kind)) + ": " + std::string(row.value);
 }
 
-TEST(DateDecodingStrategy, ReadsEachFormAndRejectsWhatItCannotRead) {
+// A failure's description says what could not be read: the text and the form it lacks, the
+// strategy that expected a number and the one ISO 8601 text needs, or what a custom strategy threw.
+TEST(DateDecodingStrategy, ReadsEachFormAndRejectsWhatItCannotReadSayingWhy) {
   using S = DateDecodingStrategy;
   const DecodeCase cases[] = {
       {S::deferredToDate(), "0", 978307200, ""},
       {S::deferredToDate(), "12.5", 978307212.5, ""},
-      {S::deferredToDate(), R"("2026-11-22T10:00:00Z")", std::nullopt, "typeMismatch at at"},
+      {S::deferredToDate(), R"("2026-11-22T10:00:00Z")", std::nullopt, "typeMismatch at at",
+       "since 2001-01-01T00:00:00Z (the dateDecodingStrategy deferredToDate; ISO 8601 text needs "
+       "iso8601), found a string"},
       {S::secondsSince1970(), "1795341600.25", 1795341600.25, ""},
       {S::secondsSince1970(), R"("1795341600")", std::nullopt, "typeMismatch at at"},
       {S::millisecondsSince1970(), "-1500", -1.5, ""},
       {S::millisecondsSince1970(), "[1500]", std::nullopt, "typeMismatch at at"},
+      {S::millisecondsSince1970(), R"("1795341600")", std::nullopt, "typeMismatch at at",
+       "(the dateDecodingStrategy millisecondsSince1970; ISO 8601 text needs iso8601)"},
       {S::iso8601(), R"("2026-11-22T12:00:00+02:00")", 1795341600, ""},
       {S::iso8601(), R"("2026-11-22T04:30:00.5-0530")", 1795341600.5, ""},
       {S::iso8601(), "1795341600", std::nullopt, "typeMismatch at at"},
-      {S::iso8601(), R"("2026-02-30T00:00:00Z")", std::nullopt, "dataCorrupted at at"},
-      {S::iso8601(), R"("2026-11-22T10:00:00")", std::nullopt, "dataCorrupted at at"},
+      {S::iso8601(), R"("2026-02-30T00:00:00Z")", std::nullopt, "dataCorrupted at at",
+       R"("2026-02-30T00:00:00Z")"},
+      {S::iso8601(), R"("2026-11-22T10:00:00")", std::nullopt, "dataCorrupted at at", "ISO 8601"},
       {S::custom(readAtSign), R"("@1795341600")", 1795341600, ""},
       // The decoder's own errors pass through a custom strategy unchanged...
       {S::custom(readAtSign), "1795341600", std::nullopt, "typeMismatch at at"},
       // ...and anything else it throws is dataCorrupted.
-      {S::custom(readAtSign), R"("1795341600")", std::nullopt, "dataCorrupted at at"},
+      {S::custom(readAtSign), R"("1795341600")", std::nullopt, "dataCorrupted at at",
+       "a stamp starts with @"},
       {S::custom(nullptr), R"("@0")", std::nullopt, "dataCorrupted at at"},
   };
   for (const auto& row : cases) {
@@ -231,6 +225,8 @@ TEST(DateDecodingStrategy, ReadsEachFormAndRejectsWhatItCannotRead) {
       EXPECT_NEAR(stamp.at->timeIntervalSince1970(), *row.since1970, 1e-6) << describeCase(row);
     } catch (const DecodingError& error) {
       EXPECT_EQ(test::describeFailure(error), row.failure) << describeCase(row);
+      EXPECT_NE(error.debugDescription().find(row.why), std::string::npos)
+          << error.debugDescription();
     }
   }
 }
@@ -244,29 +240,6 @@ TEST(DateDecodingStrategy, AbsentAndNullAreNoDateForEveryStrategy) {
       decoder.dateDecodingStrategy = strategy;
       EXPECT_EQ(decoder.decode<Stamp>(json).at, std::nullopt) << json;
     }
-  }
-}
-
-// The description says what could not be read: the text and the form it lacks, the strategy that
-// expected a number and the one ISO 8601 text needs, or what a custom strategy threw.
-TEST(DateDecodingStrategy, ADescriptionSaysWhyTheDateWasNotRead) {
-  const std::tuple<DateDecodingStrategy, std::string_view, std::string_view> cases[] = {
-      {DateDecodingStrategy::deferredToDate(), R"("2026-11-22T10:00:00Z")",
-       "since 2001-01-01T00:00:00Z (the dateDecodingStrategy deferredToDate; ISO 8601 text needs "
-       "iso8601), found a string"},
-      {DateDecodingStrategy::millisecondsSince1970(), R"("1795341600")",
-       "(the dateDecodingStrategy millisecondsSince1970; ISO 8601 text needs iso8601)"},
-      {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", "ISO 8601"},
-      {DateDecodingStrategy::iso8601(), R"("2026-02-30T00:00:00Z")", R"("2026-02-30T00:00:00Z")"},
-      {DateDecodingStrategy::custom(readAtSign), R"("1795341600")", "a stamp starts with @"},
-  };
-  for (const auto& [strategy, value, part] : cases) {
-    JSONDecoder decoder;
-    decoder.dateDecodingStrategy = strategy;
-    const auto error = test::decodingErrorOf(
-        [&] { decoder.decode<Stamp>(R"({"at":)" + std::string(value) + "}"); });
-    ASSERT_TRUE(error) << value;
-    EXPECT_NE(error->debugDescription().find(part), std::string::npos) << error->debugDescription();
   }
 }
 

@@ -12,16 +12,23 @@ struct Silent {
   void encode(Encoder&) const {}
 };
 
-// An object with members out of key order, one of them nested and one silent.
+// An object with members out of key order, one of them nested, one silent, and the three words.
 struct Sample {
   void encode(Encoder& encoder) const {
     auto container = encoder.container();
     container.encode("zeta", std::int64_t{1});
     container.encode("alpha", std::vector<std::int64_t>{1, 2});
     container.encode("mid", Nested{});
+    container.encode("words", std::vector<Word>{{1}, {0}, {-1}});
     container.encode("silent", Silent{});
     container.encodeIfPresent("absent", std::optional<std::int64_t>{});
   }
+  struct Word {
+    int which;  // true, false, null
+    void encode(Encoder& encoder) const {
+      which < 0 ? encoder.writeNull() : encoder.writeBool(which > 0);
+    }
+  };
   struct Nested {
     void encode(Encoder& encoder) const {
       auto container = encoder.container();
@@ -74,15 +81,17 @@ TEST(JSONEncoder, ValuesJsonCannotHoldThrowWithTheirPath) {
 }
 
 TEST(JSONEncoder, CompactOutputKeepsTheWrittenKeyOrder) {
-  EXPECT_EQ(JSONEncoder().encode(Sample{}),
-            R"({"zeta":1,"alpha":[1,2],"mid":{"y":"b","x":"a"},"silent":{}})");
+  EXPECT_EQ(
+      JSONEncoder().encode(Sample{}),
+      R"({"zeta":1,"alpha":[1,2],"mid":{"y":"b","x":"a"},"words":[true,false,null],"silent":{}})");
 }
 
 TEST(JSONEncoder, SortedKeysOrdersEveryObject) {
   JSONEncoder encoder;
   encoder.outputFormatting.sortedKeys = true;
-  EXPECT_EQ(encoder.encode(Sample{}),
-            R"({"alpha":[1,2],"mid":{"x":"a","y":"b"},"silent":{},"zeta":1})");
+  EXPECT_EQ(
+      encoder.encode(Sample{}),
+      R"({"alpha":[1,2],"mid":{"x":"a","y":"b"},"silent":{},"words":[true,false,null],"zeta":1})");
 }
 
 TEST(JSONEncoder, PrettyPrintingIndentsByTwoSpaces) {
@@ -100,6 +109,11 @@ TEST(JSONEncoder, PrettyPrintingIndentsByTwoSpaces) {
             "    \"y\": \"b\"\n"
             "  },\n"
             "  \"silent\": {},\n"
+            "  \"words\": [\n"
+            "    true,\n"
+            "    false,\n"
+            "    null\n"
+            "  ],\n"
             "  \"zeta\": 1\n"
             "}");
 }
