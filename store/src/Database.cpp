@@ -53,6 +53,11 @@ void Statement::bindOne(int index, std::string_view value) {
                                       SQLITE_TRANSIENT, SQLITE_UTF8),
                   "binding a value");
 }
+void Statement::bindOne(int index, Borrowed value) {
+  database_.check(sqlite3_bind_text64(statement_, index, value.text.data(), value.text.size(),
+                                      SQLITE_STATIC, SQLITE_UTF8),
+                  "binding a value");
+}
 void Statement::bindOne(int index, double value) {
   database_.check(sqlite3_bind_double(statement_, index, value), "binding a value");
 }

@@ -18,6 +18,13 @@ namespace tovanel::chat::store::detail {
 
 class Database;
 
+/// Text that a statement binds without copying it, for a statement run to its end at once
+/// (`bind(...).run()`): SQLite reads it until then, so it must outlive the run. Worth it for the
+/// long texts of every row an import writes.
+struct Borrowed {
+  std::string_view text;
+};
+
 /// One prepared statement, reused: bind, step through the rows, and reset for the next use.
 class Statement {
  public:
@@ -63,6 +70,7 @@ class Statement {
   void bindOne(int index, std::string_view value);
   void bindOne(int index, const std::string& value) { bindOne(index, std::string_view(value)); }
   void bindOne(int index, const char* value) { bindOne(index, std::string_view(value)); }
+  void bindOne(int index, Borrowed value);
   void bindOne(int index, double value);
   void bindOne(int index, std::int64_t value);
   void bindOne(int index, int value) { bindOne(index, static_cast<std::int64_t>(value)); }

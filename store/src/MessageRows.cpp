@@ -131,11 +131,14 @@ void MessageRows::bindAgain(Statement& statement, const ChatMessage& message, bo
       return "message \"" + message.messageID + "\" in room \"" + message.roomID + "\": " + field;
     };
   };
-  statement.bind(message.messageID, message.roomID, message.clientID, rawValue(message.type),
-                 rawValue(message.body.bodyType()), eventKindOf(message.body), body_,
+  const std::optional<Borrowed> clientID =
+      message.clientID ? std::optional(Borrowed{*message.clientID}) : std::nullopt;
+  statement.bind(Borrowed{message.messageID}, Borrowed{message.roomID}, clientID,
+                 rawValue(message.type), rawValue(message.body.bodyType()),
+                 eventKindOf(message.body), Borrowed{body_},
                  storedSeconds(message.createdAt, named("createdAt")),
-                 storedSeconds(message.updatedAt, named("updatedAt")), author_, message.viewCount,
-                 static_cast<std::int64_t>(rawValue(message.sentStatus)),
+                 storedSeconds(message.updatedAt, named("updatedAt")), Borrowed{author_},
+                 message.viewCount, static_cast<std::int64_t>(rawValue(message.sentStatus)),
                  static_cast<std::int64_t>(unconfirmed ? 1 : 0), searchKey);
 }
 

@@ -77,7 +77,8 @@ class MessageRows {
   ChatMessage read(const Statement& row);
 
   /// Binds the message, and its key in the search index (see SearchIndex), to the parameters of
-  /// kInsertMessage or kUpdateMessage. Throws EncodingError for a body or author that has no
+  /// kInsertMessage or kUpdateMessage, to be run at once: the texts are the message's and this
+  /// object's, borrowed (see Borrowed). Throws EncodingError for a body or author that has no
   /// JSON form (a NaN coordinate), StoreError invalidDate for a NaN createdAt or updatedAt.
   void bind(Statement& statement, const ChatMessage& message, bool unconfirmed,
             std::optional<std::int64_t> searchKey);

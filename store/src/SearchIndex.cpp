@@ -53,6 +53,10 @@ std::string roomToken(std::string_view roomID) {
   return token;
 }
 
+// The longest piece of text (see WordSplitter::forEachPiece) whose words are remembered as known:
+// a word, or a few joined by other characters than ASCII ones. Longer ones are split each time.
+constexpr std::size_t kLongestKnownPiece = 64;
+
 // The most entries read whole for a query with a wide prefix (see the header): about ten
 // milliseconds of reading and checking.
 constexpr std::int64_t kMostEntriesRead = 2000;
@@ -107,11 +111,7 @@ void appendFields(std::string& out, const std::string_view* begin, const std::st
   for (; begin != end; ++begin) {
     if (begin->empty()) continue;
     if (!out.empty()) out.append(" ").append(kFieldBarrier).append(" ");
-    if (isAscii(*begin)) {
-      out.append(*begin);
-    } else {
-      out.append(decomposed(*begin));
-    }
+    appendDecomposed(out, *begin);
   }
 }
 
@@ -181,10 +181,11 @@ std::optional<std::int64_t> SearchIndex::keyForStored(const ChatMessage& message
   row.reset();
   if (!stored) return fresh_;
   if (fresh_ && (*stored >> kSequenceBits) == (*fresh_ >> kSequenceBits)) {
-    // Still in its millisecond: the entry keeps its key, which keeps its place among the hits.
+    // Still in its millisecond: the entry keeps its key, which keeps its place among the hits,
+    // and replaces what the key held, also an entry queued by this transaction (the messageID
+    // twice in one receive).
     auto entry = pending_.extract(*fresh_);
-    entry.key() = *stored;
-    pending_.insert(std::move(entry));
+    pending_.insert_or_assign(*stored, std::move(entry.mapped()));
     return stored;
   }
   pending_.erase(*stored);
@@ -194,13 +195,20 @@ std::optional<std::int64_t> SearchIndex::keyForStored(const ChatMessage& message
 
 void SearchIndex::flush() {
   // The dictionary first: nothing that writes may follow the index's writes (see the header).
+  auto add = [&](std::string_view word) {
+    if (known_.find(word) != known_.end()) return;
+    known_.emplace(word);
+    added_.emplace_back(word);
+    addWord_.bind(word).run();
+  };
   for (const auto& [key, entry] : pending_) {
     for (const std::string* text : {&entry.author, &entry.content}) {
-      words_.forEachWord(*text, [&](std::string_view word) {
-        if (known_.find(word) != known_.end()) return;
-        known_.emplace(word);
-        added_.emplace_back(word);
-        addWord_.bind(word).run();
+      WordSplitter::forEachPiece(*text, [&](std::string_view piece) {
+        if (knownPieces_.find(piece) != knownPieces_.end()) return;
+        words_.forEachWord(piece, add);
+        if (piece.size() > kLongestKnownPiece) return;
+        knownPieces_.emplace(piece);
+        addedPieces_.emplace_back(piece);
       });
     }
   }
@@ -208,7 +216,7 @@ void SearchIndex::flush() {
   for (const auto& [key, entry] : pending_) {
     // A message stored and then moved to another room in the same receive left its first key.
     if (!keyTaken_.bind(key).exists()) continue;
-    write_.bind(key, entry.room, entry.author, entry.content).run();
+    write_.bind(key, Borrowed{entry.room}, Borrowed{entry.author}, Borrowed{entry.content}).run();
   }
   pending_.clear();
   forgotten_.clear();
@@ -220,12 +228,18 @@ void SearchIndex::drop() {
   // Not in the dictionary after all.
   for (const std::string& word : added_) known_.erase(word);
   added_.clear();
+  for (const std::string& piece : addedPieces_) knownPieces_.erase(piece);
+  addedPieces_.clear();
 }
 
 void SearchIndex::remember() {
   added_.clear();
+  addedPieces_.clear();
   // A bound on memory: the words of a long-lived store's history only cost their inserts again.
-  if (known_.size() > 200000) known_.clear();
+  if (known_.size() + knownPieces_.size() > 200000) {
+    known_.clear();
+    knownPieces_.clear();
+  }
 }
 
 std::optional<std::vector<std::string>> SearchIndex::wordsStartingWith(std::string_view prefix,

@@ -134,6 +134,10 @@ class SearchIndex {
   /// open transaction inserted.
   std::unordered_set<std::string, WordHash, std::equal_to<>> known_;
   std::vector<std::string> added_;
+  /// Pieces of indexed text (WordSplitter::forEachPiece) whose words are all known, which need
+  /// not be split again; and those that the open transaction added.
+  std::unordered_set<std::string, WordHash, std::equal_to<>> knownPieces_;
+  std::vector<std::string> addedPieces_;
 };
 
 /// Indexes every message of the store: the upgrade of a store made before search, inside its

@@ -4,7 +4,7 @@
 #include <utf8proc.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <array>
 #include <memory>
 #include <optional>
 
@@ -105,21 +105,33 @@ bool keptByDecomposition(utf8proc_int32_t c) {
          (property->decomp_seqindex == UINT16_MAX || property->decomp_type != 0);
 }
 
-std::optional<std::string> decomposedRun(std::string_view run) {
-  utf8proc_uint8_t* out = nullptr;
-  const auto size =
-      utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(run.data()),
-                   static_cast<utf8proc_ssize_t>(run.size()), &out,
-                   static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
-  if (size < 0) return std::nullopt;
-  std::string result(reinterpret_cast<const char*>(out), static_cast<std::size_t>(size));
-  std::free(out);
-  return result;
+// Appends the canonical decomposition of `run` to `out`; false when it is not UTF-8. Runs are
+// mostly a character or two: they decompose into a buffer on the stack.
+bool appendDecomposedRun(std::string_view run, std::string& out) {
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(run.data());
+  const auto size = static_cast<utf8proc_ssize_t>(run.size());
+  const auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE);
+  std::array<utf8proc_int32_t, 64> onStack{};
+  std::vector<utf8proc_int32_t> onHeap;
+  utf8proc_int32_t* points = onStack.data();
+  auto count = utf8proc_decompose(bytes, size, points, onStack.size(), options);
+  if (count > static_cast<utf8proc_ssize_t>(onStack.size())) {
+    onHeap.resize(static_cast<std::size_t>(count));
+    points = onHeap.data();
+    count = utf8proc_decompose(bytes, size, points, count, options);
+  }
+  if (count < 0) return false;
+  utf8proc_uint8_t encoded[4];
+  for (utf8proc_ssize_t i = 0; i < count; ++i) {
+    const auto length = utf8proc_encode_char(points[i], encoded);
+    out.append(reinterpret_cast<const char*>(encoded), static_cast<std::size_t>(length));
+  }
+  return true;
 }
 
 }  // namespace
 
-std::string decomposed(std::string_view text) {
+void appendDecomposed(std::string& out, std::string_view text) {
   // NFD works run by run between the code points it keeps: only the runs of others are handed to
   // utf8proc, which is slow on long text.
   const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
@@ -127,12 +139,16 @@ std::string decomposed(std::string_view text) {
   const auto next = [&](utf8proc_ssize_t at, utf8proc_int32_t& c) {
     return utf8proc_iterate(bytes + at, size - at, &c);
   };
-  std::string out;
+  const std::size_t start = out.size();
+  const auto keptAsItIs = [&] {  // not UTF-8
+    out.resize(start);
+    out.append(text);
+  };
   utf8proc_ssize_t copied = 0;
   for (utf8proc_ssize_t at = 0; at < size;) {
     utf8proc_int32_t c = bytes[at];
     const utf8proc_ssize_t length = c < 0x80 ? 1 : next(at, c);
-    if (length < 0) return std::string(text);  // not UTF-8: kept as it is
+    if (length < 0) return keptAsItIs();
     if (c < 0x80 || keptByDecomposition(c)) {
       at += length;
       continue;
@@ -141,19 +157,24 @@ std::string decomposed(std::string_view text) {
     while (end < size) {
       utf8proc_int32_t d = bytes[end];
       const utf8proc_ssize_t more = d < 0x80 ? 1 : next(end, d);
-      if (more < 0) return std::string(text);
+      if (more < 0) return keptAsItIs();
       if (d < 0x80 || keptByDecomposition(d)) break;
       end += more;
     }
-    const auto run = decomposedRun(
-        text.substr(static_cast<std::size_t>(at), static_cast<std::size_t>(end - at)));
-    if (!run) return std::string(text);
     out.append(
         text.substr(static_cast<std::size_t>(copied), static_cast<std::size_t>(at - copied)));
-    out += *run;
+    if (!appendDecomposedRun(
+            text.substr(static_cast<std::size_t>(at), static_cast<std::size_t>(end - at)), out)) {
+      return keptAsItIs();
+    }
     at = copied = end;
   }
   out.append(text.substr(static_cast<std::size_t>(copied)));
+}
+
+std::string decomposed(std::string_view text) {
+  std::string out;
+  appendDecomposed(out, text);
   return out;
 }
 

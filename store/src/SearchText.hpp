@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "tovanel/chat/message/ChatMessage.hpp"
@@ -30,6 +31,8 @@ inline constexpr std::string_view kFieldBarrier = "\uE000";
 /// canonically equivalent text is one text, and every diacritic, precomposed or not, is a mark
 /// that the tokenizer drops. Text that is not UTF-8 is kept as it is.
 std::string decomposed(std::string_view text);
+/// Appends decomposed(text) to `out`.
+void appendDecomposed(std::string& out, std::string_view text);
 
 /// The searchable text of a message, by field; an empty view for a field it lacks. Views point
 /// into the message, but authorName into `nameBuffer`.
@@ -64,10 +67,33 @@ class WordSplitter {
   /// index holds of it. The view lasts for the call.
   template <class F>
   void forEachWord(std::string_view text, F&& each) const {
+    using Each = std::remove_reference_t<F>;
     tokenize(text, &each, [](void* context, int, const char* token, int size, int, int) {
-      (*static_cast<F*>(context))(std::string_view(token, static_cast<std::size_t>(size)));
+      (*static_cast<Each*>(context))(std::string_view(token, static_cast<std::size_t>(size)));
       return 0;
     });
+  }
+
+  /// Calls `each` with the pieces of `text` between the characters that always separate words:
+  /// ASCII characters other than letters and digits, of which no byte of a longer character is
+  /// made. The words of a text are those of its pieces, in order; a piece is found again and
+  /// again in a language's text, where its words need not be split again.
+  template <class F>
+  static void forEachPiece(std::string_view text, F&& each) {
+    const auto joins = [](char c) {
+      return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+             static_cast<unsigned char>(c) >= 0x80;
+    };
+    for (std::size_t at = 0; at < text.size();) {
+      if (!joins(text[at])) {
+        ++at;
+        continue;
+      }
+      std::size_t end = at + 1;
+      while (end < text.size() && joins(text[end])) ++end;
+      each(text.substr(at, end - at));
+      at = end;
+    }
   }
 
  private:

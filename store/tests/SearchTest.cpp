@@ -274,6 +274,16 @@ TEST_F(StoreTest, searchPagesWalkTheHitsNewestFirstWhateverTheirSize) {
             "invalidDate:");
 }
 
+// A message received twice in one receive, its edit within the same millisecond: the index holds
+// the last copy's words, as the row does.
+TEST_F(StoreTest, aMessageReceivedTwiceInOneReceiveIsFoundByItsLastText) {
+  auto repository = open();
+  waitFor(repository->receive(
+      Messages{textMessage("m", "r1", 100, "draft"), textMessage("m", "r1", 100, "final")}));
+  EXPECT_EQ(walked(*repository, "final", {}), std::vector<std::string>{"m"});
+  EXPECT_EQ(walked(*repository, "draft", {}), std::vector<std::string>{});
+}
+
 // A prefix that begins more words than a query reads as words, alone or with another word:
 // pages still walk every hit once, newest first, whether the entries read whole hold them all or
 // entries among them that do not match are more than are read whole.
