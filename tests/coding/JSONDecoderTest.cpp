@@ -71,11 +71,11 @@ TEST(JSONDecoder, ErrorsNameTheKindAndThePathOfTheFailure) {
   }
 }
 
-// An array of 2^24 zeros: longer than the parser's own count of elements holds.
+// An array of 2^24 elements, longer than the parser's own count of elements holds: a null (one
+// word of the parser's tape) and then zeros (two words each).
 std::string longArray() {
-  std::string json((std::size_t{2} << 24) + 1, ',');
-  for (std::size_t i = 1; i < json.size(); i += 2) json[i] = '0';
-  json.front() = '[', json.back() = ']';
+  std::string json = "[null" + std::string((std::size_t{2} << 24) - 2, ',') + "]";
+  for (std::size_t i = 6; i < json.size(); i += 2) json[i] = '0';
   return json;
 }
 
