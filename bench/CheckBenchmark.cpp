@@ -1,7 +1,8 @@
 // `tovanel-chat check` over generated room exports, run as its own process: messages and bytes
 // per second, and the process's peak resident memory. The peak must not grow with the size of the
 // file, since the tool streams it, nor with its layout: an array is read element by element in the
-// same flat memory as newline-delimited envelopes (within 1.5x, for 200,000 messages).
+// same flat memory as newline-delimited envelopes (within 1.5x, for 200,000 messages). Beside it,
+// its floor as a process (tovanel-chat-floor) on the same newline-delimited files.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -17,6 +18,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Corpus.hpp"
 #include "tovanel/chat/export/ExportWriter.hpp"
@@ -76,20 +78,19 @@ long long residentPeak(pid_t process) {
   return 0;
 }
 
-// Runs the tool on the file with its output discarded; returns its peak resident memory in
+// Runs `program` with `arguments` and its output discarded; returns its peak resident memory in
 // bytes, or -1 when it could not run or did not succeed. The peak is sampled while it runs.
-long long runCheck(const fs::path& file) {
+long long runProcess(const std::string& program, std::vector<std::string> arguments) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  const std::string tool = TOVANEL_CHAT_TOOL;
-  const std::string command = "check";
-  const std::string argument = file.string();
-  char* argv[] = {const_cast<char*>(tool.c_str()), const_cast<char*>(command.c_str()),
-                  const_cast<char*>(argument.c_str()), nullptr};
+  arguments.insert(arguments.begin(), program);
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
   pid_t child = 0;
-  const int spawned = posix_spawn(&child, tool.c_str(), &actions, nullptr, argv, environ);
+  const int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (spawned != 0) return -1;
   long long peak = 0;
@@ -102,16 +103,19 @@ long long runCheck(const fs::path& file) {
   return peak;
 }
 
-void BM_CheckTool(benchmark::State& state) {
+// Times `run` on the export of state.range(0) messages in the layout state.range(1), once per
+// iteration, and reports its rates and the highest peak of resident memory it returned.
+template <class Run>
+void measureProcess(benchmark::State& state, Run run) {
   const auto messages = static_cast<std::size_t>(state.range(0));
   const auto format = static_cast<exports::ExportFormat>(state.range(1));
   const ExportFile& file = exportOf(messages, format);
   state.SetLabel(format == exports::ExportFormat::array ? "array" : "lines");
   long long peak = 0;
   for (auto _ : state) {
-    const long long used = runCheck(file.path());
+    const long long used = run(file.path());
     if (used < 0) {
-      state.SkipWithError("tovanel-chat check did not succeed on the export");
+      state.SkipWithError("the program did not succeed on the export");
       return;
     }
     peak = std::max(peak, used);
@@ -125,6 +129,19 @@ void BM_CheckTool(benchmark::State& state) {
       benchmark::Counter(static_cast<double>(file.bytes()) / (1024.0 * 1024.0));
 }
 
+void BM_CheckTool(benchmark::State& state) {
+  measureProcess(state, [](const fs::path& file) {
+    return runProcess(TOVANEL_CHAT_TOOL, {"check", file.string()});
+  });
+}
+
+// The floor of BM_CheckTool: tovanel-chat-floor reads the same newline-delimited export with
+// getline, copies each line into the parser, parses it and walks every value.
+void BM_FloorTool(benchmark::State& state) {
+  measureProcess(
+      state, [](const fs::path& file) { return runProcess(TOVANEL_CHAT_FLOOR, {file.string()}); });
+}
+
 // The corpus size and twice it, newline-delimited and as an array: the peak must stay put.
 BENCHMARK(BM_CheckTool)
     ->ArgNames({"messages", "array"})
@@ -132,6 +149,12 @@ BENCHMARK(BM_CheckTool)
     ->Args({static_cast<std::int64_t>(benchMessageCount()), 1})
     ->Args({static_cast<std::int64_t>(2 * benchMessageCount()), 0})
     ->Args({static_cast<std::int64_t>(2 * benchMessageCount()), 1})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FloorTool)
+    ->ArgNames({"messages", "array"})
+    ->Args({static_cast<std::int64_t>(benchMessageCount()), 0})
+    ->Args({static_cast<std::int64_t>(2 * benchMessageCount()), 0})
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 

@@ -17,13 +17,21 @@
 
 namespace tovanel::chat::bench {
 
-/// The floor: simdjson parses each envelope into its DOM, and nothing is built from it.
-void floorPass(simdjson::dom::parser& parser, const Corpus& corpus);
+/// The floor: simdjson parses each envelope into its DOM and every value is walked (FloorWalk),
+/// nothing built from it; returns what the walk folded together.
+std::uint64_t floorPass(simdjson::dom::parser& parser, const Corpus& corpus);
+
+/// The parse alone, without the walk: simdjson's own share of the floor.
+void parseOnlyPass(simdjson::dom::parser& parser, const Corpus& corpus);
 
 /// Ours: each envelope decoded into a ChatMessage appended to the history, through the public API
 /// as an application calls it (the export library's decodeEnvelopeFrom on a decoder made by
 /// makeEnvelopeDecoder: the direct reader, unless the decoder's directReading is off).
 void decodePass(JSONDecoder& decoder, const Corpus& corpus, std::vector<ChatMessage>& history);
+
+/// Ours into a fresh message per envelope, dropped at once (kept nowhere); returns the sum of
+/// the messages' view counts.
+std::int64_t freshPass(JSONDecoder& decoder, const Corpus& corpus);
 
 /// Ours into one reused message (decodeEnvelopeInto), as a reader that checks and drops each
 /// message does; returns the sum of the messages' view counts, so that no read can be skipped.

@@ -1,9 +1,10 @@
 // One pass of one benchmark's work, for profilers: the corpus is made and a first pass warms the
 // buffers before the measured pass, which runs inside `measuredPass` alone. Under callgrind:
 //   valgrind --tool=callgrind --toggle-collect='*measuredPass*' tovanel-chat-bench-profile ours
-// counts the instructions of that pass only. `ours` decodes as applications do (the direct reader
-// first), `parser` with the direct reader off, `reused` into one reused message, `check` as the
-// check command reads an export (in memory).
+// counts the instructions of that pass only. `floor` parses and walks every value, `parse` only
+// parses; `fresh` decodes each envelope into a message dropped at once, `ours` decodes as
+// applications do (the direct reader first) into a kept history, `parser` with the direct reader
+// off, `reused` into one reused message, `check` as the check command reads an export (in memory).
 
 #include <cstdint>
 #include <cstdio>
@@ -35,7 +36,17 @@ int run(const std::string& what) {
   const Corpus& input = corpus(roomMix());
   if (what == "floor") {
     simdjson::dom::parser parser;
-    warmThenMeasure([&] { floorPass(parser, input); }, nothing);
+    std::uint64_t sum = 0;
+    warmThenMeasure([&] { sum += floorPass(parser, input); }, nothing);
+    std::printf("walk sum %llx\n", static_cast<unsigned long long>(sum));
+  } else if (what == "parse") {
+    simdjson::dom::parser parser;
+    warmThenMeasure([&] { parseOnlyPass(parser, input); }, nothing);
+  } else if (what == "fresh") {
+    JSONDecoder decoder = makeDecoder();
+    std::int64_t views = 0;
+    warmThenMeasure([&] { views += freshPass(decoder, input); }, nothing);
+    std::printf("views %lld\n", static_cast<long long>(views));
   } else if (what == "ours" || what == "parser" || what == "encode" || what == "hash") {
     JSONDecoder decoder = makeDecoder();
     decoder.directReading = what != "parser";
@@ -69,9 +80,9 @@ int run(const std::string& what) {
     history.reserve(input.lines.size());
     warmThenMeasure([&] { peerDecodePass(input, history); }, [&] { history.clear(); });
   } else {
-    std::fprintf(
-        stderr,
-        "usage: tovanel-chat-bench-profile floor|ours|parser|reused|check|peer|encode|hash\n");
+    std::fprintf(stderr,
+                 "usage: tovanel-chat-bench-profile "
+                 "floor|parse|fresh|ours|parser|reused|check|peer|encode|hash\n");
     return 2;
   }
   std::printf("%s: one measured pass over %zu messages (%zu bytes)\n", what.c_str(),
