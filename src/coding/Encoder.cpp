@@ -12,7 +12,9 @@
 #include <emmintrin.h>
 #endif
 
+#include "base/DateText.hpp"
 #include "coding/Text.hpp"
+#include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat {
@@ -403,6 +405,24 @@ void Encoder::writeInteger(std::int64_t number) {
 
 void Encoder::writeIntegerMember(std::int64_t number) {
   run_->cursor = putInteger(run_->reserve(20), number);
+}
+
+void Encoder::writeDateMember(MemberKey key, const Date& date) {
+  coding::detail::EncodingRun& run = *run_;
+  if (run.owner.dateEncodingStrategy.kind == DateStrategyKind::iso8601) {
+    char* at = run.reserve(chat::detail::kISO8601TextMax + 2);
+    const std::size_t size = chat::detail::iso8601Text(date.timeIntervalSince1970(), at + 1);
+    if (size != 0) {
+      at[0] = '"';
+      at[size + 1] = '"';
+      run.cursor = at + size + 2;
+      return;
+    }
+  }
+  // The other strategies, and the failure with its message, as any member's value.
+  Encoder member(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
+  coding::Codec<Date>::encode(member, date);
+  member.end();
 }
 
 void Encoder::writeNumber(double number) {

@@ -382,6 +382,8 @@ void KeyedEncodingContainer::encode(MemberKey key, const T& value) {
     if (place_->putCompactKey(key)) return place_->writeStringMember(key, value);
   } else if constexpr (std::is_same_v<T, std::int64_t>) {
     if (place_->putCompactKey(key)) return place_->writeIntegerMember(value);
+  } else if constexpr (std::is_same_v<T, Date>) {
+    if (place_->putCompactKey(key)) return place_->writeDateMember(key, value);
   }
   encodeMember(key, value);
 }

@@ -220,6 +220,9 @@ class TOVANEL_CHAT_API Encoder {
   /// hold this one scalar, so none is made unless the text fails, for its path.
   void writeStringMember(MemberKey key, std::string_view text);
   void writeIntegerMember(std::int64_t number);
+  /// A member's date after putCompactKey wrote its key: ISO 8601 text in place, anything else
+  /// through a place of its own.
+  void writeDateMember(MemberKey key, const Date& date);
   void writeMemberKey(MemberKey key);
   void endMember(Encoder& member) {
     member.end();
