@@ -197,3 +197,38 @@ inline std::string userJson(std::string_view id) {
 }
 
 }  // namespace tovanel::chat::test
+
+namespace tovanel::chat::test {
+
+/// The members of a JSON object's text, which must outlive them.
+inline Members membersOf(std::string_view json) {
+  Members members;
+  std::size_t depth = 0, start = 1, colon = 0;
+  for (std::size_t i = 1, quoted = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (quoted) {
+      i += c == '\\', quoted = c != '"';
+    } else if (c == '"') {
+      quoted = 1;
+    } else if (c == ':' && depth == 0 && colon <= start) {
+      colon = i;
+    } else if ((c == ',' || c == '}') && depth == 0 && colon > start) {
+      members.emplace_back(json.substr(start + 1, colon - start - 2),
+                           json.substr(colon + 1, i - colon - 1));
+      start = i + 1;
+    } else {
+      depth += (c == '{' || c == '[') - (c == '}' || c == ']');
+    }
+  }
+  return members;
+}
+
+/// The members of the object under `key`, or of the first element of the array under it.
+inline Members nested(const Members& members, std::string_view key) {
+  const auto json = std::find_if(members.begin(), members.end(), [&](const auto& member) {
+                      return member.first == key;
+                    })->second;
+  return membersOf(json.starts_with('[') ? json.substr(1) : json);
+}
+
+}  // namespace tovanel::chat::test
