@@ -37,13 +37,17 @@ inline std::string describeFailure(const DecodingError& error) {
   return text;
 }
 
-/// A body of `kind` decoded from the text as an envelope has it decoded: through a prepared
-/// decoder whose box holds the kind.
-inline Body decodeBody(BodyType kind, std::string_view json) {
+/// A decoder as an application prepares it: a body-type box, holding `kind` as an envelope that
+/// has read it hands it over.
+inline JSONDecoder preparedDecoder(std::optional<BodyType> kind = std::nullopt) {
   JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  bodyType(decoder.userInfo)->value = kind;
-  return decoder.decode<Body>(json);
+  prepareForBodyDecoding(decoder).value = kind;
+  return decoder;
+}
+
+/// A body of `kind` decoded from the text as an envelope has it decoded.
+inline Body decodeBody(BodyType kind, std::string_view json) {
+  return preparedDecoder(kind).decode<Body>(json);
 }
 
 /// The members of a JSON object, in order: each key with the JSON text of its value.
@@ -102,13 +106,6 @@ inline std::string lineKinds(const Captured& captured) {
   return kinds;
 }
 
-/// A decoder as an application prepares it: an empty body-type box.
-inline JSONDecoder preparedDecoder() {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  return decoder;
-}
-
 /// What one decode gave: the value or the error, and what was written to standard output.
 template <class T>
 struct Outcome {
@@ -146,8 +143,7 @@ Outcome<T> decodeCapturing(std::string_view json) {
 
 /// Decodes `json` as a body of the info kind, as a message envelope hands it over.
 inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
-  JSONDecoder decoder = preparedDecoder();
-  bodyType(decoder.userInfo)->value = BodyType::info;
+  JSONDecoder decoder = preparedDecoder(BodyType::info);
   return decodeCapturing<Body>(decoder, json);
 }
 

@@ -153,11 +153,8 @@ std::string_view describeBox(const JSONDecoder& decoder) {
 class MediaItems : public testing::TestWithParam<MediaRow> {};
 
 TEST_P(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheBox) {
-  JSONDecoder decoder;
-  if (GetParam().before.prepared) {
-    prepareForBodyDecoding(decoder);
-    bodyType(decoder.userInfo)->value = GetParam().before.kind;
-  }
+  JSONDecoder decoder =
+      GetParam().before.prepared ? test::preparedDecoder(GetParam().before.kind) : JSONDecoder();
   const auto outcome = test::decodeCapturing<UserPresentInfoBody::Media>(decoder, GetParam().media);
   EXPECT_EQ(outcome.summary(), GetParam().expected);
   EXPECT_EQ(test::lineKinds(outcome.captured), GetParam().lines);
