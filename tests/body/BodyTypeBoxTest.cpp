@@ -12,8 +12,6 @@ using test::kBodyLine;
 using test::kPrepareLine;
 const char* const kGoodText = R"({"text":"hi","mentions":[{"userId":"u","rangeStart":0}]})";
 
-void writeKind(JSONDecoder& decoder, BodyType kind) { bodyType(decoder.userInfo)->value = kind; }
-
 /// Decodes a Body through the box, keeping the lines written and the error thrown.
 test::Captured decodeBody(JSONDecoder& decoder, std::string_view json, Body& out) {
   return test::captureStdout([&] { out = decoder.decode<Body>(json); });
@@ -40,13 +38,12 @@ TEST(BodyHandOff, DecodesTheKindInTheBoxOrReportsItMissing) {
       {"unprepared", [](JSONDecoder&) {}},
       {"kind cleared by the enclosing record",
        [](JSONDecoder& d) {
-         prepareForBodyDecoding(d);
-         writeKind(d, BodyType::text);
+         prepareForBodyDecoding(d).value = BodyType::text;
          bodyType(d.userInfo)->value.reset();
        }},
       {"a string under the key",
        [](JSONDecoder& d) { d.userInfo.insert_or_assign(bodyTypeKey(), std::string("text")); }},
-      {"text", [](JSONDecoder& d) { prepareForBodyDecoding(d), writeKind(d, BodyType::text); }},
+      {"text", [](JSONDecoder& d) { d = test::preparedDecoder(BodyType::text); }},
   };
   for (const auto& [name, setUp] : rows) {
     JSONDecoder decoder;
@@ -64,9 +61,7 @@ TEST(BodyHandOff, DecodesTheKindInTheBoxOrReportsItMissing) {
 }
 
 TEST(BodyHandOff, AKindStaysAcrossRunsOfTheSameDecoder) {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  writeKind(decoder, BodyType::text);
+  JSONDecoder decoder = test::preparedDecoder(BodyType::text);
   Body body = Body::action();
   EXPECT_FALSE(decodeBody(decoder, R"({"text":"one"})", body).error);
   EXPECT_TRUE(decodeBody(decoder, R"({"text":null})", body).error);
@@ -138,9 +133,7 @@ TEST(BodyHandOff, DiagnosticLinesGoToTheDecodersSinkOrNowhere) {
     decoder.userInfo.clear();  // and once without a box
     EXPECT_THROW(decoder.decode<Body>(kGoodText), Body::BodyDecodingError);
   };
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  writeKind(decoder, BodyType::text);
+  JSONDecoder decoder = test::preparedDecoder(BodyType::text);
   std::vector<std::string> received;
   decoder.diagnosticSink = [&](std::string_view line) { received.emplace_back(line); };
   EXPECT_EQ(test::captureStdout([&] { failTwice(decoder); }).out, "");
@@ -148,9 +141,7 @@ TEST(BodyHandOff, DiagnosticLinesGoToTheDecodersSinkOrNowhere) {
   EXPECT_TRUE(received[0].starts_with(kBodyLine)) << received[0];
   EXPECT_EQ(received[1], std::string(kPrepareLine) + "\n");
 
-  JSONDecoder silent;
-  prepareForBodyDecoding(silent);
-  writeKind(silent, BodyType::text);
+  JSONDecoder silent = test::preparedDecoder(BodyType::text);
   silent.diagnosticSink = nullptr;
   EXPECT_EQ(test::captureStdout([&] { failTwice(silent); }).out, "");
 }

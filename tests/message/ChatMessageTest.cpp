@@ -1,5 +1,5 @@
-// The message records: the user, read and written; ChatMessage and MessageSentStatus, which have
-// no JSON form.
+// The message records beyond their field tables (FieldTablesTest.cpp): the user's name, and
+// ChatMessage and MessageSentStatus, which have no JSON form.
 
 #include <bit>
 #include <chrono>
@@ -9,48 +9,7 @@
 namespace tovanel::chat {
 namespace {
 
-using test::RecordsReadBack;
 using User = ChatMessageUser;
-
-// A complete user object, in key order.
-const test::Members kFullUser{
-    {"id", R"("u1")"},          {"username", R"("anna")"},
-    {"firstName", R"("Anna")"}, {"lastName", R"("Berg")"},
-    {"bio", R"("hi")"},         {"avatarUrl", R"("https://cdn.example/a.png")"},
-    {"followerCount", "3"},     {"followingCount", "4"},
-};
-
-std::vector<test::CodingRow> userRows() {
-  using test::without;
-  const auto user = &test::writtenBack<User>;
-  const auto with = [](std::vector<test::MemberEdit> edits) {
-    return test::objectWith(kFullUser, edits);
-  };
-  return {
-      {"every key in key order", user,
-       R"({"followingCount":4,"followerCount":3,"avatarUrl":)"
-       R"("https://cdn.example/a.png","bio":"hi","lastName":"Berg","firstName":"Anna",)"
-       R"("username":"anna","id":"u1"})",
-       with({})},
-      {"id absent", user, with({without("id")}), "keyNotFound at id"},
-      {"firstName absent", user, with({without("firstName")}), "keyNotFound at firstName"},
-      {"lastName null", user, with({{"lastName", "null"}}), "valueNotFound at lastName"},
-      {"followerCount absent", user, with({without("followerCount")}),
-       "keyNotFound at followerCount"},
-      {"followingCount null", user, with({{"followingCount", "null"}}),
-       "valueNotFound at followingCount"},
-      {"avatarUrl an object", user, with({{"avatarUrl", R"({"url":"x"})"}}),
-       "typeMismatch at avatarUrl"},
-      {"optional texts absent or null", user,
-       with({without("username"), {"bio", "null"}, without("avatarUrl"), {"avatarURL", R"("x")"}}),
-       with({without("username"), without("bio"), without("avatarUrl")})},
-      {"the first failure in key order", user,
-       with({{"followingCount", "true"}, {"bio", "2"}, {"username", "5"}}),
-       "typeMismatch at username"},
-  };
-}
-
-INSTANTIATE_TEST_SUITE_P(Users, RecordsReadBack, testing::ValuesIn(userRows()), test::kRowName);
 
 TEST(ChatMessageUser, AtUsernameAndDeletionLookOnlyAtTheUsername) {
   struct Row {

@@ -37,13 +37,17 @@ inline std::string describeFailure(const DecodingError& error) {
   return text;
 }
 
-/// A body of `kind` decoded from the text as an envelope has it decoded: through a prepared
-/// decoder whose box holds the kind.
-inline Body decodeBody(BodyType kind, std::string_view json) {
+/// A decoder as an application prepares it: a body-type box, holding `kind` as an envelope that
+/// has read it hands it over.
+inline JSONDecoder preparedDecoder(std::optional<BodyType> kind = std::nullopt) {
   JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  bodyType(decoder.userInfo)->value = kind;
-  return decoder.decode<Body>(json);
+  prepareForBodyDecoding(decoder).value = kind;
+  return decoder;
+}
+
+/// A body of `kind` decoded from the text as an envelope has it decoded.
+inline Body decodeBody(BodyType kind, std::string_view json) {
+  return preparedDecoder(kind).decode<Body>(json);
 }
 
 /// The members of a JSON object, in order: each key with the JSON text of its value.
@@ -102,13 +106,6 @@ inline std::string lineKinds(const Captured& captured) {
   return kinds;
 }
 
-/// A decoder as an application prepares it: an empty body-type box.
-inline JSONDecoder preparedDecoder() {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  return decoder;
-}
-
 /// What one decode gave: the value or the error, and what was written to standard output.
 template <class T>
 struct Outcome {
@@ -146,8 +143,7 @@ Outcome<T> decodeCapturing(std::string_view json) {
 
 /// Decodes `json` as a body of the info kind, as a message envelope hands it over.
 inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
-  JSONDecoder decoder = preparedDecoder();
-  bodyType(decoder.userInfo)->value = BodyType::info;
+  JSONDecoder decoder = preparedDecoder(BodyType::info);
   return decodeCapturing<Body>(decoder, json);
 }
 
@@ -194,6 +190,41 @@ inline std::string userJson(std::string_view id) {
   json.append(id).append(R"(","firstName":"Ada","lastName":"Lovelace","followerCount":3,)");
   json.append(R"("followingCount":4})");
   return json;
+}
+
+}  // namespace tovanel::chat::test
+
+namespace tovanel::chat::test {
+
+/// The members of a JSON object's text, which must outlive them.
+inline Members membersOf(std::string_view json) {
+  Members members;
+  std::size_t depth = 0, start = 1, colon = 0;
+  for (std::size_t i = 1, quoted = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (quoted) {
+      i += c == '\\', quoted = c != '"';
+    } else if (c == '"') {
+      quoted = 1;
+    } else if (c == ':' && depth == 0 && colon <= start) {
+      colon = i;
+    } else if ((c == ',' || c == '}') && depth == 0 && colon > start) {
+      members.emplace_back(json.substr(start + 1, colon - start - 2),
+                           json.substr(colon + 1, i - colon - 1));
+      start = i + 1;
+    } else {
+      depth += (c == '{' || c == '[') - (c == '}' || c == ']');
+    }
+  }
+  return members;
+}
+
+/// The members of the object under `key`, or of the first element of the array under it.
+inline Members nested(const Members& members, std::string_view key) {
+  const auto json = std::find_if(members.begin(), members.end(), [&](const auto& member) {
+                      return member.first == key;
+                    })->second;
+  return membersOf(json.starts_with('[') ? json.substr(1) : json);
 }
 
 }  // namespace tovanel::chat::test

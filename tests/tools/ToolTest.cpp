@@ -122,7 +122,6 @@ std::vector<ToolRow> toolRows() {
   const std::string dec = file("dec.json", "{\"text\":\"cafe\xCC\x81\"}");
   const std::string hiOut = "{\"text\":\"hi\",\"mentions\":[]}\n";
   const std::string added = R"({"recipients":[],"type":"added"})";
-  const std::string addedOut = "{\"type\":\"added\",\"recipients\":[]}\n";
   const std::string failing = R"({"type":"joined","recipients":"u1"})";
   const std::string failure = "typeMismatch at recipients: expected an array, found a string\n";
   const std::string infoLine = "[Body][InfoBody] Can't decode: " + failure;
@@ -179,7 +178,6 @@ std::vector<ToolRow> toolRows() {
       {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
       {"BodyReadsStdinForDash", "body --type text -", hi, 0, hiOut, ""},
       {"BodyReadsStdinWithoutFile", "body --type text", hi, 0, hiOut, ""},
-      {"BodyOfMalformedJson", "body --type text " + malformed, "", 1, "", "error: dataCorrupted: "},
       // A failing body prints the library's own line and the error kind.
       {"BodyThatFails", "body --type text", R"({"text":5})", 1,
        "[Body] Can't decode due to error: typeMismatch", "error: typeMismatch: ", Out::startsWith},
@@ -202,24 +200,17 @@ std::vector<ToolRow> toolRows() {
        "error: " + malformedPath + ": dataCorrupted: "},
       {"EqualNeedsTwoFiles", "equal --type text " + text, "", 2, "", "error: "},
       // events
-      {"InfoReencodes", "info", added, 0, addedOut, ""},
       {"InfoDecodesAMediaBodyThroughThePreparedBox", "info -",
        R"({"type":"user_present","media":{"type":"text","body":{"text":"hi"}}})", 0,
        "{\"type\":\"user_present\",\"media\":{\"type\":\"text\",\"body\":{\"text\":\"hi\"}}}\n",
        ""},
       {"InfoOfAFailingRecordWritesTheEventsLine", "info", failing, 1, infoLine, failingErr},
-      {"EqualInfoWithKeysInAnotherOrder",
-       "equal --info " + addedFile + " " +
-           file("added2.json", R"({"type":"added","recipients":[]})"),
-       "", 0, "equal\nhashes equal\n", ""},
       // durations
       {"DurationInSecondsAndWrittenBack", "duration PT4M13S", "", 0, "253\tP0Y0M0W0DT0H4M13S\n",
        ""},
       {"NotADuration", "duration PT0.5S", "", 1, "",
        "error: dataCorrupted: the text \"PT0.5S\" is not an ISO 8601 duration\n"},
-      {"DurationWithoutText", "duration", "", 2, "", "error: "},
       // rooms
-      {"RoomWithAnUnknownOption", "room --colour", "", 2, "", "error: "},
       {"CheckOfTwoFiles", "check a b", "", 2, "", "error: "},
       {"RoomNeedsTheStoreForARoom", "room --room r1", "", 2, "", "error: --room requires --db\n"},
       {"SeveralRoomsHaveAHeaderEach", "room -",
@@ -264,8 +255,6 @@ std::vector<ToolRow> toolRows() {
        "checked 4 messages: 1 ok, 3 failed\n",
        ""},
       {"CheckOfNothing", "check -", "", 0, "checked 0 messages: 0 ok, 0 failed\n", ""},
-      {"CheckOfTheExampleRoom", "check " + exampleRoom, "", 0,
-       "checked 38 messages: 38 ok, 0 failed\n", ""},
       // One recognisable fragment per body kind and for the kinds of events people see most; no
       // failure, no diagnostic line, no colours when standard output is a file.
       {"RoomRendersTheExampleRoomEveryMessageAsItsOwnKind", "room " + exampleRoom, "", 0,

@@ -1,6 +1,6 @@
 // System events: the kind that picks the record, the diagnostic lines of a failing record beside
-// Body's own, each record's keys and strictness, the presence event's media with the body-type
-// box, the go-live request's dates, equality across cases and the hash input.
+// Body's own, what records read beyond their field tables (FieldTablesTest.cpp), the presence
+// event's media with the body-type box, equality across cases and the hash input.
 
 #include "support/RecordTables.hpp"
 
@@ -90,35 +90,18 @@ constexpr auto read = &test::writtenBack<T>;
 
 std::vector<test::CodingRow> eventRows() {
   const std::string u1 = userJson("u1"), u2 = userJson("u2");
-  const auto added = read<AddedInfoBody>, title = read<RoomTitleInfoBody>;
-  const auto created = read<RoomCreatedInfoBody>, call = read<RoomCallSummaryInfoBody>;
-  const auto request = read<RoomRequestCreatedInfoBody>, present = read<UserPresentInfoBody>;
-  // Every record written back whole, in key order (mutual_basic as both settings among them), is
-  // in EveryKindTest.cpp.
+  // What each field's presence gives is in FieldTablesTest.cpp.
   return {
-      // the five membership events share one record
-      {"membership: nothing at all", added, "{}", "{}"},
-      {"membership: users kept in order with duplicates, keys in order", added,
+      {"membership: users kept in order with duplicates, keys in order", read<AddedInfoBody>,
        R"({"recipients":[)" + u2 + "," + u1 + "," + u2 + R"(],"type":"banned"})",
        R"({"type":"banned","recipients":[)" + u2 + "," + u1 + "," + u2 + "]}"},
-      {"membership: a kind that is no word", added, R"({"type":"Joined"})",
+      {"membership: a kind that is no word", read<AddedInfoBody>, R"({"type":"Joined"})",
        "dataCorrupted at type"},
-      {"membership: a second user of a wrong type", added,
-       R"({"recipients":[)" + u1 + R"(,{"id":"u2","firstName":"B","lastName":"C",)" +
-           R"("followerCount":"many","followingCount":0}]})",
-       "typeMismatch at recipients[1].followerCount"},
-      // settings: accessibility is free text, visibility a word
-      {"visibility: no string", read<RoomVisibilityInfoBody>, R"({"visibility":2})",
-       "typeMismatch at visibility"},
       {"tags: a null tag", read<RoomTagsInfoBody>, R"({"tags":["a",null]})",
        "valueNotFound at tags[1]"},
-      {"title: an empty previous title", title, R"({"title":"New","previously":{}})",
-       R"({"title":"New","previously":{}})"},
-      {"title: a previous title of a wrong type", title, R"({"previously":{"title":1}})",
-       "typeMismatch at previously.title"},
-      {"created: an accessibility word as visibility", created, R"({"visibility":"request"})",
-       "dataCorrupted at visibility"},
-      {"created: a bad invited user", created, R"({"invited":[{"id":"x"}]})",
+      {"created: an accessibility word as visibility", read<RoomCreatedInfoBody>,
+       R"({"visibility":"request"})", "dataCorrupted at visibility"},
+      {"created: a bad invited user", read<RoomCreatedInfoBody>, R"({"invited":[{"id":"x"}]})",
        "keyNotFound at invited[0].firstName"},
       {"cleared: from anything", read<RoomHistoryClearedInfoBody>, "[1,2]", "{}"},
       // written as an empty object, which names no kind and so does not decode again
@@ -126,19 +109,9 @@ std::vector<test::CodingRow> eventRows() {
        R"({"recipients":"nobody","type":"room_history_cleared","request":[],"media":5})", "{}"},
       {"deleted: only its kind", read<MessageDeletedInfoBody>,
        R"({"type":"message_delete","messageId":"m1","room":"r"})", R"({"type":"message_delete"})"},
-      {"call: a status that is a number", call, R"({"status":3})", "typeMismatch at status"},
-      // the go-live request: underscored keys, its own type free text
-      {"request: an invitation flag given as text", request, R"({"request":{"isInvite":"true"}})",
-       "typeMismatch at request.isInvite"},
-      {"request: a count given as text", request,
-       R"({"request":{"metadata":{"previouslyAcceptedCount":"1"}}})",
-       "typeMismatch at request.metadata.previouslyAcceptedCount"},
-      // the presence event is strict around its tolerant media
-      {"present: a media type unlike the media's kind", present,
+      {"present: a media type unlike the media's kind", read<UserPresentInfoBody>,
        R"({"mediaType":"audio","media":{"type":"hint"}})",
        R"({"mediaType":"audio","media":{"type":"hint"}})"},
-      {"present: a media type that is a number", present, R"({"mediaType":1})",
-       "typeMismatch at mediaType"},
       // setting words belong to their own enumeration
       {"setting: request is no visibility", read<RoomVisibility>, R"("request")", "dataCorrupted"},
       {"setting: everyone is no accessibility", read<RoomAccessibility>, R"("everyone")",
@@ -180,11 +153,8 @@ std::string_view describeBox(const JSONDecoder& decoder) {
 class MediaItems : public testing::TestWithParam<MediaRow> {};
 
 TEST_P(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheBox) {
-  JSONDecoder decoder;
-  if (GetParam().before.prepared) {
-    prepareForBodyDecoding(decoder);
-    bodyType(decoder.userInfo)->value = GetParam().before.kind;
-  }
+  JSONDecoder decoder =
+      GetParam().before.prepared ? test::preparedDecoder(GetParam().before.kind) : JSONDecoder();
   const auto outcome = test::decodeCapturing<UserPresentInfoBody::Media>(decoder, GetParam().media);
   EXPECT_EQ(outcome.summary(), GetParam().expected);
   EXPECT_EQ(test::lineKinds(outcome.captured), GetParam().lines);
@@ -231,34 +201,6 @@ TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
   const UserPresentInfoBody::Media media(std::nullopt, std::nullopt,
                                          Body(TextBody("hi", std::nullopt)));
   EXPECT_EQ(JSONEncoder().encode(media), R"({"body":{"text":"hi"}})");
-}
-
-// ---- the go-live request's dates: the caller's strategies decide their form ----
-
-// Read and written by the coders' strategies, and compared by instant whatever the form read.
-TEST(RequestDates, AreReadAndWrittenByTheCodersStrategiesAndCompareByInstant) {
-  using Request = RoomRequestCreatedInfoBody::Request;
-  const std::string_view seconds = R"({"createdAt":1700000000.5,"updatedAt":1700000060})";
-  const std::string_view iso =
-      R"({"createdAt":"2023-11-14T22:13:20.500Z","updatedAt":"2023-11-14T22:14:20Z"})";
-  const std::tuple<DateDecodingStrategy, std::string_view, DateEncodingStrategy, std::string_view>
-      rows[] = {
-          {DateDecodingStrategy::secondsSince1970(), seconds,
-           DateEncodingStrategy::secondsSince1970(), seconds},
-          {DateDecodingStrategy::iso8601(), iso, DateEncodingStrategy::iso8601(), iso},
-          {DateDecodingStrategy::iso8601(),
-           R"({"createdAt":"2023-11-15T00:13:20.500+02:00","updatedAt":"2023-11-14T22:14:20Z"})",
-           DateEncodingStrategy::secondsSince1970(), seconds}};
-  std::vector<Request> requests;
-  for (const auto& [decoding, json, encoding, written] : rows) {
-    JSONDecoder decoder;
-    decoder.dateDecodingStrategy = decoding;
-    const auto& request = requests.emplace_back(decoder.decode<Request>(json));
-    JSONEncoder encoder;
-    encoder.dateEncodingStrategy = encoding;
-    EXPECT_EQ(encoder.encode(request), written);
-  }
-  test::expectHashClasses<Request>({requests});
 }
 
 // ---- equality and the hash ----

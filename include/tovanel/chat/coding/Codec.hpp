@@ -6,12 +6,14 @@
 //   void encode(Encoder&) const;
 // any other type by specialising coding::Codec<T>.
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -74,6 +76,11 @@ Status appendElement(const Decoder& element, std::vector<T>& out);
 }  // namespace detail
 template <class T>
 constexpr auto keysOf();
+enum class Presence : std::uint8_t;
+namespace detail {
+template <class T>
+constexpr auto fieldPresences();
+}  // namespace detail
 
 /// The coding machinery's way into a record: its constructor for decoding in place, its field
 /// table and its hash order, which records keep private and open to this class alone. Nothing of
@@ -170,10 +177,24 @@ struct Access {
   friend Status detail::appendElement(const Decoder&, std::vector<T>&);
   template <class T>
   friend constexpr auto keysOf();
+  template <class T>
+  friend constexpr auto detail::fieldPresences();
   friend struct direct::Records;  // the direct reader, which fills records from their tables
   // The library's compile-time check of its public CodingKeys against the tables.
   friend struct CodingKeysCheck;
 };
+
+/// Each key of a record's table with how it is read, in key order: what checks over every record
+/// need, and no way to its members.
+template <class T>
+constexpr auto detail::fieldPresences() {
+  return std::apply(
+      [](const auto&... field) {
+        return std::array<std::pair<std::string_view, Presence>, sizeof...(field)>{
+            {{field.key, field.presence}...}};
+      },
+      Access::fields<T>());
+}
 
 /// Text: a JSON string.
 template <>
