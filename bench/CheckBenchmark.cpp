@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,9 +79,16 @@ long long residentPeak(pid_t process) {
   return 0;
 }
 
-// Runs `program` with `arguments` and its output discarded; returns its peak resident memory in
-// bytes, or -1 when it could not run or did not succeed. The peak is sampled while it runs.
-long long runProcess(const std::string& program, std::vector<std::string> arguments) {
+// What a run of a program used: its peak resident memory in bytes (-1 when it could not run or
+// did not succeed), sampled while it runs, and the CPU time it took (user and system), which holds
+// better than the wall time when other work shares the machine.
+struct ProcessUse {
+  long long peak = -1;
+  double cpuSeconds = 0;
+};
+
+// Runs `program` with `arguments` and its output discarded.
+ProcessUse runProcess(const std::string& program, std::vector<std::string> arguments) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
@@ -92,19 +100,24 @@ long long runProcess(const std::string& program, std::vector<std::string> argume
   pid_t child = 0;
   const int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) return -1;
+  if (spawned != 0) return {};
   long long peak = 0;
   int status = 0;
-  while (waitpid(child, &status, WNOHANG) == 0) {
+  rusage usage{};
+  while (wait4(child, &status, WNOHANG, &usage) == 0) {
     peak = std::max(peak, residentPeak(child));
     usleep(1000);
   }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
-  return peak;
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return {};
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  return {peak, seconds(usage.ru_utime) + seconds(usage.ru_stime)};
 }
 
 // Times `run` on the export of state.range(0) messages in the layout state.range(1), once per
-// iteration, and reports its rates and the highest peak of resident memory it returned.
+// iteration, and reports its rates, the highest peak of resident memory it returned and its mean
+// CPU time per run.
 template <class Run>
 void measureProcess(benchmark::State& state, Run run) {
   const auto messages = static_cast<std::size_t>(state.range(0));
@@ -112,18 +125,21 @@ void measureProcess(benchmark::State& state, Run run) {
   const ExportFile& file = exportOf(messages, format);
   state.SetLabel(format == exports::ExportFormat::array ? "array" : "lines");
   long long peak = 0;
+  double cpuSeconds = 0;
   for (auto _ : state) {
-    const long long used = run(file.path());
-    if (used < 0) {
+    const ProcessUse used = run(file.path());
+    if (used.peak < 0) {
       state.SkipWithError("the program did not succeed on the export");
       return;
     }
-    peak = std::max(peak, used);
+    peak = std::max(peak, used.peak);
+    cpuSeconds += used.cpuSeconds;
   }
   const auto runs = static_cast<double>(state.iterations());
   state.SetBytesProcessed(static_cast<std::int64_t>(runs * static_cast<double>(file.bytes())));
   state.counters["msgs/s"] =
       benchmark::Counter(runs * static_cast<double>(messages), benchmark::Counter::kIsRate);
+  state.counters["cpu_ms"] = benchmark::Counter(1000.0 * cpuSeconds / runs);
   state.counters["peak_MiB"] = benchmark::Counter(static_cast<double>(peak) / (1024.0 * 1024.0));
   state.counters["file_MiB"] =
       benchmark::Counter(static_cast<double>(file.bytes()) / (1024.0 * 1024.0));

@@ -131,6 +131,35 @@ const Choice& scanner() noexcept {
   return chosen;
 }
 
+// The first quote, backslash or control byte of a string's text from `at`, or `end`: its first
+// sixteen bytes are tested inline (most strings end within them), the rest by the chosen scanner.
+// `vector` is false when the portable scanner is in use.
+inline const char* findSpecial(const char* at, const char* end, bool vector,
+                               bool& nonAscii) noexcept {
+#ifdef TOVANEL_DIRECT_X86
+  if (vector && end - at >= 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i controlMax = _mm_set1_epi8(0x1F);
+    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
+    const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
+                                                   _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))),
+                                      control);
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
+    const auto high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
+    if (mask != 0) {
+      const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
+      if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
+      return at + lane;
+    }
+    if (high != 0) nonAscii = true;
+    at += 16;
+  }
+#else
+  (void)vector;
+#endif
+  return scanner().scan(at, end, nonAscii);
+}
+
 bool isSpace(char c) noexcept { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
@@ -272,12 +301,11 @@ bool Cursor::readString(std::string* out) {
   skipSpace();
   if (at_ == end_ || *at_ != '"') return false;
   ++at_;
-  const Scanner scan = scanner().scan;
   if (out != nullptr) out->clear();
   for (;;) {
     const char* start = at_;
     bool nonAscii = false;
-    const char* stop = scan(at_, end_, nonAscii);
+    const char* stop = findSpecial(at_, end_, vectorKeys_, nonAscii);
     if (stop == end_) return false;
     if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
       return false;
@@ -306,7 +334,7 @@ bool Cursor::readView(std::string_view& out) noexcept {
   if (at_ == end_ || *at_ != '"') return false;
   const char* start = at_ + 1;
   bool nonAscii = false;
-  const char* stop = scanner().scan(start, end_, nonAscii);
+  const char* stop = findSpecial(start, end_, vectorKeys_, nonAscii);
   if (stop == end_ || *stop != '"') return false;
   if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
     return false;

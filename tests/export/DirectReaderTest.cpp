@@ -91,6 +91,25 @@ TEST(DirectReader, AgreesOrDeclinesOnMutatedEnvelopes) {
   EXPECT_GT(accepted, 0u);  // some mutations keep the text readable (a space, a digit)
 }
 
+TEST(DirectReader, ReadsKeysSpacedOutAsKeysWrittenTight) {
+  // White space before each colon and after each comma: no key is then where its table expects
+  // it, written tight, and each must be found by reading it.
+  constexpr std::size_t kMessages = 300;
+  std::size_t accepted = 0;
+  for (std::size_t i = 0; i < kMessages; ++i) {
+    const std::string envelope = bench::generateEnvelope(11, i);
+    std::string spaced;
+    for (std::size_t at = 0; at < envelope.size(); ++at) {
+      spaced += envelope[at];
+      if (envelope[at] == '"' && at + 1 < envelope.size() && envelope[at + 1] == ':') spaced += ' ';
+      if (envelope[at] == ',' && at + 1 < envelope.size() && envelope[at + 1] == '"')
+        spaced += '\t';
+    }
+    accepted += agree(spaced) ? 1 : 0;
+  }
+  EXPECT_GE(accepted * 100, kMessages * 99);
+}
+
 TEST(DirectReader, StepsOverOnlyWhatIsJson) {
   // Every file of the suite, as the value of a member that no record reads: the reader checks
   // it as it steps over it, so a file the parser refuses must make the reader decline (agree

@@ -41,6 +41,29 @@ struct Mark {
   std::size_t depth;
 };
 
+/// A table key as it is written most often, `"key":` with no white space inside, as three words
+/// in the text's byte order and the masks of the bytes it covers; `size` is 0 for a key that does
+/// not fit 24 bytes or holds a byte that a key's text would escape.
+struct KeyPattern {
+  std::uint64_t words[3]{};
+  std::uint64_t masks[3]{};
+  std::size_t size = 0;
+
+  constexpr explicit KeyPattern(std::string_view key) noexcept {
+    if (key.size() + 3 > 24) return;
+    for (const char c : key) {
+      if (c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20) return;
+    }
+    size = key.size() + 3;
+    for (std::size_t at = 0; at < size; ++at) {
+      const char c = at == 0 || at == size - 2 ? '"' : at == size - 1 ? ':' : key[at - 1];
+      const std::size_t lane = std::endian::native == std::endian::little ? at % 8 : 7 - at % 8;
+      words[at / 8] |= std::uint64_t{static_cast<unsigned char>(c)} << (8 * lane);
+      masks[at / 8] |= std::uint64_t{0xFF} << (8 * lane);
+    }
+  }
+};
+
 /// The forward pass over one text. Every reading call returns false to decline; after that the
 /// cursor is not read again.
 class TOVANEL_CHAT_API Cursor {
@@ -59,10 +82,24 @@ class TOVANEL_CHAT_API Cursor {
   /// The same, with the key's first eight bytes as a little-endian word, zero past its end
   /// (coding::detail::keyPrefix of the key).
   bool key(std::string_view& out, std::uint64_t& prefix) noexcept;
+  /// Steps over the key and colon of `pattern` when the text holds them there exactly; false
+  /// (nothing read) otherwise, for key() to read what is there.
+  bool expectKey(const KeyPattern& pattern) noexcept {
+    if (pattern.size == 0 || end_ - at_ < 24) return false;
+    std::uint64_t words[3];
+    std::memcpy(words, at_, sizeof words);
+    if ((((words[0] ^ pattern.words[0]) & pattern.masks[0]) |
+         ((words[1] ^ pattern.words[1]) & pattern.masks[1]) |
+         ((words[2] ^ pattern.words[2]) & pattern.masks[2])) != 0) {
+      return false;
+    }
+    at_ += pattern.size;
+    return true;
+  }
   /// After a member: true in `more` for a comma, false for the closing brace.
-  bool nextMember(bool& more) noexcept { return next('}', more); }
+  bool nextMember(bool& more) noexcept { return nextOrClose('}', more); }
   /// After an element: true in `more` for a comma, false for the closing bracket.
-  bool nextElement(bool& more) noexcept { return next(']', more); }
+  bool nextElement(bool& more) noexcept { return nextOrClose(']', more); }
   /// Steps over `null` when the next value is null.
   bool null() noexcept;
 
@@ -102,6 +139,15 @@ class TOVANEL_CHAT_API Cursor {
  private:
   bool begin(char open, char close, bool& empty) noexcept;
   bool next(char close, bool& more) noexcept;
+  // A comma right after the value, the most frequent case, without a call.
+  bool nextOrClose(char close, bool& more) noexcept {
+    if (at_ != end_ && *at_ == ',') {
+      ++at_;
+      more = true;
+      return true;
+    }
+    return next(close, more);
+  }
   bool readString(std::string* out);
   bool number(double* out, bool skipping) noexcept;
   bool skipDeep() noexcept;
@@ -113,7 +159,7 @@ class TOVANEL_CHAT_API Cursor {
   const char* end_;
   std::size_t depth_ = 0;
   std::size_t maximumDepth_;
-  bool vectorKeys_;  // keys are first scanned as one 16-byte block
+  bool vectorKeys_;  // keys and strings are first scanned as one 16-byte block
   CodingUserInfoValue<BodyType>* box_ = nullptr;
   bool boxFound_ = false;
   bool handedKind_ = false;
@@ -252,7 +298,8 @@ namespace detail {
 /// its size, then, beyond eight bytes, its last eight as one word and the bytes between.
 template <std::size_t N>
 struct KeyMatcher {
-  constexpr explicit KeyMatcher(const std::array<std::string_view, N>& list) noexcept : keys(list) {
+  constexpr explicit KeyMatcher(const std::array<std::string_view, N>& list) noexcept
+      : keys(list), patterns(makePatterns(list, std::make_index_sequence<N>{})) {
     for (std::size_t i = 0; i < N; ++i) {
       prefixes[i] = coding::detail::keyPrefix(list[i]);
       if (list[i].size() > 8)
@@ -262,6 +309,7 @@ struct KeyMatcher {
   std::array<std::string_view, N> keys;
   std::array<std::uint64_t, N> prefixes{};
   std::array<std::uint64_t, N> suffixes{};  // the last eight bytes of keys longer than eight
+  std::array<KeyPattern, N> patterns;
 
   // The entry of `key`, whose prefix is `prefix`, trying `hint` (where the previous key's
   // successor is) first; N for none.
@@ -278,6 +326,11 @@ struct KeyMatcher {
   }
 
  private:
+  template <std::size_t... I>
+  static constexpr std::array<KeyPattern, N> makePatterns(
+      const std::array<std::string_view, N>& list, std::index_sequence<I...>) noexcept {
+    return {KeyPattern(list[I])...};
+  }
   // Of a key of entry i's size, beyond eight bytes, whose first eight bytes match.
   bool restEqual(std::size_t i, std::string_view key) const noexcept {
     std::uint64_t last = 0;
@@ -424,10 +477,16 @@ bool readObject(Cursor& cursor, R& out) {
   std::size_t hint = 0;
   bool more = !empty;
   while (more) {
-    std::string_view key;
-    std::uint64_t prefix = 0;
-    if (!cursor.key(key, prefix)) return false;
-    const std::size_t index = keys.find(key, prefix, hint);
+    // Members mostly come in the table's order: the entry after the last one read is tried
+    // first, on the text as it lies.
+    const std::size_t expected = hint < size ? hint : 0;
+    std::size_t index = expected;
+    if (!cursor.expectKey(keys.patterns[expected])) {
+      std::string_view key;
+      std::uint64_t prefix = 0;
+      if (!cursor.key(key, prefix)) return false;
+      index = keys.find(key, prefix, hint);
+    }
     if (index == size) {
       if (!cursor.skip()) return false;
     } else {
