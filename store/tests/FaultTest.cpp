@@ -106,16 +106,17 @@ class Child {
 // ---- files of other versions and other applications ----
 
 /// An open for writing, or a read-only one, of the file as `prepare` leaves it: what it threw,
-/// what the folder holds after, and whether the file changed.
+/// and whether it changed the file or the folder.
 Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
   return [=](const fs::path& file) {
     prepare(file);
-    const auto contents = [&] { return fs::exists(file) ? chat::test::slurp(file) : ""; };
+    const auto contents = [&] {
+      return listing(file.parent_path()) + (fs::exists(file) ? chat::test::slurp(file) : "");
+    };
     const std::string before = contents();
     const std::string seen = outcome(
         [&] { readOnly ? SqliteChatMessageRepository::openReadOnly(file) : openStore(file); });
-    return seen + "; the folder holds " + listing(file.parent_path()) +
-           (contents() == before ? "" : "; the file changed");
+    return seen + (contents() == before ? "" : "; the folder holds " + listing(file.parent_path()));
   };
 }
 
@@ -394,43 +395,30 @@ Scene damaged(std::string set) {
   };
 }
 
-const char* const kReadOnlyOpen =
-    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and receive "
-    "writes to it\n"
-    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
-    "deleteMessage writes to it\n"
-    "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
-    "retrieveChatMessages with a lurker token writes to it\n"
-    "read-only, observed 1 list, read m1 m2 m3 and waiting still sending\n"
-    "unchanged, the folder holds messages.db\n"
-    "then for writing: waiting failed";
-
 INSTANTIATE_TEST_SUITE_P(
     Faults, StoreFaultTest,
     ::testing::ValuesIn(std::vector<FaultCase>{
         {"newerSchema", opened(newerVersion, false),
          "schemaTooNew (lasting): DIR/messages.db: the message store has schema version 99, "
-         "newer than this build reads (3); open it with a newer build; the folder holds "
-         "messages.db"},
+         "newer than this build reads (3); open it with a newer build"},
         {"anotherApplicationsTables", opened(notesTable, false),
          "notAStore (lasting): DIR/messages.db: not a message store (a database of something "
-         "else); the folder holds messages.db"},
+         "else)"},
         {"anotherApplicationsVersionedFile", opened(versionedNotes, false),
          "notAStore (lasting): DIR/messages.db: not a message store (another application's "
-         "database); the folder holds messages.db"},
+         "database)"},
         {"notADatabase", opened(textFile, false),
-         "database (lasting): DIR/messages.db: file is not a database (while opening); the "
-         "folder holds messages.db"},
+         "database (lasting): DIR/messages.db: file is not a database (while opening)"},
         {"aMissingFileReadOnly", opened(nothing, true),
          "database (lasting): DIR/messages.db: cannot open: unable to open database file (No "
-         "such file or directory); the folder holds nothing"},
+         "such file or directory)"},
         {"anEmptyFileReadOnly", opened(emptyFile, true),
          "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, which a "
-         "read-only open does not make; open it once for writing; the folder holds messages.db"},
+         "read-only open does not make; open it once for writing"},
         {"anOlderSchemaReadOnly", opened(writeFirstVersion, true),
          "readOnly (lasting): DIR/messages.db: the message store has schema version 1 and needs "
          "an upgrade to version 3, which a read-only open does not make; open it once for "
-         "writing; the folder holds messages.db"},
+         "writing"},
         {"aFileOfTheFirstVersion", upgrading,
          "reads m1: from version one; keeps token; at version 3"},
         {"processesCreatingOneNewFileAtOnce", createTogether, "4 kept; opened"},
@@ -450,7 +438,16 @@ INSTANTIATE_TEST_SUITE_P(
          "WAL mode (open elsewhere, or not closed cleanly), which needs files beside it that a "
          "read-only open cannot make here; open it once for writing, reads ; the folder holds "
          "messages.db"},
-        {"aReadOnlyOpenThenAWritableOne", readOnlyOpen, kReadOnlyOpen},
+        {"aReadOnlyOpenThenAWritableOne", readOnlyOpen,
+         "readOnly (lasting): DIR/messages.db: the message store is open read-only, and receive "
+         "writes to it\n"
+         "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
+         "deleteMessage writes to it\n"
+         "readOnly (lasting): DIR/messages.db: the message store is open read-only, and "
+         "retrieveChatMessages with a lurker token writes to it\n"
+         "read-only, observed 1 list, read m1 m2 m3 and waiting still sending\n"
+         "unchanged, the folder holds messages.db\n"
+         "then for writing: waiting failed"},
         {"closing", closing,
          "logged ahead 1, then 0; version 3, marked as a store; the folder held messages.db\n"
          "observations completed and completed, a later one closed (lasting): the message store is "
