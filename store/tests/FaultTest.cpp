@@ -2,9 +2,7 @@
 // other processes at the same file, files and folders it may not write, a full or failing disk,
 // and rows edited behind its back. Each row of the table plays one fault and tells what was seen.
 
-#include <fcntl.h>
 #include <grp.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +10,6 @@
 #include <set>
 
 #include "FaultyDisk.hpp"
-#include "Schema.hpp"
 #include "StoreTesting.hpp"
 #include "support/ToolRun.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"

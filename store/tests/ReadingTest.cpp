@@ -1,9 +1,6 @@
 // What the store gives back: messages of every kind as they were stored, across sessions; NaN
 // dates, which the file cannot hold; and sends from many threads at once.
 
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <limits>
 #include <set>
 #include <thread>
@@ -13,13 +10,12 @@
 namespace tovanel::chat::store::test {
 namespace {
 
-using ReadingTest = StoreTest;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Every kind of message, and optional fields both empty and present, and dates as far as a
 // double goes (every double but NaN is a REAL that SQLite keeps bit for bit); the corpus is in
 // its room's order already (each message one minute after the last).
-TEST_F(ReadingTest, messagesComeBackEqualAfterClosingAndOpeningAgain) {
+TEST_F(StoreTest, messagesComeBackEqualAfterClosingAndOpeningAgain) {
   const Messages corpus = corpusMessages(600);
   ChatMessage full = textMessage("full", "r1", 1795341600.25, "full", std::string("c1"));
   full.updatedAt = Date::since1970(1795341660.5);
@@ -44,7 +40,7 @@ TEST_F(ReadingTest, messagesComeBackEqualAfterClosingAndOpeningAgain) {
 }
 
 // SQLite keeps a NaN REAL as NULL: stored, such a date would read back as no date at all.
-TEST_F(ReadingTest, aNaNDateIsRefusedNamingItAndNothingChanges) {
+TEST_F(StoreTest, aNaNDateIsRefusedNamingItAndNothingChanges) {
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   auto repository = open();
   const ChatMessage kept = textMessage("m0", "r1", 100, "kept");
@@ -81,13 +77,13 @@ TEST_F(ReadingTest, aNaNDateIsRefusedNamingItAndNothingChanges) {
   EXPECT_EQ(waitFor(repository->lurkerToken("r1")), std::nullopt);
 }
 
-TEST_F(ReadingTest, aTransportIsRequired) {
+TEST_F(StoreTest, aTransportIsRequired) {
   EXPECT_THROW(SqliteChatMessageRepository::open(file(), kMe, Transport()), std::invalid_argument);
 }
 
 // Sends from several threads at once, each acknowledged from a thread of its own as a network
 // would: every send is stored once and acknowledged, and the observer ends with the room's latest.
-TEST_F(ReadingTest, sendsFromSeveralThreadsAtOnceAreAllStoredAndAcknowledged) {
+TEST_F(StoreTest, sendsFromSeveralThreadsAtOnceAreAllStoredAndAcknowledged) {
   std::mutex mutex;
   std::vector<std::jthread> service;
   auto repository = SqliteChatMessageRepository::open(file(), kMe, [&](const ChatMessage& sent) {

@@ -3,8 +3,6 @@
 // refused; then the pages of wide prefixes. How writes keep the index current, and the order of
 // pages, is in the random changes.
 
-#include <gtest/gtest.h>
-
 #include <tuple>
 
 #include "StoreTesting.hpp"

@@ -4,10 +4,6 @@
 // receive gives, and that every observer holds exactly a fresh read of its window, delivered once
 // per change and never for a change that leaves it as it was. Then unreadable rows in a window.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 #include <limits>
 #include <map>
 #include <random>
