@@ -210,6 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
             {"nearIsAWord", "NEAR(lisbon crew)", ""},
             {"aColumnFilterIsText", "{room author}: lisbon", ""},
             {"aMinusIsPunctuation", "-lisbon", "m19 m13 m01"},
+            {"aCharacterOfTheLastPlaneIsAWord", "lisbon \xF4\x8F\xBF\xBD", ""},
             {"phrasesSideBySide", "\"lisbon\"\"crew\"", "m13"},
             {"aQuoteClosedInsideIsNoOperator", "crew\" OR \"porto", ""},
             {"operatorsOfTheIndexAreText", "^crew + lisbon", "m13"},
