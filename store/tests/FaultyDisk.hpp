@@ -31,14 +31,11 @@ class FaultyDisk {
   FaultyDisk(const FaultyDisk&) = delete;
   FaultyDisk& operator=(const FaultyDisk&) = delete;
 
-  /// From now on the files may grow by `bytes` in all (truncating frees space).
-  void leaveFree(std::int64_t bytes) {
+  /// From now on the files may grow by `free` bytes in all (truncating frees space), and every
+  /// write fails when `failing`.
+  void set(std::int64_t free, bool failing) {
     std::lock_guard lock(state().mutex);
-    state().free = bytes;
-  }
-  /// Every write fails (false: writes work again).
-  void failWrites(bool failing) {
-    std::lock_guard lock(state().mutex);
+    state().free = free;
     state().failing = failing;
   }
 

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -54,7 +53,6 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  const fs::path& path() const noexcept { return path_; }
   fs::path operator/(const std::string& name) const { return path_ / name; }
 
  private:
@@ -109,6 +107,25 @@ class ManualTransport {
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
+/// "done", or "code (lasting): description" for the StoreError that `operation` threw, with the
+/// tests' temporary folders in the description shown as "DIR".
+inline std::string outcome(const std::function<void()>& operation) {
+  static constexpr const char* kNames[] = {
+      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
+      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
+  try {
+    operation();
+    return "done";
+  } catch (const StoreError& error) {
+    std::string description = error.what();
+    const std::string folder = (fs::temp_directory_path() / "tovanel-store-").string();
+    for (auto at = description.find(folder); at != std::string::npos; at = description.find(folder))
+      description.replace(at, folder.size() + 6, "DIR");
+    return std::string(kNames[static_cast<std::size_t>(error.code())]) +
+           (error.isLasting() ? " (lasting): " : ": ") + description;
+  }
+}
+
 /// Keeps everything a publisher delivers, and how it ended, for the test's thread to look at.
 template <class T>
 class Recorder {
@@ -129,10 +146,11 @@ class Recorder {
     std::lock_guard lock(mutex_);
     return values_;
   }
-  /// How the stream ended (a null pointer for completion); empty while it goes on.
-  std::optional<std::exception_ptr> end() const {
+  /// "going on", "completed", or the failure as outcome() tells it.
+  std::string ending() const {
     std::lock_guard lock(mutex_);
-    return end_;
+    if (!end_) return "going on";
+    return *end_ ? outcome([&] { std::rethrow_exception(*end_); }) : "completed";
   }
 
  private:
@@ -191,39 +209,12 @@ inline std::string listing(const fs::path& folder) {
   return names.empty() ? "nothing" : joined(names);
 }
 
-/// "done", or "code (lasting): description" for the StoreError that `operation` threw, with
-/// `folder` in the description shown as "DIR".
-inline std::string outcome(const std::function<void()>& operation, const fs::path& folder = {}) {
-  static constexpr const char* kNames[] = {
-      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
-      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
-  try {
-    operation();
-    return "done";
-  } catch (const StoreError& error) {
-    std::string description = error.what();
-    const std::string path = folder.string();
-    for (auto at = description.find(path); !path.empty() && at != std::string::npos;
-         at = description.find(path)) {
-      description.replace(at, path.size(), "DIR");
-    }
-    return std::string(kNames[static_cast<std::size_t>(error.code())]) +
-           (error.isLasting() ? " (lasting): " : ": ") + description;
-  }
-}
-
-/// The identifiers of messages, or of unreadable rows.
-template <class Rows>
-std::vector<std::string> idsOf(const Rows& rows) {
-  std::vector<std::string> ids;
-  for (const auto& row : rows) ids.push_back(row.messageID);
-  return ids;
-}
-
-/// The identifiers, separated by spaces.
+/// The identifiers of messages, or of unreadable rows, separated by spaces.
 template <class Rows>
 std::string idsIn(const Rows& rows) {
-  return joined(idsOf(rows));
+  std::vector<std::string> ids;
+  for (const auto& row : rows) ids.push_back(row.messageID);
+  return joined(ids);
 }
 
 /// Raw SQL on a store's file while no repository has it open, as another program would.

@@ -2,8 +2,6 @@
 // as room renders the file it was imported from, a row that no longer decodes in its place; search
 // finds messages and shows each as a line of the transcript.
 
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "StoreTesting.hpp"
