@@ -65,7 +65,7 @@ const char* scanScalar(const char* at, const char* end, bool& nonAscii) noexcept
 #ifdef TOVANEL_DIRECT_X86
 // The lane of the first quote, backslash or control byte among the 16 bytes at `at`, or 16 for
 // none; `nonAscii` is set when a byte before that lane is not ASCII.
-inline unsigned specialInBlock(const char* at, bool& nonAscii) noexcept {
+[[gnu::always_inline]] inline unsigned specialInBlock(const char* at, bool& nonAscii) noexcept {
   const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
   const __m128i controlMax = _mm_set1_epi8(0x1F);
   const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
@@ -74,13 +74,13 @@ inline unsigned specialInBlock(const char* at, bool& nonAscii) noexcept {
                                     control);
   const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
   const auto high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-  if (mask == 0) {
-    if (high != 0) nonAscii = true;
-    return 16;
+  if (mask != 0) {
+    const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
+    if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
+    return lane;
   }
-  const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
-  if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
-  return lane;
+  if (high != 0) nonAscii = true;
+  return 16;
 }
 
 const char* scanSse2(const char* at, const char* end, bool& nonAscii) noexcept {
