@@ -238,10 +238,9 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
              : "unknownMessage: no message \"" + target->messageID + "\" in room \"" +
                    target->roomID + "\"");
     // Committed once the future completes: another connection no longer finds it.
-    EXPECT_EQ(
-        RawDatabase(file()).integer("SELECT count(*) FROM messages WHERE message_id = '" +
-                                    target->messageID + "' AND room_id = '" + target->roomID + "'"),
-        0);
+    EXPECT_EQ(sql(file(), "SELECT count(*) FROM messages WHERE message_id = '" + target->messageID +
+                              "' AND room_id = '" + target->roomID + "'"),
+              "0");
   }
 
   /// Pages back from an observer's oldest message or from anywhere, and widens the windows that
@@ -282,15 +281,9 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
     options.limit = below(6);  // 0: no hits, and no next page
     if (chance(30)) options.roomID = someRoom();
     const std::string& word = kWords[below(3)];
-    Messages found;
-    for (int page = 0; page < 1000; ++page) {
-      const SearchResults results = waitFor(repository->search(word, options));
-      EXPECT_LE(results.hits.size(), options.limit);
-      for (const auto& hit : results.hits) found.push_back(hit.message);
-      if (!results.next) break;
-      options.after = results.next;
-    }
-    EXPECT_EQ(found, options.limit == 0 ? Messages{} : model.search(word, options.roomID)) << word;
+    EXPECT_EQ(searchAll(*repository, word, options),
+              options.limit == 0 ? Messages{} : model.search(word, options.roomID))
+        << word;
   }
 
   int step() {
@@ -409,7 +402,7 @@ TEST_F(StoreTest, anUnreadableRowTakesItsPlaceInTheWindowAndIsReportedWithEachLi
     return textMessage(messageID, "r1", second, messageID);
   };
   waitFor(open()->receive({at("a1", 1), at("a2", 2), at("a3", 3), at("a4", 4), at("a5", 5)}));
-  RawDatabase(file()).execute(
+  sql(file(),
       "UPDATE messages SET body = 'garbage' WHERE message_id = 'a4';"
       "UPDATE messages SET created_at = 'soon' WHERE message_id = 'a2'");
   auto repository = open();
