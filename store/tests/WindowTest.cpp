@@ -1,5 +1,6 @@
-// Random sequences of everything an application does with a store (receives, moves, sends that
-// the service confirms, fails or copies, deletions, pages, searches, observers coming and going),
+// Random sequences of everything an application does with a store (receives of messages of every
+// kind, moves, sends that the service confirms, fails or copies, deletions, pages, searches, NaN
+// dates refused, observers coming and going, the store closed and opened again),
 // checked after every step against a plain model of the rooms: what each read, page, search and
 // receive gives, and that every observer holds exactly a fresh read of its window, delivered once
 // per change and never for a change that leaves it as it was. Then unreadable rows in a window.
@@ -94,7 +95,8 @@ class Model {
   Messages search(const std::string& word, const std::optional<std::string>& roomID) const {
     Messages found = room(roomID);
     std::erase_if(found, [&](const ChatMessage& message) {
-      return (" " + textOf(message) + " ").find(" " + word + " ") == std::string::npos;
+      const auto* text = message.body.get<TextBody>();
+      return !text || (" " + text->text + " ").find(" " + word + " ") == std::string::npos;
     });
     std::reverse(found.begin(), found.end());
     return found;
@@ -122,6 +124,9 @@ struct Observer {
   std::size_t lists = 0;  // delivered before the step
 };
 
+constexpr double kMax = std::numeric_limits<double>::max();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
 // Messages go to r1, r2 and r3; r3 is never observed, r4 is observed and stays empty.
 const std::vector<std::string> kRooms{"r1", "r2", "r3", "r4"};
 const std::vector<std::string> kWords{"tea", "rain", "fado"};
@@ -137,6 +142,9 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
   const std::string& someRoom() { return kRooms[below(3)]; }
   std::optional<Date> someDate(std::size_t span = 40) {
     if (chance(5)) return std::nullopt;
+    // Now and then as far as a double goes: every double but NaN is a date the file holds.
+    const double far[] = {-kInfinity, -kMax, std::numeric_limits<double>::denorm_min()};
+    if (chance(2)) return Date::sinceReferenceDate(far[below(3)]);
     // Whole seconds, and some a fraction of a millisecond after one.
     return Date::since1970(1000.0 + static_cast<double>(below(span)) +
                            (chance(20) ? 0.0001 * static_cast<double>(below(5)) : 0));
@@ -144,6 +152,16 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
   ChatMessage fresh(const std::string& roomID) {
     const std::string id = "m" + std::to_string(++made);
     ChatMessage message = textMessage(id, roomID, 0, kWords[below(3)] + " " + id);
+    if (chance(30)) {
+      // A message of any kind, its optional fields there or not, its kind not always its body's.
+      static const Messages kCorpus = corpusMessages(200);
+      message = kCorpus[below(kCorpus.size())];
+      if (chance(10)) message.type = kCorpus[below(kCorpus.size())].type;
+      message.messageID = id;
+      message.roomID = roomID;
+      message.clientID.reset();
+    }
+    if (chance(3)) message.updatedAt = Date::sinceReferenceDate(chance(50) ? kMax : kInfinity);
     message.createdAt = someDate();
     return message;
   }
@@ -286,6 +304,51 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
         << word;
   }
 
+  /// A NaN date, which SQLite cannot hold, is refused wherever it is given, naming where; nothing
+  /// changes, not even the room's lurker token.
+  void refuseNaN() {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Date date = Date::sinceReferenceDate(chance(50) ? nan : -nan);
+    const std::string& roomID = someRoom();
+    std::string where = "retrieveChatMessages in room \"" + roomID + "\": from";
+    std::function<void()> operation = [&] {
+      waitFor(repository->retrieveChatMessages(roomID, date, "never", 10));
+    };
+    if (const std::size_t what = below(4); what < 2) {
+      Messages batch{fresh(roomID), fresh(roomID)};
+      (what == 0 ? batch[1].createdAt : batch[1].updatedAt) = date;
+      where = "message \"" + batch[1].messageID + "\" in room \"" + roomID +
+              "\": " + (what == 0 ? "createdAt" : "updatedAt");
+      operation = [this, batch] { waitFor(repository->receive(batch)); };
+    } else if (what == 2) {
+      where = "search: the cursor's createdAt";
+      operation = [&] {
+        SearchOptions options;
+        options.after = SearchCursor{date, "m1"};
+        waitFor(repository->search(kWords[0], options));
+      };
+    }
+    EXPECT_EQ(outcome(operation), "invalidDate: " + where +
+                                      " is NaN, a date that SQLite cannot hold (it would read "
+                                      "back as no date)");
+    EXPECT_EQ(waitFor(repository->lurkerToken(roomID)), tokens[roomID]);
+  }
+
+  /// Closes the store and opens it again: its observations end, sends still waiting fail, and
+  /// everything else is as it was. The windows are observed again.
+  void reopen() {
+    repository.reset();
+    repository = open();
+    for (const std::size_t index : pending_) model.settle(*transport.sent().at(index).clientID, {});
+    pending_.clear();
+    std::vector<std::unique_ptr<Observer>> ended;
+    ended.swap(observers);
+    for (auto& observer : ended) {
+      observe(observer->roomID, observer->window);
+      cancelled.push_back(std::move(observer));
+    }
+  }
+
   int step() {
     const std::size_t roll = below(100);
     int changes = 1;
@@ -331,7 +394,11 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
       remove();
     } else if (roll < 84) {
       page();
-    } else if (roll < 92) {
+    } else if (roll < 86) {
+      refuseNaN();
+    } else if (roll < 88) {
+      reopen();
+    } else if (roll < 94) {
       search();
     } else if (observers.size() < 6) {
       observe(kRooms[std::vector{0, 1, 3}[below(3)]],
