@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -32,8 +33,16 @@ void warmThenMeasure(Pass pass, Reset reset) {
 }
 void nothing() {}
 
+// The corpus's mix: TOVANEL_BENCH_MIX=ascii or nonascii for the text-only corpora, else the room.
+Mix mixOfRun() {
+  const char* name = std::getenv("TOVANEL_BENCH_MIX");
+  if (name != nullptr && std::strcmp(name, "ascii") == 0) return Mix::asciiText;
+  if (name != nullptr && std::strcmp(name, "nonascii") == 0) return Mix::nonAsciiText;
+  return roomMix();
+}
+
 int run(const std::string& what) {
-  const Corpus& input = corpus(roomMix());
+  const Corpus& input = corpus(mixOfRun());
   if (what == "floor") {
     simdjson::dom::parser parser;
     std::uint64_t sum = 0;

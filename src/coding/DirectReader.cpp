@@ -63,24 +63,30 @@ const char* scanScalar(const char* at, const char* end, bool& nonAscii) noexcept
 }
 
 #ifdef TOVANEL_DIRECT_X86
-const char* scanSse2(const char* at, const char* end, bool& nonAscii) noexcept {
-  const __m128i quote = _mm_set1_epi8('"');
-  const __m128i backslash = _mm_set1_epi8('\\');
+// The lane of the first quote, backslash or control byte among the 16 bytes at `at`, or 16 for
+// none; `nonAscii` is set when a byte before that lane is not ASCII.
+[[gnu::always_inline]] inline unsigned specialInBlock(const char* at, bool& nonAscii) noexcept {
+  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
   const __m128i controlMax = _mm_set1_epi8(0x1F);
-  while (end - at >= 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
-    const __m128i hits = _mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash)), control);
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
-    const auto high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-    if (mask != 0) {
-      const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
-      if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
-      return at + lane;
-    }
-    if (high != 0) nonAscii = true;
-    at += 16;
+  const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
+  const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
+                                                 _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))),
+                                    control);
+  const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
+  const auto high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
+  if (mask != 0) {
+    const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
+    if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
+    return lane;
+  }
+  if (high != 0) nonAscii = true;
+  return 16;
+}
+
+const char* scanSse2(const char* at, const char* end, bool& nonAscii) noexcept {
+  for (; end - at >= 16; at += 16) {
+    const unsigned lane = specialInBlock(at, nonAscii);
+    if (lane < 16) return at + lane;
   }
   return scanScalar(at, end, nonAscii);
 }
@@ -138,20 +144,8 @@ inline const char* findSpecial(const char* at, const char* end, bool vector,
                                bool& nonAscii) noexcept {
 #ifdef TOVANEL_DIRECT_X86
   if (vector && end - at >= 16) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const __m128i controlMax = _mm_set1_epi8(0x1F);
-    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, controlMax), controlMax);
-    const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
-                                                   _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))),
-                                      control);
-    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
-    const auto high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-    if (mask != 0) {
-      const unsigned lane = static_cast<unsigned>(__builtin_ctz(mask));
-      if ((high & ((1u << lane) - 1)) != 0) nonAscii = true;
-      return at + lane;
-    }
-    if (high != 0) nonAscii = true;
+    const unsigned lane = specialInBlock(at, nonAscii);
+    if (lane < 16) return at + lane;
     at += 16;
   }
 #else

@@ -1,6 +1,8 @@
 #include "tovanel/chat/coding/Encoder.hpp"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -10,7 +12,9 @@
 #include <emmintrin.h>
 #endif
 
+#include "base/DateText.hpp"
 #include "coding/Text.hpp"
+#include "tovanel/chat/base/Date.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 
 namespace tovanel::chat {
@@ -93,9 +97,26 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
          byte(size - 1) << 16;
 }
 
+// Whether any of the 16 bytes needs escaping, as a mask with one bit a byte, and ORs their high
+// bits into `highBytes`.
+#if defined(__SSE2__)
+[[gnu::always_inline]] inline int specialBytes(__m128i block, int& highBytes) noexcept {
+  highBytes |= _mm_movemask_epi8(block);
+  // A byte is at most 0x1F exactly when the unsigned maximum with 0x1F is 0x1F.
+  const __m128i lastControl = _mm_set1_epi8(0x1F);
+  const __m128i special =
+      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('"')),
+                                _mm_cmpeq_epi8(block, _mm_set1_epi8('\\'))),
+                   _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
+  return _mm_movemask_epi8(special);
+}
+#endif
+
 // Writes the text as a JSON string at the run's cursor and tells whether it is all ASCII. The
-// bytes are copied a block at a time while they are checked (16 with SSE2, else 8); a block with
-// a byte to escape goes byte by byte.
+// bytes are copied while they are checked: a string under 16 bytes as two overlapping words (most
+// strings are that short), a longer one 16 bytes at a time with SSE2 (else 8) and its last
+// partial block as the string's last 16 bytes, overlapping what was written. A block with a byte
+// to escape goes byte by byte.
 [[gnu::always_inline]] inline bool putString(coding::detail::EncodingRun& run,
                                              std::string_view text) {
   const char* const data = text.data();
@@ -103,52 +124,125 @@ std::uint64_t tailWord(const char* p, std::size_t size) noexcept {
   char* at = run.reserve(size + 2);
   *at++ = '"';
   std::uint64_t seen = 0;  // every byte ORed in: its high bits tell non-ASCII text
-  std::size_t i = 0;
+  if (size < 16) {
+    if (size >= 8) {
+      std::uint64_t first, last;
+      std::memcpy(&first, data, 8);
+      std::memcpy(&last, data + size - 8, 8);
+      seen = first | last;
+      if (anyEscape(first) || anyEscape(last)) {
+        at = putEscapedBytes(run, at, data, 0, size, size);
+      } else {
+        std::memcpy(at, &first, 8);
+        std::memcpy(at + size - 8, &last, 8);
+        at += size;
+      }
+    } else if (size > 0) {
+      seen = tailWord(data, size);
+      if (anyEscape(seen)) {
+        at = putEscapedBytes(run, at, data, 0, size, size);
+      } else {
+        coding::detail::copyShort(at, data, size);
+        at += size;
+      }
+    }
+  } else {
+    std::size_t i = 0;
 #if defined(__SSE2__)
-  int highBytes = 0;
-  const __m128i quote = _mm_set1_epi8('"');
-  const __m128i backslash = _mm_set1_epi8('\\');
-  const __m128i lastControl = _mm_set1_epi8(0x1F);
-  for (; i + 16 <= size; i += 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
-    highBytes |= _mm_movemask_epi8(block);
-    // A byte is at most 0x1F exactly when the unsigned maximum with 0x1F is 0x1F.
-    const __m128i special =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, quote), _mm_cmpeq_epi8(block, backslash)),
-                     _mm_cmpeq_epi8(_mm_max_epu8(block, lastControl), lastControl));
-    if (_mm_movemask_epi8(special) != 0) {
-      at = putEscapedBytes(run, at, data, i, i + 16, size);
-    } else {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(at), block);
-      at += 16;
+    int highBytes = 0;
+    bool straight = true;  // the last block was copied as it stands
+    for (; i + 16 <= size; i += 16) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+      straight = specialBytes(block, highBytes) == 0;
+      if (straight) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(at), block);
+        at += 16;
+      } else {
+        at = putEscapedBytes(run, at, data, i, i + 16, size);
+      }
     }
-  }
-  if (highBytes != 0) seen = kHighBits;
+    if (i < size) {
+      const std::size_t rest = size - i;
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + size - 16));
+      // The block's first 16 - rest bytes were checked and written already: as they stand when
+      // the block before went straight, so that writing them again changes nothing.
+      const unsigned special = static_cast<unsigned>(specialBytes(block, highBytes)) >> (16 - rest);
+      if (special == 0 && straight) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(at - (16 - rest)), block);
+        at += rest;
+      } else {
+        at = putEscapedBytes(run, at, data, i, size, size);
+      }
+    }
+    if (highBytes != 0) seen = kHighBits;
+#else
+    for (; i + 8 <= size; i += 8) {
+      std::uint64_t word;
+      std::memcpy(&word, data + i, sizeof word);
+      seen |= word;
+      if (anyEscape(word)) {
+        at = putEscapedBytes(run, at, data, i, i + 8, size);
+      } else {
+        std::memcpy(at, &word, sizeof word);
+        at += sizeof word;
+      }
+    }
+    if (i < size) {
+      const std::uint64_t word = tailWord(data + i, size - i);
+      seen |= word;
+      if (anyEscape(word)) {
+        at = putEscapedBytes(run, at, data, i, size, size);
+      } else {
+        coding::detail::copyShort(at, data + i, size - i);
+        at += size - i;
+      }
+    }
 #endif
-  for (; i + 8 <= size; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, data + i, sizeof word);
-    seen |= word;
-    if (anyEscape(word)) {
-      at = putEscapedBytes(run, at, data, i, i + 8, size);
-    } else {
-      std::memcpy(at, &word, sizeof word);
-      at += sizeof word;
-    }
-  }
-  if (i < size) {
-    const std::uint64_t word = tailWord(data + i, size - i);
-    seen |= word;
-    if (anyEscape(word)) {
-      at = putEscapedBytes(run, at, data, i, size, size);
-    } else {
-      coding::detail::copyShort(at, data + i, size - i);
-      at += size - i;
-    }
   }
   *at++ = '"';
   run.cursor = at;
   return (seen & kHighBits) == 0;
+}
+
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// 10^i for i up to 19.
+constexpr auto kPowersOf10 = [] {
+  std::array<std::uint64_t, 20> powers{};
+  std::uint64_t power = 1;
+  for (auto& p : powers) {
+    p = power;
+    power *= 10;
+  }
+  return powers;
+}();
+
+// Writes the integer in decimal at `at` (up to 20 bytes) and returns the end: the digits are
+// counted first, then written two at a time from the last.
+char* putInteger(char* at, std::int64_t number) noexcept {
+  auto value = static_cast<std::uint64_t>(number);
+  if (number < 0) {
+    *at++ = '-';
+    value = 0 - value;
+  }
+  // floor(log10(2^bits)) is the number of digits, or one more than it.
+  const int estimate = (std::bit_width(value | 1) * 1233) >> 12;
+  char* const end = at + estimate + ((value | 1) >= kPowersOf10[estimate]);
+  char* p = end;
+  while (value >= 100) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + 2 * (value % 100), 2);
+    value /= 100;
+  }
+  if (value >= 10) {
+    std::memcpy(p - 2, kDigitPairs + 2 * value, 2);
+  } else {
+    p[-1] = static_cast<char>('0' + value);
+  }
+  return end;
 }
 
 // The same, out of line, for keys that need escaping: they are rare, and writeString keeps the
@@ -294,10 +388,41 @@ void Encoder::writeString(std::string_view text) {
   }
 }
 
+void Encoder::writeStringMember(MemberKey key, std::string_view text) {
+  coding::detail::EncodingRun& run = *run_;
+  const std::size_t start = run.written();
+  if (!putString(run, text) && !coding::detail::isValidUtf8(text)) {
+    run.cursor = run.out.data() + start;
+    Encoder(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()})
+        .fail("the text is not valid UTF-8");
+  }
+}
+
 void Encoder::writeInteger(std::int64_t number) {
   take(Holds::scalar);
-  char* at = run_->reserve(24);
-  run_->cursor = std::to_chars(at, at + 24, number).ptr;
+  run_->cursor = putInteger(run_->reserve(20), number);
+}
+
+void Encoder::writeIntegerMember(std::int64_t number) {
+  run_->cursor = putInteger(run_->reserve(20), number);
+}
+
+void Encoder::writeDateMember(MemberKey key, const Date& date) {
+  coding::detail::EncodingRun& run = *run_;
+  if (run.owner.dateEncodingStrategy.kind == DateStrategyKind::iso8601) {
+    char* at = run.reserve(chat::detail::kISO8601TextMax + 2);
+    const std::size_t size = chat::detail::iso8601Text(date.timeIntervalSince1970(), at + 1);
+    if (size != 0) {
+      at[0] = '"';
+      at[size + 1] = '"';
+      run.cursor = at + size + 2;
+      return;
+    }
+  }
+  // The other strategies, and the failure with its message, as any member's value.
+  Encoder member(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
+  coding::Codec<Date>::encode(member, date);
+  member.end();
 }
 
 void Encoder::writeNumber(double number) {

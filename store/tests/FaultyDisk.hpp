@@ -2,7 +2,7 @@
 // A disk that fills up or fails, for the store's tests. The system's SQLite VFS lets a program
 // replace the system calls it makes; while a FaultyDisk exists, its writes and truncations go
 // through this one. A write that would grow a file beyond the free space fails with ENOSPC (which
-// SQLite reports as SQLITE_FULL); a failing disk fails every write with EIO. Writes to the shared
+// SQLite reports as SQLITE_FULL), or with the error the test chose. Writes to the shared
 // memory of WAL pass through untouched, as reads and locks do. One disk at a time.
 
 #include <fcntl.h>
@@ -31,22 +31,19 @@ class FaultyDisk {
   FaultyDisk(const FaultyDisk&) = delete;
   FaultyDisk& operator=(const FaultyDisk&) = delete;
 
-  /// From now on the files may grow by `bytes` in all (truncating frees space).
-  void leaveFree(std::int64_t bytes) {
+  /// From now on a write fails with `error` when it would grow the files by more than `free`
+  /// bytes in all (truncating frees space); a negative `free` fails every write.
+  void set(std::int64_t free, int error = ENOSPC) {
     std::lock_guard lock(state().mutex);
-    state().free = bytes;
-  }
-  /// Every write fails (false: writes work again).
-  void failWrites(bool failing) {
-    std::lock_guard lock(state().mutex);
-    state().failing = failing;
+    state().free = free;
+    state().error = error;
   }
 
  private:
   struct State {
     std::mutex mutex;
     std::int64_t free = kUnlimited;
-    bool failing = false;
+    int error = 0;
   };
   static State& state() {
     static State state;
@@ -69,8 +66,8 @@ class FaultyDisk {
     if (!isSharedMemory(fd)) {
       const off_t growth = std::max<off_t>(offset + static_cast<off_t>(amount) - sizeOf(fd), 0);
       std::lock_guard lock(state().mutex);
-      if (state().failing || growth > state().free) {
-        errno = state().failing ? EIO : ENOSPC;
+      if (growth > state().free) {
+        errno = state().error;
         return -1;
       }
       if (state().free != kUnlimited) state().free -= growth;

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -54,7 +53,6 @@ class TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  const fs::path& path() const noexcept { return path_; }
   fs::path operator/(const std::string& name) const { return path_ / name; }
 
  private:
@@ -109,6 +107,25 @@ class ManualTransport {
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
+/// "done", or "code (lasting): description" for the StoreError that `operation` threw, with the
+/// tests' temporary folders in the description shown as "DIR".
+inline std::string outcome(const std::function<void()>& operation) {
+  static constexpr const char* kNames[] = {
+      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
+      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
+  try {
+    operation();
+    return "done";
+  } catch (const StoreError& error) {
+    std::string description = error.what();
+    const std::string folder = (fs::temp_directory_path() / "tovanel-store-").string();
+    for (auto at = description.find(folder); at != std::string::npos; at = description.find(folder))
+      description.replace(at, folder.size() + 6, "DIR");
+    return std::string(kNames[static_cast<std::size_t>(error.code())]) +
+           (error.isLasting() ? " (lasting): " : ": ") + description;
+  }
+}
+
 /// Keeps everything a publisher delivers, and how it ended, for the test's thread to look at.
 template <class T>
 class Recorder {
@@ -129,10 +146,11 @@ class Recorder {
     std::lock_guard lock(mutex_);
     return values_;
   }
-  /// How the stream ended (a null pointer for completion); empty while it goes on.
-  std::optional<std::exception_ptr> end() const {
+  /// "going on", "completed", or the failure as outcome() tells it.
+  std::string ending() const {
     std::lock_guard lock(mutex_);
-    return end_;
+    if (!end_) return "going on";
+    return *end_ ? outcome([&] { std::rethrow_exception(*end_); }) : "completed";
   }
 
  private:
@@ -177,6 +195,20 @@ inline Messages wholeRoom(SqliteChatMessageRepository& repository, const std::st
   return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 1 << 20));
 }
 
+/// The hits of every page of a search in turn, from the first; no page longer than the limit.
+inline Messages searchAll(SqliteChatMessageRepository& repository, const std::string& query,
+                          SearchOptions options) {
+  Messages found;
+  for (int page = 0; page < 10000; ++page) {
+    const SearchResults results = waitFor(repository.search(query, options));
+    EXPECT_LE(results.hits.size(), options.limit);
+    for (const SearchHit& hit : results.hits) found.push_back(hit.message);
+    if (!results.next) break;
+    options.after = results.next;
+  }
+  return found;
+}
+
 inline std::string joined(const std::vector<std::string>& parts, const char* separator = " ") {
   std::string text;
   for (const auto& part : parts) text += (text.empty() ? "" : separator) + part;
@@ -191,42 +223,15 @@ inline std::string listing(const fs::path& folder) {
   return names.empty() ? "nothing" : joined(names);
 }
 
-/// "done", or "code (lasting): description" for the StoreError that `operation` threw, with
-/// `folder` in the description shown as "DIR".
-inline std::string outcome(const std::function<void()>& operation, const fs::path& folder = {}) {
-  static constexpr const char* kNames[] = {
-      "unknownMessage", "schemaTooNew", "notAStore", "database", "closed",
-      "invalidDate",    "full",         "readOnly",  "busy",     "invalidQuery"};
-  try {
-    operation();
-    return "done";
-  } catch (const StoreError& error) {
-    std::string description = error.what();
-    const std::string path = folder.string();
-    for (auto at = description.find(path); !path.empty() && at != std::string::npos;
-         at = description.find(path)) {
-      description.replace(at, path.size(), "DIR");
-    }
-    return std::string(kNames[static_cast<std::size_t>(error.code())]) +
-           (error.isLasting() ? " (lasting): " : ": ") + description;
-  }
-}
-
-/// The identifiers of messages, or of unreadable rows.
-template <class Rows>
-std::vector<std::string> idsOf(const Rows& rows) {
-  std::vector<std::string> ids;
-  for (const auto& row : rows) ids.push_back(row.messageID);
-  return ids;
-}
-
-/// The identifiers, separated by spaces.
+/// The identifiers of messages, or of unreadable rows, separated by spaces.
 template <class Rows>
 std::string idsIn(const Rows& rows) {
-  return joined(idsOf(rows));
+  std::vector<std::string> ids;
+  for (const auto& row : rows) ids.push_back(row.messageID);
+  return joined(ids);
 }
 
-/// Raw SQL on a store's file while no repository has it open, as another program would.
+/// SQL on a store's file from a connection of its own, as another program would run it.
 class RawDatabase {
  public:
   explicit RawDatabase(const fs::path& path) {
@@ -236,26 +241,27 @@ class RawDatabase {
   RawDatabase(const RawDatabase&) = delete;
   RawDatabase& operator=(const RawDatabase&) = delete;
 
-  void execute(const std::string& sql) {
+  /// Runs `sql`; returns the first column of the last row it gave, "" when none.
+  std::string operator()(const std::string& sql) {
+    std::string last;
     char* error = nullptr;
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-      const std::string text = error != nullptr ? error : "?";
-      sqlite3_free(error);
-      throw std::runtime_error(sql + ": " + text);
-    }
-  }
-  std::int64_t integer(const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
-    const std::int64_t value =
-        sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : -1;
-    sqlite3_finalize(statement);
-    return value;
+    const auto keep = [](void* out, int, char** values, char**) {
+      *static_cast<std::string*>(out) = values[0] != nullptr ? values[0] : "NULL";
+      return 0;
+    };
+    if (sqlite3_exec(db_, sql.c_str(), keep, &last, &error) == SQLITE_OK) return last;
+    const std::string text = error != nullptr ? error : "?";
+    sqlite3_free(error);
+    throw std::runtime_error(sql + ": " + text);
   }
 
  private:
   sqlite3* db_ = nullptr;
 };
+
+inline std::string sql(const fs::path& file, const std::string& statements) {
+  return RawDatabase(file)(statements);
+}
 
 /// A test with a store file of its own, opened with the local user kMe and a manual transport.
 class StoreTest : public ::testing::Test {

@@ -2,8 +2,6 @@
 // as room renders the file it was imported from, a row that no longer decodes in its place; search
 // finds messages and shows each as a line of the transcript.
 
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "StoreTesting.hpp"
@@ -38,8 +36,7 @@ TEST_F(ToolCommandsTest, aStoredRoomReadsAsTheExportItCameFrom) {
     std::string expected = runTool("room " + quoted(file)).out;
     std::string diagnostic;
     if (file == kExample) {
-      RawDatabase(folder / (room + ".db"))
-          .execute("UPDATE messages SET body = '{}' WHERE message_id = 'm005'");
+      sql(folder / (room + ".db"), "UPDATE messages SET body = '{}' WHERE message_id = 'm005'");
       const auto text = expected.find("Hi all! Flights are booked");
       ASSERT_NE(text, std::string::npos);
       const auto begin = expected.rfind('\n', text) + 1;
@@ -71,8 +68,7 @@ class ToolSearchTest : public ToolCommandsTest, public ::testing::WithParamInter
 TEST_P(ToolSearchTest, showsEachMessageFoundAsATranscriptLine) {
   const SearchRun& row = GetParam();
   ASSERT_EQ(runTool("import " + quoted(kExample) + " --db " + db()).status, 0);
-  RawDatabase(folder / "room.db")
-      .execute("UPDATE messages SET body = '[' WHERE message_id = 'm015'");
+  sql(folder / "room.db", "UPDATE messages SET body = '[' WHERE message_id = 'm015'");
   const auto run =
       chat::test::runCommand("TZ=UTC \"$TOOL\" search --db " + db() + " " + row.arguments);
   EXPECT_EQ(run.status, row.status);

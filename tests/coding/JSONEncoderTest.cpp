@@ -30,10 +30,11 @@ struct Sample {
     }
   };
   struct Nested {
+    std::string x = "a";
     void encode(Encoder& encoder) const {
       auto container = encoder.container();
       container.encode("y", std::string("b"));
-      container.encode("x", std::string("a"));
+      container.encode("x", x);
     }
   };
 };
@@ -78,6 +79,15 @@ TEST(JSONEncoder, ValuesJsonCannotHoldThrowWithTheirPath) {
   } catch (const EncodingError& error) {
     EXPECT_EQ(describe(error.codingPath()), "[1]");
   }
+  // A string member is written without a place of its own: its failure still names the member.
+  std::string out = "kept";
+  try {
+    JSONEncoder().encode(std::vector<Sample::Nested>{{}, {"\xE2\x82"}}, out);
+    ADD_FAILURE() << "a truncated sequence was encoded";
+  } catch (const EncodingError& error) {
+    EXPECT_EQ(describe(error.codingPath()), "[1].x");
+  }
+  EXPECT_EQ(out, "kept");
 }
 
 TEST(JSONEncoder, CompactOutputKeepsTheWrittenKeyOrder) {
@@ -134,9 +144,10 @@ TEST(JSONEncoder, AValueThatWritesNothingBecomesAnEmptyObjectWhereverItStands) {
 /// An object with two members under the given keys (the first written second, for sorting).
 struct TwoMembers {
   std::string first, second;
+  std::int64_t secondValue = 2;
   void encode(Encoder& encoder) const {
     auto container = encoder.container();
-    container.encode(second, std::int64_t{2});
+    container.encode(second, secondValue);
     container.encode(first, std::int64_t{1});
   }
 };
@@ -147,6 +158,23 @@ TEST(EncoderOutput, AFailedEncodeLeavesTheStringAsItWas) {
   numbers.push_back(std::nan(""));  // fails after a few kilobytes were written
   EXPECT_THROW(JSONEncoder().encode(numbers, out), EncodingError);
   EXPECT_EQ(out, "kept");
+}
+
+// Integers, as a member and alone, at each change in their number of digits and at both ends.
+TEST(JSONEncoder, WritesIntegersInDecimal) {
+  std::vector<std::int64_t> numbers{0, std::numeric_limits<std::int64_t>::min(),
+                                    std::numeric_limits<std::int64_t>::max()};
+  for (std::int64_t power = 1; power <= std::numeric_limits<std::int64_t>::max() / 10;
+       power *= 10) {
+    for (const std::int64_t n : {power - 1, power, 10 * power - 1}) {
+      numbers.insert(numbers.end(), {n, -n});
+    }
+  }
+  for (const std::int64_t n : numbers) {
+    EXPECT_EQ(JSONEncoder().encode(n), std::to_string(n));
+    EXPECT_EQ(JSONEncoder().encode(TwoMembers{"a", "b", n}),
+              "{\"b\":" + std::to_string(n) + ",\"a\":1}");
+  }
 }
 
 struct KeyRow {

@@ -31,9 +31,8 @@
 #include "Subject.hpp"
 #include "Transcript.hpp"
 #include "tovanel/chat/Version.hpp"
-#include "tovanel/chat/body/Body.hpp"
+#include "tovanel/chat/base/Error.hpp"
 #include "tovanel/chat/coding/DecodingError.hpp"
-#include "tovanel/chat/coding/EncodingError.hpp"
 #include "tovanel/chat/coding/JSONEncoder.hpp"
 #include "tovanel/chat/duration/DurationConversion.hpp"
 #include "tovanel/chat/duration/ISO8601DurationFormatter.hpp"
@@ -69,11 +68,7 @@ int runBody(const tool::Subject& subject, const std::string& file,
   std::string json;
   try {
     json = decodeOne(subject, file, settings).json();
-  } catch (const chat::DecodingError&) {
-    return tool::reportFailure(std::current_exception());
-  } catch (const chat::Body::BodyDecodingError&) {
-    return tool::reportFailure(std::current_exception());
-  } catch (const chat::EncodingError&) {
+  } catch (const chat::Error&) {
     return tool::reportFailure(std::current_exception());
   }
   tool::writeLine(stdout, json);
@@ -88,9 +83,7 @@ int runEqual(const tool::Subject& subject, const std::string& first, const std::
   for (int i = 0; i < 2; ++i) {
     try {
       values[i].emplace(decodeOne(subject, *files[i], settings));
-    } catch (const chat::DecodingError&) {
-      return tool::reportFailure(std::current_exception(), nameOf(*files[i]) + ": ");
-    } catch (const chat::Body::BodyDecodingError&) {
+    } catch (const chat::Error&) {
       return tool::reportFailure(std::current_exception(), nameOf(*files[i]) + ": ");
     }
   }

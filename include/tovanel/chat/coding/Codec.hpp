@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -398,6 +399,18 @@ void Encoder::encode(const T& value) {
 
 template <class T>
 void KeyedEncodingContainer::encode(MemberKey key, const T& value) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    if (place_->putCompactKey(key)) return place_->writeStringMember(key, value);
+  } else if constexpr (std::is_same_v<T, std::int64_t>) {
+    if (place_->putCompactKey(key)) return place_->writeIntegerMember(value);
+  } else if constexpr (std::is_same_v<T, Date>) {
+    if (place_->putCompactKey(key)) return place_->writeDateMember(key, value);
+  }
+  encodeMember(key, value);
+}
+
+template <class T>
+void KeyedEncodingContainer::encodeMember(MemberKey key, const T& value) {
   Encoder member = place_->beginMember(key);
   coding::Codec<T>::encode(member, value);
   place_->endMember(member);

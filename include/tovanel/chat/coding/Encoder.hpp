@@ -193,26 +193,36 @@ class TOVANEL_CHAT_API Encoder {
     if (holds_ != Holds::scalar) close();
   }
   void close();
-  /// The place of the next member: in compact output, the separator, key and colon are written
-  /// here in one copy; anything else goes through writeMemberKey.
-  Encoder beginMember(MemberKey key) {
+  /// In compact output, writes the separator, key and colon of the next member in one copy and
+  /// returns true; false (nothing written) for pretty or sorted output and for keys that need
+  /// escaping or are long, which go through writeMemberKey.
+  bool putCompactKey(MemberKey key) {
     coding::detail::EncodingRun& run = *run_;
     constexpr std::size_t kShortKey = 56;
-    if (run.compact && key.plain && key.text.size() <= kShortKey) {
-      char* at = run.reserve(kShortKey + 4);
-      *at = ',';
-      at += count_++ != 0;
-      *at++ = '"';
-      coding::detail::copyShort(at, key.text.data(), key.text.size());
-      at += key.text.size();
-      *at++ = '"';
-      *at++ = ':';
-      run.cursor = at;
-    } else {
-      writeMemberKey(key);
-    }
-    return Encoder(run, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
+    if (!run.compact || !key.plain || key.text.size() > kShortKey) return false;
+    char* at = run.reserve(kShortKey + 4);
+    *at = ',';
+    at += count_++ != 0;
+    *at++ = '"';
+    coding::detail::copyShort(at, key.text.data(), key.text.size());
+    at += key.text.size();
+    *at++ = '"';
+    *at++ = ':';
+    run.cursor = at;
+    return true;
   }
+  /// The place of the next member, its key written.
+  Encoder beginMember(MemberKey key) {
+    if (!putCompactKey(key)) writeMemberKey(key);
+    return Encoder(*run_, *this, coding::detail::PathStep{key.text.data(), key.text.size()});
+  }
+  /// A member's string or integer after putCompactKey wrote its key: the member's place would
+  /// hold this one scalar, so none is made unless the text fails, for its path.
+  void writeStringMember(MemberKey key, std::string_view text);
+  void writeIntegerMember(std::int64_t number);
+  /// A member's date after putCompactKey wrote its key: ISO 8601 text in place, anything else
+  /// through a place of its own.
+  void writeDateMember(MemberKey key, const Date& date);
   void writeMemberKey(MemberKey key);
   void endMember(Encoder& member) {
     member.end();
@@ -235,7 +245,7 @@ class TOVANEL_CHAT_API KeyedEncodingContainer {
  public:
   /// Writes the key always.
   template <class T>
-  void encode(MemberKey key, const T& value);
+  [[gnu::always_inline]] inline void encode(MemberKey key, const T& value);
   /// Writes the key only for a present value; never a JSON null.
   template <class T>
   void encodeIfPresent(MemberKey key, const std::optional<T>& value) {
@@ -247,6 +257,10 @@ class TOVANEL_CHAT_API KeyedEncodingContainer {
  private:
   friend class Encoder;
   explicit KeyedEncodingContainer(Encoder& place) noexcept : place_(&place) {}
+  // A member through a place of its own. encode() stays inline, so that a key known where it is
+  // written is copied as a constant and a string or integer member needs no place.
+  template <class T>
+  void encodeMember(MemberKey key, const T& value);
   Encoder* place_;
 };
 

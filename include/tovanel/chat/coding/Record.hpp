@@ -217,8 +217,11 @@ Status Access::decodeFields(const Decoder& decoder, T& out) {
 template <class T>
 void Access::encodeFields(Encoder& encoder, const T& value) {
   auto container = encoder.container();
+  // A table evaluated at compile time: each key's size and escaping are constants where it is
+  // written.
+  static constexpr auto table = fields<T>();
   std::apply([&](const auto&... field) { (detail::writeField(container, value, field), ...); },
-             fields<T>());
+             table);
 }
 
 template <class T>
