@@ -65,18 +65,6 @@ TEST(Scanner, ReadsTheLongestRunFromTheSet) {
   }
 }
 
-// At the end once only characters to be skipped remain (white space beyond ASCII too).
-TEST(Scanner, ReadsItemsOneAfterAnotherToItsEnd) {
-  Scanner scanner(" 12 Y -3\tMD \xE3\x80\x80\xC2\x85");
-  const auto designators = CharacterSet::charactersIn("YMWD");
-  EXPECT_EQ(scanner.scanInteger(), 12);
-  EXPECT_EQ(scanner.scanCharacters(designators), "Y");
-  EXPECT_EQ(scanner.scanInteger(), -3);
-  EXPECT_EQ(scanner.scanCharacters(designators), "MD");
-  EXPECT_TRUE(scanner.isAtEnd());
-  EXPECT_FALSE(Scanner("\xE2\x80\x8B").isAtEnd());  // a zero-width space is no white space
-}
-
 TEST(Scanner, WithoutCharactersToBeSkippedReadsNothingBehindWhiteSpace) {
   Scanner scanner(" 1");
   scanner.charactersToBeSkipped.reset();

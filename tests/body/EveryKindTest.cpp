@@ -28,17 +28,11 @@ std::vector<KindRow> kindRows() {
       {B::event, R"({"text":5})", "{}"},
       {B::hint, "[null]", "{}"},
       {B::vimeo, "{}", ""},
-      {B::text, R"({"mentions":[{"rangeEnd":3,"rangeStart":0,"userId":"u1"}],"text":"caf\u00e9"})",
-       "{\"text\":\"caf\xC3\xA9\",\"mentions\":[{\"userId\":\"u1\",\"rangeStart\":0,\"rangeEnd\":3}"
-       "]}"},
       {B::images, R"({"images":[{"width":2,"height":1,"url":"w"},{}],"caption":"x"})",
        R"({"images":[{"width":2,"height":1,"url":"w"},{}]})"},
-      // payloads that fail (what each field's presence gives is in FieldTablesTest.cpp)
-      {B::text, R"({"text":"a","mentions":[{},{"rangeStart":"3"}]})",
-       "typeMismatch at mentions[1].rangeStart"},
+      // payloads that fail, at the path from the payload (what each field's presence gives, and the
+      // path within each record, is in FieldTablesTest.cpp)
       {B::images, R"({"images":[{},{"width":"2"}]})", "typeMismatch at images[1].width"},
-      {B::video, R"({"video":{"duration":"PT30S"}})", "typeMismatch at video.duration"},
-      {B::video, R"({"video":{},"thumbnail":{"width":"1"}})", "typeMismatch at thumbnail.width"},
       {B::video, "null", "valueNotFound"},
   };
 }
@@ -94,15 +88,12 @@ TEST(Body, EqualBodiesFeedTheSameHashInputAndOthersDiffer) {
        {decodeBody(B::twitch, "{}")},
        {decodeBody(B::hls, "{}")},
        {textBody("hi"), textBody("hi")},
-       {textBody("hi", std::vector<Mention>{})},
        {textBody("caf\xC3\xA9", std::vector{Mention("u1", 1, 2)}),
         textBody("cafe\xCC\x81", std::vector{Mention("u1", 1, 2)})},
        {textBody("caf\xC3\xA9", std::vector{Mention("u1", 1, std::nullopt)})},
        {textBody("caf\xC3\xA9", std::vector{Mention({}, 1, 2)})},
        {decodeBody(B::images, R"({"images":[{"width":1},{}]})")},
-       {decodeBody(B::images, R"({"images":[{},{"width":1}]})")},
        {decodeBody(B::images, R"({"images":[]})")},
-       {decodeBody(B::images, R"({"images":[{}]})")},
        {decodeBody(B::images, R"({"images":[{"url":"caf\u00e9"}]})"),
         decodeBody(B::images, R"({"images":[{"url":"cafe\u0301"}]})")},
        {decodeBody(B::video, R"({"video":{}})")},

@@ -1,12 +1,17 @@
 #pragma once
 // Helpers that run a piece of code and keep what it left behind: the lines it wrote to standard
-// output (the library writes its diagnostic lines there) and the error it threw.
+// output (the library writes its diagnostic lines there) and the error it threw; and a file's
+// content.
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,16 +27,8 @@ struct Captured {
   /// The output split into lines (each without its newline; a last unterminated piece counts).
   std::vector<std::string> lines() const {
     std::vector<std::string> result;
-    std::size_t start = 0;
-    while (start < out.size()) {
-      const auto end = out.find('\n', start);
-      if (end == std::string::npos) {
-        result.push_back(out.substr(start));
-        break;
-      }
-      result.push_back(out.substr(start, end - start));
-      start = end + 1;
-    }
+    std::istringstream text(out);
+    for (std::string line; std::getline(text, line);) result.push_back(line);
     return result;
   }
 };
@@ -63,6 +60,12 @@ std::optional<E> errorAs(const std::exception_ptr& error) {
   } catch (...) {
   }
   return std::nullopt;
+}
+
+/// The whole content of a file.
+inline std::string slurp(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
 /// Runs `f` and returns the DecodingError it throws, or nothing when it throws none.

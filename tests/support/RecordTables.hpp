@@ -1,16 +1,15 @@
 #pragma once
 // What every test file of the library includes; and tables of cases over many records at once:
-// decoding as an application does (a prepared decoder, or through Body with the info kind) with the
-// diagnostic lines captured, one comparable text for what a decode gave (the value written back,
-// or the error kind and the path of the failing value), JSON objects made by editing a valid one,
-// and rows of records read back or compared.
+// decoding as an application does (with a prepared decoder) with the diagnostic lines captured, one
+// comparable text for what a decode gave (the value written back, or the error kind and the path of
+// the failing value), JSON objects made by editing a valid one, and rows of records read back or
+// compared.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -59,9 +58,6 @@ struct MemberEdit {
   std::string_view key;
   std::optional<std::string_view> json;
 };
-
-/// The edit that takes `key` out.
-inline MemberEdit without(std::string_view key) { return {key, std::nullopt}; }
 
 /// The JSON text of an object with `members` changed by `edits`.
 inline std::string objectWith(Members members, const std::vector<MemberEdit>& edits = {}) {
@@ -113,11 +109,6 @@ struct Outcome {
   Captured captured;
 
   std::optional<DecodingError> error() const { return errorAs<DecodingError>(captured.error); }
-  /// The error's full description, as the diagnostic lines append it.
-  std::string errorText() const {
-    const auto failure = error();
-    return failure ? failure->what() : std::string();
-  }
   /// The value written back, or the failure as describeFailure gives it.
   std::string summary() const {
     if (value) return JSONEncoder().encode(*value);
@@ -141,12 +132,6 @@ Outcome<T> decodeCapturing(std::string_view json) {
   return decodeCapturing<T>(decoder, json);
 }
 
-/// Decodes `json` as a body of the info kind, as a message envelope hands it over.
-inline Outcome<Body> decodeInfoAsBody(std::string_view json) {
-  JSONDecoder decoder = preparedDecoder(BodyType::info);
-  return decodeCapturing<Body>(decoder, json);
-}
-
 /// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure; then
 /// whatever was written to standard output on the way, if anything.
 template <class T>
@@ -164,37 +149,11 @@ struct CodingRow {
   std::string expected;
 };
 
-/// A test name made of a row's words: "image: null url" gives "ImageNullUrl".
-inline std::string nameOfRow(std::string_view words) {
-  std::string name;
-  bool upper = true;
-  for (const char c : words) {
-    const bool alnum = std::isalnum(static_cast<unsigned char>(c)) != 0;
-    if (alnum) name += upper ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
-    upper = !alnum;
-  }
-  return name;
-}
-
-inline void PrintTo(const CodingRow& row, std::ostream* out) { *out << row.name; }
-
-/// The table that test files instantiate with their rows (the check is in RecordTablesTest.cpp).
-class RecordsReadBack : public ::testing::TestWithParam<CodingRow> {};
-
-/// Names parameterised tests after their rows' `name`.
-inline constexpr auto kRowName = [](const auto& info) { return nameOfRow(info.param.name); };
-
 /// A user object in the key order that users are written in.
 inline std::string userJson(std::string_view id) {
-  std::string json = R"({"id":")";
-  json.append(id).append(R"(","firstName":"Ada","lastName":"Lovelace","followerCount":3,)");
-  json.append(R"("followingCount":4})");
-  return json;
+  return R"({"id":")" + std::string(id) +
+         R"(","firstName":"Ada","lastName":"Lovelace","followerCount":3,"followingCount":4})";
 }
-
-}  // namespace tovanel::chat::test
-
-namespace tovanel::chat::test {
 
 /// The members of a JSON object's text, which must outlive them.
 inline Members membersOf(std::string_view json) {

@@ -12,9 +12,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <optional>
 #include <string>
 #include <system_error>
+
+#include "support/Capture.hpp"
 
 namespace tovanel::chat::test {
 
@@ -32,43 +34,24 @@ inline std::string quoted(const std::string& argument) {
   return text + "'";
 }
 
-inline std::string slurp(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+/// The path of a file named `name` that holds `content`, in a directory of this test process's
+/// own that goes away when it ends: test processes run in parallel, and a shared name would let
+/// one truncate what another reads. No `content`: the path alone.
+inline std::string scratchFile(const std::string& name,
+                               const std::optional<std::string>& content = std::nullopt) {
+  static const struct Directory {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("tovanel-test-" + std::to_string(getpid()));
+    Directory() { std::filesystem::create_directories(path); }
+    ~Directory() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  } directory;
+  const auto path = directory.path / name;
+  if (content) std::ofstream(path, std::ios::binary) << *content;
+  return path.string();
 }
-
-/// Scratch files for one test process, in a directory of its own that goes away when the process
-/// ends. Test processes run in parallel, so a shared name would let one truncate what another
-/// reads.
-class ScratchFiles {
- public:
-  static ScratchFiles& instance() {
-    static ScratchFiles files;
-    return files;
-  }
-  ScratchFiles(const ScratchFiles&) = delete;
-  ScratchFiles& operator=(const ScratchFiles&) = delete;
-  ~ScratchFiles() {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-  }
-
-  /// The path of a file named `name` that holds `content`.
-  std::string write(const std::string& name, const std::string& content) {
-    const auto path = directory_ / name;
-    std::ofstream(path, std::ios::binary) << content;
-    return path.string();
-  }
-  const std::filesystem::path& directory() const noexcept { return directory_; }
-
- private:
-  ScratchFiles()
-      : directory_(std::filesystem::temp_directory_path() /
-                   ("tovanel-test-" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(directory_);
-  }
-  std::filesystem::path directory_;
-};
 
 namespace detail {
 // In a forked child: runs `command` with /bin/sh, TOOL set to the tool.
@@ -98,19 +81,15 @@ inline int runShell(const std::string& command, long& peakKiB) {
 /// input.
 inline ToolRun runCommand(const std::string& command, const std::string& input = "") {
   static int runs = 0;
-  const auto base = std::filesystem::temp_directory_path() /
-                    ("tovanel-tool-" + std::to_string(getpid()) + "-" + std::to_string(++runs));
-  const auto in = base.string() + ".in";
-  const auto out = base.string() + ".out";
-  const auto err = base.string() + ".err";
-  std::ofstream(in, std::ios::binary) << input;
+  const std::string base = "run-" + std::to_string(++runs);
+  const auto in = scratchFile(base + ".in", input), out = scratchFile(base + ".out"),
+             err = scratchFile(base + ".err");
   ToolRun run{};
   run.status = detail::runShell(
       "{ " + command + "\n} <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err),
       run.peakResidentKiB);
   run.out = slurp(out);
   run.err = slurp(err);
-  std::filesystem::remove(in), std::filesystem::remove(out), std::filesystem::remove(err);
   return run;
 }
 
