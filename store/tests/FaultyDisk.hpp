@@ -78,7 +78,10 @@ class FaultyDisk {
     const off_t before = sizeOf(fd);
     const int result = ::ftruncate(fd, size);
     std::lock_guard lock(state().mutex);
-    if (result == 0 && state().free != kUnlimited && before > size) state().free += before - size;
+    // A disk that fails every write (free space below zero) stays failing.
+    if (result == 0 && state().free >= 0 && state().free != kUnlimited && before > size) {
+      state().free += before - size;
+    }
     return result;
   }
 };
