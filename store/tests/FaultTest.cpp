@@ -53,9 +53,8 @@ void storeThree(const fs::path& file) { waitFor(openStore(file)->receive(kThree)
 // A file as the first version of the store left it, with one message in it.
 void writeFirstVersion(const fs::path& path) {
   RawDatabase raw(path);
-  raw.execute(detail::schemaSteps()[0]);
-  raw.execute("PRAGMA user_version = 1");
-  raw.execute(
+  raw(detail::schemaSteps()[0]);
+  raw("PRAGMA user_version = 1;"
       "INSERT INTO rooms (id) VALUES ('r1');"
       "INSERT INTO messages (message_id, room_id, client_id, type, body_kind, body, created_at,"
       " updated_at, author, view_count, sent_status, unconfirmed) VALUES ('m1', 'r1', NULL,"
@@ -120,14 +119,13 @@ Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
 void nothing(const fs::path&) {}
 void emptyFile(const fs::path& file) { std::ofstream{file}; }
 void textFile(const fs::path& file) { std::ofstream(file) << std::string(4096, 'x'); }
-void notesTable(const fs::path& file) { RawDatabase(file).execute("CREATE TABLE notes (x)"); }
+void notesTable(const fs::path& file) { sql(file, "CREATE TABLE notes (x)"); }
 void versionedNotes(const fs::path& file) {
-  notesTable(file);
-  RawDatabase(file).execute("PRAGMA user_version = 1");
+  sql(file, "CREATE TABLE notes (x); PRAGMA user_version = 1");
 }
 void newerVersion(const fs::path& file) {
   writeFirstVersion(file);
-  RawDatabase(file).execute("PRAGMA user_version = 99");
+  sql(file, "PRAGMA user_version = 99");
 }
 
 // The upgrade keeps the messages, and its column works.
@@ -138,7 +136,7 @@ std::string upgrading(const fs::path& file) {
   const auto token = waitFor(repository->lurkerToken("r1"));
   repository.reset();
   return "reads " + idsIn(room) + ": " + textOf(room.at(0)) + "; keeps " + token.value_or("none") +
-         "; at version " + std::to_string(RawDatabase(file).integer("PRAGMA user_version"));
+         "; at version " + sql(file, "PRAGMA user_version");
 }
 
 // ---- other processes ----
@@ -164,8 +162,7 @@ std::string createTogether(const fs::path& file) {
     ::close(go[0]);
     ::close(go[1]);
     for (Child& child : children) seen.insert(child.seen());
-    seen.insert(std::to_string(RawDatabase(path).integer("SELECT count(*) FROM messages")) +
-                " kept");
+    seen.insert(sql(path, "SELECT count(*) FROM messages") + " kept");
   }
   return joined({seen.begin(), seen.end()}, "; ");
 }
@@ -175,9 +172,9 @@ std::string createTogether(const fs::path& file) {
 std::string receiveWhileAnotherWrites(const fs::path& file) {
   auto repository = openStore(file);
   RawDatabase other(file);
-  other.execute("BEGIN IMMEDIATE");
+  other("BEGIN IMMEDIATE");
   const auto first = outcome([&] { waitFor(repository->receive(kThree)); });
-  other.execute("ROLLBACK");
+  other("ROLLBACK");
   return first + "\nthen " + outcome([&] { waitFor(repository->receive(kThree)); });
 }
 
@@ -192,7 +189,7 @@ enum class Denied { file, folder };
 Scene opening(Denied what, bool logged = false) {
   return [=](const fs::path& file) {
     storeThree(file);
-    if (logged) RawDatabase(file).execute("PRAGMA journal_mode = WAL");
+    if (logged) sql(file, "PRAGMA journal_mode = WAL");
     const fs::path folder = file.parent_path();
     const fs::path& denied = what == Denied::file ? file : folder;
     const auto permissions = fs::status(denied).permissions();
@@ -270,10 +267,7 @@ std::string readOnlyOpen(const fs::path& file) {
 // while another process reads a new file, which keeps the log from being removed, the store
 // still leaves what was committed in the file.
 std::string closing(const fs::path& file) {
-  const auto logged = [&] {
-    return RawDatabase(file).integer(
-        "SELECT count(*) FROM pragma_journal_mode WHERE journal_mode = 'wal'");
-  };
+  const auto journal = [&] { return sql(file, "PRAGMA journal_mode"); };
   auto store = openStore(file);
   Recorder<Messages> observed, late;
   Recorder<std::vector<UnreadableRow>> reports;
@@ -281,27 +275,26 @@ std::string closing(const fs::path& file) {
   const Cancellable subscriptions[] = {observed.subscribeTo(publisher),
                                        reports.subscribeTo(store->observeUnreadableRows())};
   waitFor(store->receive(kThree));
-  const auto whileOpen = logged();
+  const std::string whileOpen = journal();
   store.reset();
   const auto lateSubscription = late.subscribeTo(publisher);
   RawDatabase raw(file);
   std::string seen =
-      "logged ahead " + std::to_string(whileOpen) + ", then " + std::to_string(logged()) +
-      "; version " + std::to_string(raw.integer("PRAGMA user_version")) +
-      (raw.integer("PRAGMA application_id") == detail::kApplicationID ? ", marked as a store"
-                                                                      : ", not marked") +
+      "journal " + whileOpen + ", then " + journal() + "; version " + raw("PRAGMA user_version") +
+      ", application " +
+      (raw("PRAGMA application_id") == std::to_string(detail::kApplicationID) ? "the store"
+                                                                              : "another") +
       "; the folder held " + listing(file.parent_path()) + "\nobservations " + observed.ending() +
       " and " + reports.ending() + ", a later one " + late.ending();
   const fs::path beside = file.parent_path() / "beside.db";
   auto repository = openStore(beside);
   RawDatabase reader(beside);
-  reader.integer("SELECT count(*) FROM messages");
+  reader("SELECT count(*) FROM messages");
   waitFor(repository->receive(kThree));
   repository.reset();
   fs::copy_file(beside, file.parent_path() / "copy.db");
   return seen + "\nclosed beside a reader, a copy of the file alone holds " +
-         std::to_string(
-             RawDatabase(file.parent_path() / "copy.db").integer("SELECT count(*) FROM messages"));
+         sql(file.parent_path() / "copy.db", "SELECT count(*) FROM messages");
 }
 
 // A table taken away behind the open store's back: a read fails with the database's error, and
@@ -309,7 +302,7 @@ std::string closing(const fs::path& file) {
 std::string tableTakenAway(const fs::path& file) {
   auto repository = openStore(file);
   waitFor(repository->receive(kThree));
-  RawDatabase(file).execute("ALTER TABLE messages RENAME TO gone");
+  sql(file, "ALTER TABLE messages RENAME TO gone");
   Recorder<Messages> observed;
   const auto subscription = observed.subscribeTo(repository->observeChatMessages("r1"));
   const std::string read = outcome([&] { wholeRoom(*repository, "r1"); });
@@ -320,7 +313,7 @@ std::string tableTakenAway(const fs::path& file) {
 
 /// Receives batches of 100 until the disk fails one; then the disk heals and the failed batch
 /// goes in again. Tells how the receive failed and what the file holds after closing.
-Scene receiveUntilTheDiskFails(std::int64_t free, bool failing) {
+Scene receiveUntilTheDiskFails(std::int64_t free, int error) {
   return [=](const fs::path& file) {
     FaultyDisk disk;
     const Messages all = corpusMessages(4000);
@@ -330,13 +323,13 @@ Scene receiveUntilTheDiskFails(std::int64_t free, bool failing) {
       auto repository = openStore(file);
       Messages batch;
       for (std::size_t at = 0; failure == "done" && at + 100 <= all.size(); at += 100) {
-        if (at == 100) disk.set(free, failing);
+        if (at == 100) disk.set(free, error);
         batch.assign(all.begin() + static_cast<std::ptrdiff_t>(at),
                      all.begin() + static_cast<std::ptrdiff_t>(at + 100));
         failure = outcome([&] { committed += waitFor(repository->receive(batch)).added; });
       }
       const bool readsAll = wholeRoom(*repository, batch.at(0).roomID).size() == committed;
-      disk.set(FaultyDisk::kUnlimited, false);
+      disk.set(FaultyDisk::kUnlimited);
       const auto retried = waitFor(repository->receive(batch)).added;
       failure += std::string("\nthen reads ") + (readsAll ? "all" : "not all") +
                  " that was committed; healed, takes the batch again: " + std::to_string(retried) +
@@ -344,12 +337,9 @@ Scene receiveUntilTheDiskFails(std::int64_t free, bool failing) {
       committed += retried;
     }
     RawDatabase raw(file);
-    return failure + "\nintact " +
-           std::to_string(
-               raw.integer("SELECT integrity_check = 'ok' FROM pragma_integrity_check")) +
+    return failure + "\nintegrity " + raw("PRAGMA integrity_check") +
            ", kept beyond what was committed " +
-           std::to_string(raw.integer("SELECT count(*) FROM messages") -
-                          static_cast<std::int64_t>(committed));
+           raw("SELECT count(*) - " + std::to_string(committed) + " FROM messages");
   };
 }
 
@@ -361,7 +351,7 @@ Scene receiveUntilTheDiskFails(std::int64_t free, bool failing) {
 Scene damaged(std::string set) {
   return [set](const fs::path& file) {
     storeThree(file);
-    RawDatabase(file).execute("UPDATE messages SET " + set + " WHERE message_id = 'm2'");
+    sql(file, "UPDATE messages SET " + set + " WHERE message_id = 'm2'");
     auto repository = openStore(file);
     Recorder<std::vector<UnreadableRow>> reports;
     const auto reporting = reports.subscribeTo(repository->observeUnreadableRows());
@@ -446,7 +436,7 @@ INSTANTIATE_TEST_SUITE_P(
          "unchanged, the folder holds messages.db\n"
          "then for writing: waiting failed"},
         {"closing", closing,
-         "logged ahead 1, then 0; version 3, marked as a store; the folder held messages.db\n"
+         "journal wal, then delete; version 3, application the store; the folder held messages.db\n"
          "observations completed and completed, a later one closed (lasting): the message store is "
          "closed\n"
          "closed beside a reader, a copy of the file alone holds 3"},
@@ -454,14 +444,14 @@ INSTANTIATE_TEST_SUITE_P(
          "database (lasting): DIR/messages.db: no such table: messages (while running a "
          "statement)\nobserving: database (lasting): DIR/messages.db: no such table: messages "
          "(while running a statement)"},
-        {"aFullDisk", receiveUntilTheDiskFails(256 << 10, false),
+        {"aFullDisk", receiveUntilTheDiskFails(256 << 10, ENOSPC),
          "full (lasting): DIR/messages.db: database or disk is full (while committing)\n"
          "then reads all that was committed; healed, takes the batch again: 100 added\n"
-         "intact 1, kept beyond what was committed 0"},
-        {"aDiskThatFailsEveryWrite", receiveUntilTheDiskFails(FaultyDisk::kUnlimited, true),
+         "integrity ok, kept beyond what was committed 0"},
+        {"aDiskThatFailsEveryWrite", receiveUntilTheDiskFails(-1, EIO),
          "database (lasting): DIR/messages.db: disk I/O error (while committing)\n"
          "then reads all that was committed; healed, takes the batch again: 100 added\n"
-         "intact 1, kept beyond what was committed 0"},
+         "integrity ok, kept beyond what was committed 0"},
         {"aDateThatIsText", damaged("created_at = 'yesterday'"), "createdAt: typeMismatch"},
         {"aDateThatIsABlob", damaged("updated_at = x'00'"), "updatedAt: typeMismatch dated"},
         {"aViewCountThatIsNotWhole", damaged("view_count = 2.5"), "viewCount: typeMismatch dated"},

@@ -2,7 +2,7 @@
 // A disk that fills up or fails, for the store's tests. The system's SQLite VFS lets a program
 // replace the system calls it makes; while a FaultyDisk exists, its writes and truncations go
 // through this one. A write that would grow a file beyond the free space fails with ENOSPC (which
-// SQLite reports as SQLITE_FULL); a failing disk fails every write with EIO. Writes to the shared
+// SQLite reports as SQLITE_FULL), or with the error the test chose. Writes to the shared
 // memory of WAL pass through untouched, as reads and locks do. One disk at a time.
 
 #include <fcntl.h>
@@ -31,19 +31,19 @@ class FaultyDisk {
   FaultyDisk(const FaultyDisk&) = delete;
   FaultyDisk& operator=(const FaultyDisk&) = delete;
 
-  /// From now on the files may grow by `free` bytes in all (truncating frees space), and every
-  /// write fails when `failing`.
-  void set(std::int64_t free, bool failing) {
+  /// From now on a write fails with `error` when it would grow the files by more than `free`
+  /// bytes in all (truncating frees space); a negative `free` fails every write.
+  void set(std::int64_t free, int error = ENOSPC) {
     std::lock_guard lock(state().mutex);
     state().free = free;
-    state().failing = failing;
+    state().error = error;
   }
 
  private:
   struct State {
     std::mutex mutex;
     std::int64_t free = kUnlimited;
-    bool failing = false;
+    int error = 0;
   };
   static State& state() {
     static State state;
@@ -66,8 +66,8 @@ class FaultyDisk {
     if (!isSharedMemory(fd)) {
       const off_t growth = std::max<off_t>(offset + static_cast<off_t>(amount) - sizeOf(fd), 0);
       std::lock_guard lock(state().mutex);
-      if (state().failing || growth > state().free) {
-        errno = state().failing ? EIO : ENOSPC;
+      if (growth > state().free) {
+        errno = state().error;
         return -1;
       }
       if (state().free != kUnlimited) state().free -= growth;
@@ -78,7 +78,10 @@ class FaultyDisk {
     const off_t before = sizeOf(fd);
     const int result = ::ftruncate(fd, size);
     std::lock_guard lock(state().mutex);
-    if (result == 0 && state().free != kUnlimited && before > size) state().free += before - size;
+    // A disk that fails every write (free space below zero) stays failing.
+    if (result == 0 && state().free >= 0 && state().free != kUnlimited && before > size) {
+      state().free += before - size;
+    }
     return result;
   }
 };

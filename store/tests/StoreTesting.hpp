@@ -195,6 +195,20 @@ inline Messages wholeRoom(SqliteChatMessageRepository& repository, const std::st
   return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 1 << 20));
 }
 
+/// The hits of every page of a search in turn, from the first; no page longer than the limit.
+inline Messages searchAll(SqliteChatMessageRepository& repository, const std::string& query,
+                          SearchOptions options) {
+  Messages found;
+  for (int page = 0; page < 10000; ++page) {
+    const SearchResults results = waitFor(repository.search(query, options));
+    EXPECT_LE(results.hits.size(), options.limit);
+    for (const SearchHit& hit : results.hits) found.push_back(hit.message);
+    if (!results.next) break;
+    options.after = results.next;
+  }
+  return found;
+}
+
 inline std::string joined(const std::vector<std::string>& parts, const char* separator = " ") {
   std::string text;
   for (const auto& part : parts) text += (text.empty() ? "" : separator) + part;
@@ -217,7 +231,7 @@ std::string idsIn(const Rows& rows) {
   return joined(ids);
 }
 
-/// Raw SQL on a store's file while no repository has it open, as another program would.
+/// SQL on a store's file from a connection of its own, as another program would run it.
 class RawDatabase {
  public:
   explicit RawDatabase(const fs::path& path) {
@@ -227,26 +241,27 @@ class RawDatabase {
   RawDatabase(const RawDatabase&) = delete;
   RawDatabase& operator=(const RawDatabase&) = delete;
 
-  void execute(const std::string& sql) {
+  /// Runs `sql`; returns the first column of the last row it gave, "" when none.
+  std::string operator()(const std::string& sql) {
+    std::string last;
     char* error = nullptr;
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-      const std::string text = error != nullptr ? error : "?";
-      sqlite3_free(error);
-      throw std::runtime_error(sql + ": " + text);
-    }
-  }
-  std::int64_t integer(const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
-    const std::int64_t value =
-        sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : -1;
-    sqlite3_finalize(statement);
-    return value;
+    const auto keep = [](void* out, int, char** values, char**) {
+      *static_cast<std::string*>(out) = values[0] != nullptr ? values[0] : "NULL";
+      return 0;
+    };
+    if (sqlite3_exec(db_, sql.c_str(), keep, &last, &error) == SQLITE_OK) return last;
+    const std::string text = error != nullptr ? error : "?";
+    sqlite3_free(error);
+    throw std::runtime_error(sql + ": " + text);
   }
 
  private:
   sqlite3* db_ = nullptr;
 };
+
+inline std::string sql(const fs::path& file, const std::string& statements) {
+  return RawDatabase(file)(statements);
+}
 
 /// A test with a store file of its own, opened with the local user kMe and a manual transport.
 class StoreTest : public ::testing::Test {
