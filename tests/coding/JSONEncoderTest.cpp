@@ -155,12 +155,14 @@ TEST(JSONEncoder, WritesIntegersInDecimal) {
 
 // Plain member keys take a shortcut past escaping, some bytes at a time; sorted keys are ordered
 // by the bytes they hold, not by their escapes ('"' before '#' although its escape starts with a
-// backslash), and repeated keys keep the order they were written in. Over keys of plain letters
-// of every length up to past the shortcut, and of bytes to escape, each is written as a string
-// is, in every layout, and reads back (allKeys listing a repeated key at each place).
+// backslash; a NUL byte is a byte like any other), and repeated keys keep the order they were
+// written in. Over keys of plain letters of every length up to past the shortcut, and of bytes to
+// escape, each is written as a string is, in every layout, and reads back (allKeys listing a
+// repeated key at each place).
 TEST(EncoderOutput, MemberKeysAreWrittenAsStringsInEveryLayoutAndSortByTheirBytes) {
-  const std::string_view pieces[] = {"k",  "A",  "~",    "#",    "!",    "\"",     "\\",
-                                     "\n", "\t", "\x0e", "\x19", "\x7f", "\u00e9", "kkkkkkkk"};
+  const std::string_view nul("\0", 1);
+  const std::string_view pieces[] = {"k",  "A", "~",    "#",    "!",    "\"",     "\\",      "\n",
+                                     "\t", nul, "\x0e", "\x19", "\x7f", "\u00e9", "kkkkkkkk"};
   std::mt19937 random(20261124);
   for (std::size_t run = 0; run < 400; ++run) {
     Object object{{{std::string(run % 81, 'k'), 0}}};
