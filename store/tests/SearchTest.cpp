@@ -127,8 +127,7 @@ TEST_P(SearchTest, findsTheMessagesThatHoldTheQueryNewestFirst) {
     repository = open();
   }
   SearchResults results;
-  EXPECT_EQ(outcome([&] { results = waitFor(repository->search(row.query, {})); }),
-            row.refused);
+  EXPECT_EQ(outcome([&] { results = waitFor(repository->search(row.query, {})); }), row.refused);
   Messages found;
   for (const SearchHit& hit : results.hits) found.push_back(hit.message);
   EXPECT_EQ(idsIn(found), row.hits);
