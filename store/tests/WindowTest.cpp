@@ -348,12 +348,24 @@ class RandomChangesTest : public StoreTest, public ::testing::WithParamInterface
     EXPECT_EQ(waitFor(repository->lurkerToken(roomID)), tokens[roomID]);
   }
 
-  /// Closes the store and opens it again: its observations end, sends still waiting fail, and
-  /// everything else is as it was. The windows are observed again.
+  /// Closes the store: every observation completes, and one begun later fails at once. A
+  /// read-only open reads every room as it was, sends still waiting included. The next open for
+  /// writing fails those sends, and the service answering one late changes nothing any more. The
+  /// windows are observed again.
   void reopen() {
+    const auto publisher = repository->observeChatMessages("r1");
     repository.reset();
+    Recorder<Messages> late;
+    const auto subscription = late.subscribeTo(publisher);
+    EXPECT_EQ(late.ending(), "closed (lasting): the message store is closed");
+    for (const auto& observer : observers) EXPECT_EQ(observer->recorder.ending(), "completed");
+    for (const std::string& roomID : kRooms) {
+      EXPECT_EQ(wholeRoom(*SqliteChatMessageRepository::openReadOnly(file()), roomID),
+                model.room(roomID));
+    }
     repository = open();
     for (const std::size_t index : pending_) model.settle(*transport.sent().at(index).clientID, {});
+    if (!pending_.empty()) transport.settle(pending_.front(), "late");
     pending_.clear();
     std::vector<std::unique_ptr<Observer>> ended;
     ended.swap(observers);
