@@ -39,8 +39,6 @@ TEST_P(StoreFaultTest, isSeenAsExpected) {
   EXPECT_EQ(seen, GetParam().seen);
 }
 
-// ---- what the scenes share ----
-
 Repository openStore(const fs::path& file) {
   return SqliteChatMessageRepository::open(file, kMe, ManualTransport().transport());
 }
@@ -99,8 +97,6 @@ class Child {
   int output_;
 };
 
-// ---- files of other versions and other applications ----
-
 /// An open for writing, or a read-only one, of the file as `prepare` leaves it: what it threw,
 /// and whether it changed the file or the folder.
 Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
@@ -139,8 +135,6 @@ std::string upgrading(const fs::path& file) {
          "; at version " + sql(file, "PRAGMA user_version");
 }
 
-// ---- other processes ----
-
 // Four processes at once each open a new file and receive one message. A race shows only
 // sometimes: this gives it many chances, each with a new file.
 std::string createTogether(const fs::path& file) {
@@ -177,8 +171,6 @@ std::string receiveWhileAnotherWrites(const fs::path& file) {
   other("ROLLBACK");
   return first + "\nthen " + outcome([&] { waitFor(repository->receive(kThree)); });
 }
-
-// ---- files that may not be written ----
 
 enum class Denied { file, folder };
 
@@ -244,8 +236,6 @@ std::string readOnlyOpen(const fs::path& file) {
   return joined(seen, "\n");
 }
 
-// ---- closing ----
-
 // A new file is logged ahead while open; closed alone, it is one file with a rollback journal,
 // which readers that cannot create files beside it can open, at the current version and marked
 // as the store's. Closing completes the report of unreadable rows (other observations are in the
@@ -289,8 +279,6 @@ std::string tableTakenAway(const fs::path& file) {
   return read + "\nobserving: " + observed.ending();
 }
 
-// ---- a full or failing disk ----
-
 /// Receives batches of 100 until the disk fails one; then the disk heals and the failed batch
 /// goes in again. Tells how the receive failed and what the file holds after closing.
 Scene receiveUntilTheDiskFails(std::int64_t free, int error) {
@@ -322,8 +310,6 @@ Scene receiveUntilTheDiskFails(std::int64_t free, int error) {
            raw("SELECT count(*) - " + std::to_string(committed) + " FROM messages");
   };
 }
-
-// ---- rows edited behind the store's back ----
 
 /// The three messages stored, m2's row changed by another program with `set`, then the room read
 /// as a page and as an observed list, and m2 searched for; each of the three reports the row,

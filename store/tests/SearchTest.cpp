@@ -6,8 +6,7 @@
 #include <tuple>
 
 #include "StoreTesting.hpp"
-#include "tovanel/chat/body/BodyTypeBox.hpp"
-#include "tovanel/chat/coding/JSONDecoder.hpp"
+#include "support/RecordTables.hpp"
 
 namespace tovanel::chat::store::test {
 namespace {
@@ -17,11 +16,9 @@ const ChatMessageUser kZoe("u-zoe", "zoe", "Zoë", "Quist", std::nullopt, std::n
 
 ChatMessage message(const std::string& id, double minute, BodyType kind, std::string_view json,
                     const ChatMessageUser& author = kBo, const std::string& room = "r1") {
-  JSONDecoder decoder;
-  prepareForBodyDecoding(decoder);
-  bodyType(decoder.userInfo)->value = kind;
-  return ChatMessage(decoder.decode<Body>(json), Date::since1970(1.8e9 + minute * 60), std::nullopt,
-                     id, room, kind, std::nullopt, author, std::nullopt, MessageSentStatus::sent);
+  return ChatMessage(chat::test::decodeBody(kind, json), Date::since1970(1.8e9 + minute * 60),
+                     std::nullopt, id, room, kind, std::nullopt, author, std::nullopt,
+                     MessageSentStatus::sent);
 }
 
 ChatMessage text(const std::string& id, double minute, std::string_view words,
@@ -203,8 +200,6 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) {
       return std::string(std::get<0>(info.param) ? "upgraded_" : "") + std::get<1>(info.param).name;
     });
-
-// ---- pages ----
 
 // A prefix that begins more words than a query reads as words, alone or with another word:
 // pages still walk every hit once, newest first, whether the entries read whole hold them all or

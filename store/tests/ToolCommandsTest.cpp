@@ -53,8 +53,6 @@ TEST_F(ToolCommandsTest, aStoredRoomReadsAsTheExportItCameFrom) {
   }
 }
 
-// ---- search ----
-
 struct SearchRun {
   const char* name;
   std::string arguments;  // after "search --db DB"

@@ -483,13 +483,9 @@ TEST_P(RandomChangesTest, everyReadAgreesWithTheModelAndEveryObserverWithAFreshR
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomChangesTest, ::testing::Values(1, 2, 3, 4, 5, 6));
 
-// ---- what the random changes do not reach ----
-
 TEST_F(StoreTest, aTransportIsRequired) {
   EXPECT_THROW(SqliteChatMessageRepository::open(file(), kMe, Transport()), std::invalid_argument);
 }
-
-// ---- rows that no longer read ----
 
 // An unreadable row takes its place in the window and is left out of the list, each list that
 // leaves it out preceded by a report; a createdAt that is no date stands after every date.
