@@ -92,11 +92,13 @@ class Child {
   int output_;
 };
 
-/// An open for writing, or a read-only one, of the file as `prepare` leaves it: what it threw,
-/// and whether it changed the file or the folder.
-Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
+/// An open for writing, or a read-only one, of the file as `prepare` and then `statements` leave
+/// it: what it threw, and whether it changed the file or the folder.
+Scene opened(bool readOnly, void (*prepare)(const fs::path& file) = nullptr,
+             const char* statements = nullptr) {
   return [=](const fs::path& file) {
     if (prepare) prepare(file);
+    if (statements) sql(file, statements);
     const auto contents = [&] {
       return listing(file.parent_path()) + (fs::exists(file) ? chat::test::slurp(file) : "");
     };
@@ -109,14 +111,6 @@ Scene opened(void (*prepare)(const fs::path& file), bool readOnly) {
 
 void emptyFile(const fs::path& file) { std::ofstream{file}; }
 void textFile(const fs::path& file) { std::ofstream(file) << std::string(4096, 'x'); }
-void notesTable(const fs::path& file) { sql(file, "CREATE TABLE notes (x)"); }
-void versionedNotes(const fs::path& file) {
-  sql(file, "CREATE TABLE notes (x); PRAGMA user_version = 1");
-}
-void newerVersion(const fs::path& file) {
-  writeFirstVersion(file);
-  sql(file, "PRAGMA user_version = 99");
-}
 
 // The upgrade keeps the messages, and its column works.
 std::string upgrading(const fs::path& file) {
@@ -345,24 +339,25 @@ Scene damaged(std::string set) {
 INSTANTIATE_TEST_SUITE_P(
     Faults, StoreFaultTest,
     ::testing::ValuesIn(std::vector<FaultCase>{
-        {"newerSchema", opened(newerVersion, false),
+        {"newerSchema", opened(false, writeFirstVersion, "PRAGMA user_version = 99"),
          "schemaTooNew (lasting): DIR/messages.db: the message store has schema version 99, "
          "newer than this build reads (3); open it with a newer build"},
-        {"anotherApplicationsTables", opened(notesTable, false),
+        {"anotherApplicationsTables", opened(false, nullptr, "CREATE TABLE notes (x)"),
          "notAStore (lasting): DIR/messages.db: not a message store (a database of something "
          "else)"},
-        {"anotherApplicationsVersionedFile", opened(versionedNotes, false),
+        {"anotherApplicationsVersionedFile",
+         opened(false, nullptr, "CREATE TABLE notes (x); PRAGMA user_version = 1"),
          "notAStore (lasting): DIR/messages.db: not a message store (another application's "
          "database)"},
-        {"notADatabase", opened(textFile, false),
+        {"notADatabase", opened(false, textFile),
          "database (lasting): DIR/messages.db: file is not a database (while opening)"},
-        {"aMissingFileReadOnly", opened(nullptr, true),
+        {"aMissingFileReadOnly", opened(true),
          "database (lasting): DIR/messages.db: cannot open: unable to open database file (No "
          "such file or directory)"},
-        {"anEmptyFileReadOnly", opened(emptyFile, true),
+        {"anEmptyFileReadOnly", opened(true, emptyFile),
          "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, which a "
          "read-only open does not make; open it once for writing"},
-        {"anOlderSchemaReadOnly", opened(writeFirstVersion, true),
+        {"anOlderSchemaReadOnly", opened(true, writeFirstVersion),
          "readOnly (lasting): DIR/messages.db: the message store has schema version 1 and needs "
          "an upgrade to version 3, which a read-only open does not make; open it once for "
          "writing"},
