@@ -299,9 +299,11 @@ Scene receiveUntilTheDiskFails(std::int64_t free, int error) {
   };
 }
 
-/// The three messages stored, m2's row changed by another program with `set`, then the room read
-/// as a page and as an observed list, and m2 searched for; each of the three reports the row,
-/// alike: where it failed, how, and whether its date was read. Received again, m2 reads again.
+/// The three messages stored, m2's row changed by another program with `set`; then the room
+/// observed in a window of one, read as a page, m2 searched for, and m3 deleted. Each read,
+/// search and list that meets the row reports it alike: where it failed, how, and whether its
+/// date was read. It takes its place in the window (a createdAt that is no date after every date)
+/// and is left out of every list. Received again, m2 reads again.
 Scene damaged(std::string set) {
   return [set](const fs::path& file) {
     storeThree(file);
@@ -310,28 +312,35 @@ Scene damaged(std::string set) {
     Recorder<std::vector<UnreadableRow>> reports;
     const auto reporting = reports.subscribeTo(repository->observeUnreadableRows());
     Recorder<Messages> observed;
-    const auto observing = observed.subscribeTo(repository->observeChatMessages("r1"));
+    const auto observing = observed.subscribeTo(repository->observeChatMessages("r1", 1));
     const Messages page = wholeRoom(*repository, "r1");
     const auto found = waitFor(repository->search("two", {})).hits.size();
+    waitFor(repository->deleteMessage("m3", "r1"));
     drain(*repository);
     std::set<std::string> seen;
+    bool dated = true;
     for (const auto& report : reports.values()) {
       if (idsIn(report) != "m2") seen.insert("reported " + idsIn(report));
+      dated = report.at(0).createdAt.has_value();
       try {
         std::rethrow_exception(report.at(0).error);
       } catch (const DecodingError& error) {
         seen.insert(error.codingPath().at(0).stringValue + ": " +
-                    std::string(DecodingError::kindName(error.kind())) +
-                    (report[0].createdAt ? " dated" : ""));
+                    std::string(DecodingError::kindName(error.kind())) + (dated ? " dated" : ""));
       }
     }
     if (reports.values().size() != 3)
       seen.insert("reported by " + std::to_string(reports.values().size()));
     if (page != Messages{kThree[0], kThree[2]}) seen.insert("read " + idsIn(page));
-    if (observed.values().at(0) != page) seen.insert("observed " + idsIn(observed.values()[0]));
+    std::vector<std::string> lists;
+    for (const auto& list : observed.values()) lists.push_back(idsIn(list));
+    // Dated, the row enters the window once m3 leaves; undated, it is the window all along.
+    if (joined(lists, "|") != (dated ? "m3|" : "")) seen.insert("observed " + joined(lists, "|"));
     if (found != 0) seen.insert("found by search");
     waitFor(repository->receive(kThree[1]));
-    if (wholeRoom(*repository, "r1") != kThree) seen.insert("not read once received again");
+    if (wholeRoom(*repository, "r1") != Messages{kThree[0], kThree[1]}) {
+      seen.insert("not read once received again");
+    }
     return joined({seen.begin(), seen.end()}, "; ");
   };
 }

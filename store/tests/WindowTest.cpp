@@ -487,37 +487,5 @@ TEST_F(StoreTest, aTransportIsRequired) {
   EXPECT_THROW(SqliteChatMessageRepository::open(file(), kMe, Transport()), std::invalid_argument);
 }
 
-// An unreadable row takes its place in the window and is left out of the list, each list that
-// leaves it out preceded by a report; a createdAt that is no date stands after every date.
-TEST_F(StoreTest, anUnreadableRowTakesItsPlaceInTheWindowAndIsReportedWithEachList) {
-  const auto at = [](const char* messageID, double second) {
-    return textMessage(messageID, "r1", second, messageID);
-  };
-  waitFor(open()->receive({at("a1", 1), at("a2", 2), at("a3", 3), at("a4", 4), at("a5", 5)}));
-  sql(file(),
-      "UPDATE messages SET body = 'garbage' WHERE message_id = 'a4';"
-      "UPDATE messages SET created_at = 'soon' WHERE message_id = 'a2'");
-  auto repository = open();
-  Recorder<std::vector<UnreadableRow>> reports;
-  const auto reportSubscription = reports.subscribeTo(repository->observeUnreadableRows());
-  Recorder<Messages> recorder;
-  const auto subscription = recorder.subscribeTo(repository->observeChatMessages("r1", 3));
-  for (const auto& change : std::vector<std::function<void()>>{
-           [] {}, [&] { waitFor(repository->receive(at("a6", 6))); },   // a5 a6 a2
-           [&] { waitFor(repository->deleteMessage("a6", "r1")); },     // a4 comes back
-           [&] { waitFor(repository->deleteMessage("a4", "r1")); }}) {  // and a3
-    change();
-    drain(*repository);
-    EXPECT_EQ(recorder.values().back(),
-              waitFor(repository->retrieveChatMessages("r1", std::nullopt, std::nullopt, 3)));
-  }
-  std::vector<std::string> lists, reported;
-  for (const auto& list : recorder.values()) lists.push_back(idsIn(list));
-  for (const auto& report : reports.values()) reported.push_back(idsIn(report));
-  EXPECT_EQ(joined(lists, " | "), "a5 | a5 a6 | a5 | a3 a5");
-  // Each list, and each fresh read beside it.
-  EXPECT_EQ(joined(reported, " | "), "a4 a2 | a4 a2 | a2 | a2 | a4 a2 | a4 a2 | a2 | a2");
-}
-
 }  // namespace
 }  // namespace tovanel::chat::store::test
