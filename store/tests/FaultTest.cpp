@@ -112,15 +112,16 @@ Scene opened(bool readOnly, void (*prepare)(const fs::path& file) = nullptr,
 void emptyFile(const fs::path& file) { std::ofstream{file}; }
 void textFile(const fs::path& file) { std::ofstream(file) << std::string(4096, 'x'); }
 
-// The upgrade keeps the messages, and its column works.
+// A read-only open leaves a file of the first version as it is; the upgrade keeps the messages,
+// and its column works.
 std::string upgrading(const fs::path& file) {
-  writeFirstVersion(file);
+  const std::string readOnly = opened(true, writeFirstVersion)(file);
   auto repository = openStore(file);
   const Messages room = waitFor(repository->retrieveChatMessages("r1", std::nullopt, "token", 10));
   const auto token = waitFor(repository->lurkerToken("r1"));
   repository.reset();
-  return "reads " + idsIn(room) + ": " + textOf(room.at(0)) + "; keeps " + token.value_or("none") +
-         "; at version " + sql(file, "PRAGMA user_version");
+  return readOnly + "\nfor writing: reads " + idsIn(room) + ": " + textOf(room.at(0)) + "; keeps " +
+         token.value_or("none") + "; at version " + sql(file, "PRAGMA user_version");
 }
 
 // Four processes at once each open a new file and receive one message. A race shows only
@@ -366,12 +367,10 @@ INSTANTIATE_TEST_SUITE_P(
         {"anEmptyFileReadOnly", opened(true, emptyFile),
          "readOnly (lasting): DIR/messages.db: an empty file, not yet a message store, which a "
          "read-only open does not make; open it once for writing"},
-        {"anOlderSchemaReadOnly", opened(true, writeFirstVersion),
+        {"aFileOfTheFirstVersionReadOnlyThenForWriting", upgrading,
          "readOnly (lasting): DIR/messages.db: the message store has schema version 1 and needs "
          "an upgrade to version 3, which a read-only open does not make; open it once for "
-         "writing"},
-        {"aFileOfTheFirstVersion", upgrading,
-         "reads m1: from version one; keeps token; at version 3"},
+         "writing\nfor writing: reads m1: from version one; keeps token; at version 3"},
         {"processesCreatingOneNewFileAtOnce", createTogether, "4 kept; opened"},
         {"anotherProcessWritingForLong", receiveWhileAnotherWrites,
          "busy: DIR/messages.db: database is locked (while beginning a transaction)\nthen done"},
