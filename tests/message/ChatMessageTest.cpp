@@ -109,5 +109,19 @@ TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
             std::nullopt);
 }
 
+// Only the exact text names a case: not another spelling, nor the text with more around it.
+TEST(RawValue, OnlyTheExactTextNamesACase) {
+  const std::string_view rejected[] = {"",
+                                       "Room_created",
+                                       " room_created",
+                                       "room_created ",
+                                       "roomCreated",
+                                       std::string_view("room_created\0", 13)};
+  for (const auto text : rejected) {
+    EXPECT_EQ(fromRawValue<InfoType>(text), std::nullopt) << '"' << text << '"';
+  }
+  EXPECT_EQ(fromRawValue<InfoType>("room_created"), InfoType::roomCreated);
+}
+
 }  // namespace
 }  // namespace tovanel::chat

@@ -125,18 +125,12 @@ Outcome<T> decodeCapturing(JSONDecoder& decoder, std::string_view json) {
   return outcome;
 }
 
-/// The same with a prepared decoder.
-template <class T>
-Outcome<T> decodeCapturing(std::string_view json) {
-  JSONDecoder decoder = preparedDecoder();
-  return decodeCapturing<T>(decoder, json);
-}
-
 /// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure; then
 /// whatever was written to standard output on the way, if anything.
 template <class T>
 std::string writtenBack(std::string_view json) {
-  const auto outcome = decodeCapturing<T>(json);
+  JSONDecoder decoder = preparedDecoder();
+  const auto outcome = decodeCapturing<T>(decoder, json);
   return outcome.summary() + (outcome.captured.out.empty() ? "" : "\n" + outcome.captured.out);
 }
 
