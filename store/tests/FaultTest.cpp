@@ -301,10 +301,10 @@ Scene receiveUntilTheDiskFails(std::int64_t free, int error) {
 }
 
 /// The three messages stored, m2's row changed by another program with `set`; then the room
-/// observed in a window of one, read as a page, m2 searched for, and m3 deleted. Each read,
-/// search and list that meets the row reports it alike: where it failed, how, and whether its
-/// date was read. It takes its place in the window (a createdAt that is no date after every date)
-/// and is left out of every list. Received again, m2 reads again.
+/// observed in a window of one, read as a page, m2 searched for, m3 deleted and m4 received. Each
+/// read, search and list that meets the row reports it alike: where it failed, how, and whether
+/// its date was read. It takes its place in the window (a createdAt that is no date after every
+/// date) and is left out of every list. Received again, m2 reads again.
 Scene damaged(std::string set) {
   return [set](const fs::path& file) {
     storeThree(file);
@@ -317,6 +317,8 @@ Scene damaged(std::string set) {
     const Messages page = wholeRoom(*repository, "r1");
     const auto found = waitFor(repository->search("two", {})).hits.size();
     waitFor(repository->deleteMessage("m3", "r1"));
+    const ChatMessage fourth = textMessage("m4", "r1", 400, "four");
+    waitFor(repository->receive(fourth));
     drain(*repository);
     std::set<std::string> seen;
     bool dated = true;
@@ -335,11 +337,13 @@ Scene damaged(std::string set) {
     if (page != Messages{kThree[0], kThree[2]}) seen.insert("read " + idsIn(page));
     std::vector<std::string> lists;
     for (const auto& list : observed.values()) lists.push_back(idsIn(list));
-    // Dated, the row enters the window once m3 leaves; undated, it is the window all along.
-    if (joined(lists, "|") != (dated ? "m3|" : "")) seen.insert("observed " + joined(lists, "|"));
+    // Dated, the row enters the window when m3 leaves and leaves it when m4 comes; undated, it
+    // is the window all along.
+    if (joined(lists, "|") != (dated ? "m3||m4" : ""))
+      seen.insert("observed " + joined(lists, "|"));
     if (found != 0) seen.insert("found by search");
     waitFor(repository->receive(kThree[1]));
-    if (wholeRoom(*repository, "r1") != Messages{kThree[0], kThree[1]}) {
+    if (wholeRoom(*repository, "r1") != Messages{kThree[0], kThree[1], fourth}) {
       seen.insert("not read once received again");
     }
     return joined({seen.begin(), seen.end()}, "; ");
