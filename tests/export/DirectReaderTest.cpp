@@ -70,40 +70,33 @@ std::string spacedOut(const std::string& envelope) {
   return spaced;
 }
 
-TEST(DirectReader, ReadsTheRoomWholeTightOrSpacedOutButForWhatItMustDecline) {
-  std::size_t accepted = 0, acceptedSpaced = 0;
+// The room, tight and spaced out, read whole but for what it must decline (presence events, whose
+// media hands a kind of its own); and envelopes with bytes that make or break JSON, numbers,
+// escapes and UTF-8 inserted, replaced or taken out anywhere, read alike or declined.
+TEST(DirectReader, ReadsTheRoomWholeAndAgreesOrDeclinesOnMutatedEnvelopes) {
+  std::size_t accepted = 0, acceptedSpaced = 0, acceptedMutated = 0;
   constexpr std::size_t kMessages = 3000;
   for (std::size_t i = 0; i < kMessages; ++i) {
     const std::string envelope = bench::generateEnvelope(2026, i);
     accepted += agree(envelope) ? 1 : 0;
     acceptedSpaced += agree(spacedOut(envelope)) ? 1 : 0;
   }
-  // What it declines there: presence events, whose media hands a kind of its own.
   EXPECT_GE(accepted * 100, kMessages * 99);
   EXPECT_GE(acceptedSpaced * 100, kMessages * 99);
-}
-
-TEST(DirectReader, AgreesOrDeclinesOnMutatedEnvelopes) {
-  // Bytes that make or break JSON, numbers, escapes and UTF-8.
   constexpr std::string_view kBytes[] = {
       "\"", "\\",   "{",    "}",    "[", "]",       ",",   ":",     "0",  "-",   ".",           "e",
       " ",  "\x80", "\xC3", "\x01", "n", "\\u0041", "\\n", "1e400", "-0", "5.0", "\xEF\xBB\xBF"};
-  std::size_t accepted = 0;
   for (std::size_t i = 0; i < 200; ++i) {
     const std::string envelope = bench::generateEnvelope(7, i);
     for (std::size_t step = 0; step < envelope.size(); step += 1 + envelope.size() / 40) {
       for (const std::string_view bytes : kBytes) {
-        std::string inserted = envelope;
-        inserted.insert(step, bytes);
-        std::string replaced = envelope;
-        replaced.replace(step, 1, bytes);
-        accepted += agree(inserted) ? 1 : 0;
-        accepted += agree(replaced) ? 1 : 0;
+        acceptedMutated += agree(std::string(envelope).insert(step, bytes)) ? 1 : 0;
+        acceptedMutated += agree(std::string(envelope).replace(step, 1, bytes)) ? 1 : 0;
       }
-      accepted += agree(std::string(envelope).erase(step, 1)) ? 1 : 0;
+      acceptedMutated += agree(std::string(envelope).erase(step, 1)) ? 1 : 0;
     }
   }
-  EXPECT_GT(accepted, 0u);  // some mutations keep the text readable (a space, a digit)
+  EXPECT_GT(acceptedMutated, 0u);  // some mutations keep the text readable (a space, a digit)
 }
 
 TEST(DirectReader, StepsOverOnlyWhatIsJson) {
