@@ -98,13 +98,8 @@ TEST(EventRecords, ReadBackAsEachRowSays) {
 
 // What the box holds before a media item is decoded: no box at all, or a box with or without a
 // kind.
-struct BoxBefore {
-  bool prepared;
-  std::optional<BodyType> kind;
-};
-constexpr BoxBefore kUnprepared{false, std::nullopt};
-constexpr BoxBefore kEmptyBox{true, std::nullopt};
-constexpr BoxBefore kInfoLeftInBox{true, BodyType::info};
+using BoxBefore = std::optional<std::optional<BodyType>>;
+const BoxBefore kUnprepared, kEmptyBox{std::optional<BodyType>()}, kInfoLeftInBox{BodyType::info};
 
 struct MediaRow {
   std::string_view name;
@@ -144,8 +139,7 @@ TEST(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheB
        "no box"},
       {"not an object", kEmptyBox, R"(["m"])", "typeMismatch", "", "empty"}};
   for (const auto& row : rows) {
-    JSONDecoder decoder =
-        row.before.prepared ? test::preparedDecoder(row.before.kind) : JSONDecoder();
+    JSONDecoder decoder = row.before ? test::preparedDecoder(*row.before) : JSONDecoder();
     const auto outcome = test::decodeCapturing<UserPresentInfoBody::Media>(decoder, row.media);
     EXPECT_EQ(outcome.summary(), row.expected) << row.name;
     EXPECT_EQ(test::lineKinds(outcome.captured), row.lines) << row.name;
