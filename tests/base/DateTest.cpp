@@ -33,9 +33,7 @@ TEST(Date, CountsSecondsFromTheReferenceDateAndConvertsToTheSystemClock) {
   }
   EXPECT_EQ(Date::since1970(std::numeric_limits<double>::quiet_NaN()).timePoint(),
             TimePoint::min());
-}
-
-TEST(Date, ComparesByInstant) {
+  // Dates compare by instant.
   EXPECT_EQ(Date::since1970(978307200), Date());
   EXPECT_LT(Date::since1970(-1), Date::since1970(0));
   EXPECT_NE(Date::since1970(0.001), Date::since1970(0));
