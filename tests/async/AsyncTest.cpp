@@ -111,7 +111,9 @@ TEST(Publisher, DeliversUntilTheStreamEndsOrTheSubscriberStopsAndThenReleases) {
   }
 }
 
-TEST(Publisher, TheSubscribeFunctionMaySendAtOnceToEverySubscriber) {
+// The subscribe function may send at once, to every subscriber; a callback may cancel its own
+// subscription.
+TEST(Publisher, TheSubscribeFunctionMaySendAtOnceAndACallbackMayCancelItself) {
   const Publisher<int> counter([](Subscriber<int> s) {
     s.receive(1);
     s.receive(2);
@@ -127,18 +129,15 @@ TEST(Publisher, TheSubscribeFunctionMaySendAtOnceToEverySubscriber) {
   }
   EXPECT_EQ(received,
             (std::vector<std::string>{"1 2 finished", "1 2 finished", "failed: no room"}));
-}
-
-TEST(Publisher, ACallbackMayCancelItsOwnSubscription) {
   Producer producer;
-  std::vector<int> received;
+  std::vector<int> values;
   Cancellable handle;
   handle = producer.publisher().subscribe([&](const int& value) {
-    received.push_back(value);
+    values.push_back(value);
     if (value == 2) handle.cancel();
   });
   for (int value = 1; value <= 4; ++value) producer.subscribers.at(0).receive(value);
-  EXPECT_EQ(received, (std::vector<int>{1, 2}));
+  EXPECT_EQ(values, (std::vector<int>{1, 2}));
 }
 
 // Values sent from several threads arrive one at a time, each thread's in the order it sent them

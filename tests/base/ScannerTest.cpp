@@ -41,6 +41,14 @@ TEST(Scanner, ReadsASignedDecimalIntegerAfterWhiteSpace) {
     const auto read = scanner.scanInteger();
     EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(value, indexAfter)) << text;
   }
+  // With no characters to be skipped, nothing is read behind white space.
+  Scanner scanner(" 1");
+  scanner.charactersToBeSkipped.reset();
+  EXPECT_FALSE(scanner.isAtEnd());
+  EXPECT_EQ(scanner.scanInteger(), std::nullopt);
+  Scanner empty("");
+  empty.charactersToBeSkipped.reset();
+  EXPECT_TRUE(empty.isAtEnd());
 }
 
 // The set holds the code points of its text: a two-byte character is one member, not its bytes,
@@ -63,16 +71,6 @@ TEST(Scanner, ReadsTheLongestRunFromTheSet) {
     const auto read = scanner.scanCharacters(CharacterSet::charactersIn(set));
     EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(run, indexAfter)) << text;
   }
-}
-
-TEST(Scanner, WithoutCharactersToBeSkippedReadsNothingBehindWhiteSpace) {
-  Scanner scanner(" 1");
-  scanner.charactersToBeSkipped.reset();
-  EXPECT_FALSE(scanner.isAtEnd());
-  EXPECT_EQ(scanner.scanInteger(), std::nullopt);
-  Scanner empty("");
-  empty.charactersToBeSkipped.reset();
-  EXPECT_TRUE(empty.isAtEnd());
 }
 
 }  // namespace

@@ -216,15 +216,13 @@ const std::vector<LimitRow> kLimitRows{
      "a UTF-16 or UTF-32 byte-order mark"},
 };
 
+// And the default size limit is 64 MiB.
 TEST(JSONDecoderLimits, RefuseWithADescriptionOrGiveTheDocumentedValue) {
   for (const LimitRow& row : kLimitRows) {
     EXPECT_THAT(outcomeOf(row.text, row.maximumDocumentSize, row.maximumDepth),
                 HasSubstr(row.expected))
         << row.name;
   }
-}
-
-TEST(JSONDecoderLimits, TheDefaultSizeLimitIs64MiB) {
   EXPECT_THAT(outcomeOf(std::string(kSize + 1, ' '), kSize, kDepth),
               HasSubstr(kNotJSON + "the text is 67108865 bytes long"));
 }

@@ -145,9 +145,7 @@ TEST(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheB
     EXPECT_EQ(test::lineKinds(outcome.captured), row.lines) << row.name;
     EXPECT_EQ(describeBox(decoder), row.boxAfter) << row.name;
   }
-}
-
-TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
+  // One with a body but no kind writes the body alone.
   const UserPresentInfoBody::Media media(std::nullopt, std::nullopt,
                                          Body(TextBody("hi", std::nullopt)));
   EXPECT_EQ(JSONEncoder().encode(media), R"({"body":{"text":"hi"}})");
