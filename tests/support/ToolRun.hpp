@@ -86,10 +86,10 @@ inline ToolRun runTool(const std::string& arguments, const std::string& input = 
 
 /// Runs `command` as runCommand does, on a terminal of its own (the `script` utility's) for
 /// standard input, output and error alike, with TERM=xterm unless the command sets it; what the
-/// terminal showed is `out`.
+/// terminal showed is `out`, with newlines as written (not as CR LF).
 inline ToolRun runOnTerminal(const std::string& command) {
-  return runCommand("SHELL=/bin/sh TERM=xterm script -qec " + quoted("unset NO_COLOR; " + command) +
-                    " /dev/null");
+  return runCommand("SHELL=/bin/sh TERM=xterm script -qec " +
+                    quoted("unset NO_COLOR; stty -onlcr; " + command) + " /dev/null");
 }
 
 }  // namespace tovanel::chat::test

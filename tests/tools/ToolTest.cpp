@@ -55,13 +55,9 @@ TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   }
   const std::string command =
       row.command.starts_with("sh:") ? row.command.substr(3) : "\"$TOOL\" " + row.command;
-  auto run = row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
+  const auto run =
+      row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
   EXPECT_EQ(run.status, row.status) << run.out << run.err;
-  if (row.terminal) {  // the terminal writes each newline as CR LF
-    for (auto at = run.out.find("\r\n"); at != std::string::npos; at = run.out.find("\r\n", at)) {
-      run.out.erase(at, 1);
-    }
-  }
   if (row.match == Out::exact) {
     EXPECT_EQ(run.out, row.out);
   }
