@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstdint>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <string_view>
 
@@ -60,14 +61,8 @@ bool agree(std::string_view text) {
 // White space before each colon and after each comma: no key is then where its table expects it,
 // written tight, and each must be found by reading it.
 std::string spacedOut(const std::string& envelope) {
-  std::string spaced;
-  for (std::size_t at = 0; at < envelope.size(); ++at) {
-    spaced += envelope[at];
-    const char next = at + 1 < envelope.size() ? envelope[at + 1] : '\0';
-    if (envelope[at] == '"' && next == ':') spaced += ' ';
-    if (envelope[at] == ',' && next == '"') spaced += '\t';
-  }
-  return spaced;
+  return std::regex_replace(std::regex_replace(envelope, std::regex("\":"), "\" :"),
+                            std::regex(",\""), ",\t\"");
 }
 
 // The room, tight and spaced out, read whole but for what it must decline (presence events, whose
