@@ -69,15 +69,13 @@ TEST(JSONEncoder, WritesNumbersInTheShortestFormThatReadsBack) {
   }
 }
 
-// A value that writes nothing becomes an empty object wherever it stands.
-TEST(JSONEncoder, CompactOutputKeepsTheWrittenKeyOrder) {
+// Compact output keeps the written key order; pretty printing indents by two spaces. A value that
+// writes nothing becomes an empty object wherever it stands.
+TEST(JSONEncoder, CompactOutputKeepsTheKeyOrderAndPrettyPrintingIndentsByTwoSpaces) {
   EXPECT_EQ(
       JSONEncoder().encode(Sample{}),
       R"({"zeta":1,"alpha":[1,2],"mid":{"y":"b","x":"a"},"words":[true,false,null],"silent":{}})");
   EXPECT_EQ(JSONEncoder().encode(std::vector<Silent>(2)), "[{},{}]");
-}
-
-TEST(JSONEncoder, PrettyPrintingIndentsByTwoSpaces) {
   JSONEncoder encoder;
   encoder.outputFormatting.prettyPrinted = true;
   encoder.outputFormatting.sortedKeys = true;
