@@ -58,8 +58,6 @@ void stop(std::optional<Cancellable>& handle, std::size_t way) {
   if (way == 2) *handle = Cancellable();
 }
 
-// ---- Publisher ----
-
 /// A publisher whose subscribers the test drives by hand.
 struct Producer {
   std::vector<Subscriber<int>> subscribers;
@@ -170,8 +168,6 @@ TEST(Publisher, DeliveriesFromOtherThreadsNeverOverlapKeepOrderAndStopAtCancel) 
     for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(values[i], static_cast<int>(i));
   }
 }
-
-// ---- Future ----
 
 // Steps: 'r' and 'R' resolve (with 7 and 8), 'x' rejects, 'n' rejects without an error, 's'
 // subscribes, 'c' stops the latest subscriber. The first result wins and later ones are refused;

@@ -6,12 +6,6 @@
 namespace tovanel::chat {
 namespace {
 
-std::string hex(char32_t c) {
-  char text[16];
-  std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(c));
-  return text;
-}
-
 // Both ends of the ranges of the property, and neighbours just outside them.
 TEST(CharacterSet, WhiteSpaceHoldsExactlyTheUnicodeWhiteSpaceCharacters) {
   const std::pair<char32_t, bool> rows[] = {
@@ -20,7 +14,8 @@ TEST(CharacterSet, WhiteSpaceHoldsExactlyTheUnicodeWhiteSpaceCharacters) {
       {0x200A, true},  {0x200B, false}, {0x2028, true}, {0x2029, true},  {0x202F, true},
       {0x205F, true},  {0x3000, true},  {0xFEFF, false}};
   for (const auto& [codePoint, white] : rows) {
-    EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(codePoint), white) << hex(codePoint);
+    EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(codePoint), white)
+        << "U+" << std::hex << static_cast<unsigned>(codePoint);
   }
 }
 

@@ -3,18 +3,12 @@
 // every file of the JSON test suite as a member no record reads) both give the same message, the
 // same bytes written back, the same date bits and the same body-type box.
 
-#include <gtest/gtest.h>
-
 #include <bit>
-#include <cstdint>
 #include <filesystem>
 #include <regex>
-#include <string>
-#include <string_view>
 
 #include "CorpusGenerator.hpp"
-#include "support/Capture.hpp"
-#include "tovanel/chat.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat {

@@ -13,8 +13,6 @@ std::string wrap(std::string_view kind, std::string_view rest = {}) {
   return R"({"type":")" + std::string(kind) + "\"" + std::string(rest) + "}";
 }
 
-// ---- the kind picks the record ----
-
 // A record's "type" is read from the key that selected it, so it equals the kind, and is written
 // back (but for the one record without fields).
 TEST(EveryEventKind, PicksTheRecordOfItsPositionWhichHoldsTheKind) {
@@ -25,8 +23,6 @@ TEST(EveryEventKind, PicksTheRecordOfItsPositionWhichHoldsTheKind) {
               kind == InfoType::roomHistoryCleared ? "{}" : wrap(rawValue(kind)));
   }
 }
-
-// ---- diagnostic lines ----
 
 // The kind cannot be read: the error passes unchanged and only Body writes its line. A record
 // fails: its line first, then Body's, both with the record's error. A record that decodes writes
@@ -57,8 +53,6 @@ TEST(EventLines, ComeFromTheRecordThatFailedThenFromBody) {
     }
   }
 }
-
-// ---- each record read on its own ----
 
 template <class T>
 constexpr auto read = &test::writtenBack<T>;
@@ -93,8 +87,6 @@ TEST(EventRecords, ReadBackAsEachRowSays) {
   for (const auto& row : eventRows())
     EXPECT_EQ(row.writtenBack(row.json), row.expected) << row.name;
 }
-
-// ---- the presence event's media and the body-type box ----
 
 // What the box holds before a media item is decoded: no box at all, or a box with or without a
 // kind.
@@ -150,8 +142,6 @@ TEST(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheB
                                          Body(TextBody("hi", std::nullopt)));
   EXPECT_EQ(JSONEncoder().encode(media), R"({"body":{"text":"hi"}})");
 }
-
-// ---- equality and the hash ----
 
 TEST(EventEquality, TakesTheCaseAndTheRecordsOwnTypeAndTheHashFollows) {
   const auto read = [](std::string_view kind, std::string_view rest = {}) {
