@@ -22,9 +22,6 @@ using Log = std::shared_ptr<std::string>;
 std::function<void(const int&)> onValue(const Log& log) {
   return [log](const int& value) { add(*log, std::to_string(value)); };
 }
-std::function<void()> onDone(const Log& log) {
-  return [log] { add(*log, "done"); };
-}
 std::function<void(std::exception_ptr)> onCompletion(const Log& log) {
   return [log](std::exception_ptr error) {
     try {
@@ -188,7 +185,8 @@ void expectFutureFollowsTheModel(std::string_view steps, std::size_t length) {
       if (step == 's') {
         const Log& log = logs.emplace_back(std::make_shared<std::string>());
         if constexpr (std::is_void_v<T>) {
-          handles.emplace_back(promise.future().subscribe(onDone(log), onCompletion(log)));
+          handles.emplace_back(
+              promise.future().subscribe([log] { add(*log, "done"); }, onCompletion(log)));
         } else {
           handles.emplace_back(promise.future().subscribe(onValue(log), onCompletion(log)));
         }
