@@ -600,7 +600,14 @@ Status Decoder::invalidRawValue(std::string_view typeName) const noexcept {
 // ---- parsing ----
 
 bool coding::detail::isValidUtf8(std::string_view text) noexcept {
-  return simdjson::validate_utf8(text.data(), text.size());
+  // simdjson's own entry point loads the active implementation at every call; it is found once
+  // here instead (the first call resolves it to this machine's best, or to the one forced by
+  // SIMDJSON_FORCE_IMPLEMENTATION), and every implementation gives the same answer.
+  static const simdjson::implementation* const active = [] {
+    [[maybe_unused]] const bool resolved = simdjson::validate_utf8("", 0);
+    return static_cast<const simdjson::implementation*>(simdjson::get_active_implementation());
+  }();
+  return active->validate_utf8(text.data(), text.size());
 }
 
 struct JSONDecoder::Parser {

@@ -3,14 +3,13 @@
 
 #include "tovanel/chat/coding/DirectReader.hpp"
 
-#include <simdjson.h>
-
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
+#include "coding/Text.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 
@@ -263,7 +262,7 @@ bool Cursor::key(std::string_view& out, std::uint64_t& prefix) noexcept {
     bool nonAscii = false;
     stop = scanner().scan(start, end_, nonAscii);
     if (stop == end_ || *stop != '"') return false;
-    if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
+    if (nonAscii && !coding::detail::isValidUtf8({start, static_cast<std::size_t>(stop - start)})) {
       return false;
     }
   }
@@ -282,7 +281,7 @@ bool Cursor::key(std::string_view& out, std::uint64_t& prefix) noexcept {
   return true;
 }
 
-bool Cursor::null() noexcept {
+bool Cursor::nullAfterSpace() noexcept {
   skipSpace();
   if (end_ - at_ >= 4 && std::memcmp(at_, "null", 4) == 0) {
     at_ += 4;
@@ -301,7 +300,7 @@ bool Cursor::readString(std::string* out) {
     bool nonAscii = false;
     const char* stop = findSpecial(at_, end_, vectorKeys_, nonAscii);
     if (stop == end_) return false;
-    if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
+    if (nonAscii && !coding::detail::isValidUtf8({start, static_cast<std::size_t>(stop - start)})) {
       return false;
     }
     if (out != nullptr) out->append(start, static_cast<std::size_t>(stop - start));
@@ -330,7 +329,7 @@ bool Cursor::readView(std::string_view& out) noexcept {
   bool nonAscii = false;
   const char* stop = findSpecial(start, end_, vectorKeys_, nonAscii);
   if (stop == end_ || *stop != '"') return false;
-  if (nonAscii && !simdjson::validate_utf8(start, static_cast<std::size_t>(stop - start))) {
+  if (nonAscii && !coding::detail::isValidUtf8({start, static_cast<std::size_t>(stop - start)})) {
     return false;
   }
   out = std::string_view(start, static_cast<std::size_t>(stop - start));

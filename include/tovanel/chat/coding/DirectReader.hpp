@@ -101,7 +101,11 @@ class TOVANEL_CHAT_API Cursor {
   /// After an element: true in `more` for a comma, false for the closing bracket.
   bool nextElement(bool& more) noexcept { return nextOrClose(']', more); }
   /// Steps over `null` when the next value is null.
-  bool null() noexcept;
+  bool null() noexcept {
+    // Most values read here are not null and follow their colon at once: no call for them.
+    if (at_ != end_ && *at_ > ' ' && *at_ != 'n') return false;
+    return nullAfterSpace();
+  }
 
   bool read(std::string& out);
   /// A string without escapes, viewing the text.
@@ -138,6 +142,7 @@ class TOVANEL_CHAT_API Cursor {
 
  private:
   bool begin(char open, char close, bool& empty) noexcept;
+  bool nullAfterSpace() noexcept;
   bool next(char close, bool& more) noexcept;
   // A comma right after the value, the most frequent case, without a call.
   bool nextOrClose(char close, bool& more) noexcept {
@@ -476,9 +481,24 @@ bool readObject(Cursor& cursor, R& out) {
   std::uint64_t seen = 0;
   std::size_t hint = 0;
   bool more = !empty;
+  // Members mostly come in the table's order: one walk down the table reads each entry whose key
+  // is the next in the text, as it lies, through its own reader called directly. An entry whose
+  // key is not there is absent or elsewhere; what the walk leaves goes the general way below.
+  const bool walked = [&]<std::size_t... I>(std::index_sequence<I...>) {
+    const auto step = [&](auto index) {
+      constexpr std::size_t i = decltype(index)::value;
+      if (!more || !cursor.expectKey(keys.patterns[i])) return true;
+      seen |= std::uint64_t{1} << i;
+      hint = i + 1;
+      return readers[i](cursor, out) && cursor.nextMember(more);
+    };
+    return (step(std::integral_constant<std::size_t, I>{}) && ...);
+  }
+  (std::make_index_sequence<size>{});
+  if (!walked) return false;
   while (more) {
-    // Members mostly come in the table's order: the entry after the last one read is tried
-    // first, on the text as it lies.
+    // What the walk left: the entry after the last one read is tried first, on the text as it
+    // lies, then the table is searched for the key.
     const std::size_t expected = hint < size ? hint : 0;
     std::size_t index = expected;
     if (!cursor.expectKey(keys.patterns[expected])) {
