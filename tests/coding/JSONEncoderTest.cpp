@@ -69,15 +69,13 @@ TEST(JSONEncoder, WritesNumbersInTheShortestFormThatReadsBack) {
   }
 }
 
-// A value that writes nothing becomes an empty object wherever it stands.
-TEST(JSONEncoder, CompactOutputKeepsTheWrittenKeyOrder) {
+// Compact output keeps the written key order; pretty printing indents by two spaces. A value that
+// writes nothing becomes an empty object wherever it stands.
+TEST(JSONEncoder, CompactOutputKeepsTheKeyOrderAndPrettyPrintingIndentsByTwoSpaces) {
   EXPECT_EQ(
       JSONEncoder().encode(Sample{}),
       R"({"zeta":1,"alpha":[1,2],"mid":{"y":"b","x":"a"},"words":[true,false,null],"silent":{}})");
   EXPECT_EQ(JSONEncoder().encode(std::vector<Silent>(2)), "[{},{}]");
-}
-
-TEST(JSONEncoder, PrettyPrintingIndentsByTwoSpaces) {
   JSONEncoder encoder;
   encoder.outputFormatting.prettyPrinted = true;
   encoder.outputFormatting.sortedKeys = true;
@@ -270,8 +268,9 @@ std::string appended(const std::string& text) {
 
 class SpecialBytePositionTest : public ::testing::TestWithParam<SpecialByteRow> {};
 
-// Every length from 0 to 39 plain bytes and every position of the special bytes among them.
-TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
+// At every length from 0 to 39 plain bytes and every position among them; then thousands of them
+// in a row, after text already in the caller's string: each escape may be up to six times its byte.
+TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFallsAndThousandsOfTimesInARow) {
   const auto& row = GetParam();
   std::vector<std::string> wrong;
   for (std::size_t length = 0; length < 40; ++length) {
@@ -285,12 +284,6 @@ TEST_P(SpecialBytePositionTest, IsWrittenTheSameWhereverItFalls) {
     }
   }
   EXPECT_TRUE(wrong.empty()) << wrong.size() << " texts written wrongly, the first: " << wrong[0];
-}
-
-// Thousands of them in a row, after text already in the caller's string: each escape may be up to
-// six times its byte.
-TEST_P(SpecialBytePositionTest, IsWrittenTheSameThousandsOfTimesInARow) {
-  const auto& row = GetParam();
   std::string text, expected = "kept\"";
   for (int i = 0; i < 3000; ++i) {
     text += row.special + "x";

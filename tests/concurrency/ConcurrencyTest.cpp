@@ -31,20 +31,24 @@ std::string encode(const ChatMessage& message) {
   return exports::makeEnvelopeEncoder().encode(exports::EnvelopeOut{message});
 }
 
-/// Runs `work(threadIndex)` on kThreads threads and waits for them all.
-void onThreads(const std::function<void(int)>& work) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) threads.emplace_back(work, t);
-  for (auto& thread : threads) thread.join();
-}
-
 // Each thread decodes every envelope with a decoder of its own, and gets the values and texts
 // decoded here. It starts with its own copies of those values, sharing their payloads with the
 // others, and the originals are gone: payloads are copied, compared and hashed on every thread at
 // once, and the last reference to each is dropped by whichever thread lets go last, all of them
-// letting go at the same moment.
-TEST(Concurrency, ThreadsDecodingAloneGetTheSameValuesAndShareTheirPayloads) {
+// letting go at the same moment. In each round each thread also fails on a text message whose
+// body is a number: the diagnostic lines of all those failures never interleave.
+TEST(Concurrency, ThreadsDecodingAloneGetTheSameValuesShareTheirPayloadsAndWriteWholeLines) {
   JSONDecoder one = exports::makeEnvelopeDecoder();
+  const std::string_view text = R"("type":"text","body":)";
+  std::string broken = *std::find_if(kEnvelopes.begin(), kEnvelopes.end(), [&](const auto& e) {
+    return e.find(text) != std::string::npos;
+  });
+  broken.insert(broken.find(text) + text.size(), R"(5,"x":)");
+  const auto failOnce = [&](JSONDecoder& decoder) {
+    EXPECT_THROW(decodeWith(decoder, broken), DecodingError);
+  };
+  const auto expectedLines = test::captureStdout([&] { failOnce(one); }).lines();
+  ASSERT_EQ(expectedLines.size(), 1u);
   std::vector<ChatMessage> originals;
   std::vector<std::string> texts;
   for (const auto& envelope : kEnvelopes) {
@@ -57,13 +61,14 @@ TEST(Concurrency, ThreadsDecodingAloneGetTheSameValuesAndShareTheirPayloads) {
   std::vector<std::vector<std::uint64_t>> hashes(kThreads);
   std::vector<int> mismatches(kThreads, 0);
   std::barrier step(kThreads);
-  onThreads([&](int t) {
+  const auto work = [&](int t) {
     JSONDecoder decoder = exports::makeEnvelopeDecoder();
     std::vector<ChatMessage> mine = std::move(handedOver[t]);
     step.arrive_and_wait();
     // In a process of its own, the hasher's seed is first asked for here, on every thread at once.
     for (const auto& message : mine) hashes[t].push_back(message.hashValue());
     for (int round = 0; round < kRounds; ++round) {
+      failOnce(decoder);
       std::vector<ChatMessage> copies = mine;  // counts go up on every thread at once
       for (std::size_t i = 0; i < copies.size(); ++i) {
         const ChatMessage decoded = decodeWith(decoder, kEnvelopes[i]);
@@ -77,37 +82,15 @@ TEST(Concurrency, ThreadsDecodingAloneGetTheSameValuesAndShareTheirPayloads) {
     }  // and down again
     step.arrive_and_wait();
     mine.clear();  // all threads drop their last references together
+  };
+  const auto captured = test::captureStdout([&] {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) threads.emplace_back(work, t);
+    for (auto& thread : threads) thread.join();
   });
+  EXPECT_EQ(captured.lines(), std::vector(kThreads * kRounds, expectedLines.front()));
   EXPECT_EQ(mismatches, std::vector<int>(kThreads, 0));
   EXPECT_EQ(hashes, std::vector(kThreads, hashes[0]));
-}
-
-TEST(Concurrency, DiagnosticLinesOfFailuresOnManyThreadsNeverInterleave) {
-  // A text message whose body is a number.
-  const std::string_view text = R"("type":"text","body":)";
-  std::string broken = *std::find_if(kEnvelopes.begin(), kEnvelopes.end(), [&](const auto& e) {
-    return e.find(text) != std::string::npos;
-  });
-  broken.insert(broken.find(text) + text.size(), R"(5,"x":)");
-  const auto failOnce = [&] {
-    JSONDecoder decoder = exports::makeEnvelopeDecoder();
-    try {
-      decodeWith(decoder, broken);
-    } catch (const DecodingError&) {
-    }
-  };
-  const auto expectedLines = test::captureStdout(failOnce).lines();
-  ASSERT_EQ(expectedLines.size(), 1u);
-
-  const auto captured = test::captureStdout([&] {
-    std::barrier start(kThreads);
-    onThreads([&](int) {
-      start.arrive_and_wait();
-      for (int round = 0; round < kRounds; ++round) failOnce();
-    });
-  });
-  const auto lines = captured.lines();
-  EXPECT_EQ(lines, std::vector<std::string>(kThreads * kRounds, expectedLines.front()));
 }
 
 }  // namespace
