@@ -83,7 +83,6 @@ class ManualTransport {
     std::lock_guard lock(state_->mutex);
     state_->answer = answer;
   }
-  /// The messages handed to the transport, in order.
   Messages sent() const {
     std::lock_guard lock(state_->mutex);
     return state_->sent;
@@ -190,7 +189,6 @@ inline Messages corpusMessages(std::size_t count) {
   return messages;
 }
 
-/// A room's messages, all of them, oldest first.
 inline Messages wholeRoom(SqliteChatMessageRepository& repository, const std::string& roomID) {
   return waitFor(repository.retrieveChatMessages(roomID, std::nullopt, std::nullopt, 1 << 20));
 }

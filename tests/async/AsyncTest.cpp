@@ -22,9 +22,6 @@ using Log = std::shared_ptr<std::string>;
 std::function<void(const int&)> onValue(const Log& log) {
   return [log](const int& value) { add(*log, std::to_string(value)); };
 }
-std::function<void()> onDone(const Log& log) {
-  return [log] { add(*log, "done"); };
-}
 std::function<void(std::exception_ptr)> onCompletion(const Log& log) {
   return [log](std::exception_ptr error) {
     try {
@@ -57,8 +54,6 @@ void stop(std::optional<Cancellable>& handle, std::size_t way) {
   if (way == 1) handle.reset();
   if (way == 2) *handle = Cancellable();
 }
-
-// ---- Publisher ----
 
 /// A publisher whose subscribers the test drives by hand.
 struct Producer {
@@ -111,7 +106,9 @@ TEST(Publisher, DeliversUntilTheStreamEndsOrTheSubscriberStopsAndThenReleases) {
   }
 }
 
-TEST(Publisher, TheSubscribeFunctionMaySendAtOnceToEverySubscriber) {
+// The subscribe function may send at once, to every subscriber; a callback may cancel its own
+// subscription.
+TEST(Publisher, TheSubscribeFunctionMaySendAtOnceAndACallbackMayCancelItself) {
   const Publisher<int> counter([](Subscriber<int> s) {
     s.receive(1);
     s.receive(2);
@@ -127,18 +124,15 @@ TEST(Publisher, TheSubscribeFunctionMaySendAtOnceToEverySubscriber) {
   }
   EXPECT_EQ(received,
             (std::vector<std::string>{"1 2 finished", "1 2 finished", "failed: no room"}));
-}
-
-TEST(Publisher, ACallbackMayCancelItsOwnSubscription) {
   Producer producer;
-  std::vector<int> received;
+  std::vector<int> values;
   Cancellable handle;
   handle = producer.publisher().subscribe([&](const int& value) {
-    received.push_back(value);
+    values.push_back(value);
     if (value == 2) handle.cancel();
   });
   for (int value = 1; value <= 4; ++value) producer.subscribers.at(0).receive(value);
-  EXPECT_EQ(received, (std::vector<int>{1, 2}));
+  EXPECT_EQ(values, (std::vector<int>{1, 2}));
 }
 
 // Values sent from several threads arrive one at a time, each thread's in the order it sent them
@@ -172,8 +166,6 @@ TEST(Publisher, DeliveriesFromOtherThreadsNeverOverlapKeepOrderAndStopAtCancel) 
   }
 }
 
-// ---- Future ----
-
 // Steps: 'r' and 'R' resolve (with 7 and 8), 'x' rejects, 'n' rejects without an error, 's'
 // subscribes, 'c' stops the latest subscriber. The first result wins and later ones are refused;
 // every subscriber that has not stopped gets it once, a late one before subscribe returns; what
@@ -193,7 +185,8 @@ void expectFutureFollowsTheModel(std::string_view steps, std::size_t length) {
       if (step == 's') {
         const Log& log = logs.emplace_back(std::make_shared<std::string>());
         if constexpr (std::is_void_v<T>) {
-          handles.emplace_back(promise.future().subscribe(onDone(log), onCompletion(log)));
+          handles.emplace_back(
+              promise.future().subscribe([log] { add(*log, "done"); }, onCompletion(log)));
         } else {
           handles.emplace_back(promise.future().subscribe(onValue(log), onCompletion(log)));
         }

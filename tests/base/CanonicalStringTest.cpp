@@ -74,13 +74,6 @@ std::string misjudged(const std::string& text) {
                                                                                : std::string();
 }
 
-TEST(CanonicalQuickCheck, JudgesEverySingleCodePointAsNFCDoes) {
-  for (char32_t c = 1; c <= 0x10FFFF; ++c) {
-    if (c >= 0xD800 && c <= 0xDFFF) continue;
-    ASSERT_EQ(misjudged(utf8({c})), "") << "U+" << std::hex << static_cast<unsigned>(c);
-  }
-}
-
 // Code points that compose, decompose for good, reorder or compose by rule (Hangul), with their
 // usual neighbours.
 const std::vector<char32_t> kTricky = {
@@ -93,7 +86,11 @@ const std::vector<char32_t> kTricky = {
     U'\u304C', U'\u03B1', U'\u1FB3', U'\u1E0A', U'\U0001D15E', U'\U0001F600', U'\U0001F3FD',
     U'\u200D'};
 
-TEST(CanonicalQuickCheck, JudgesSequencesOfComposingAndReorderingCodePointsAsNFCDoes) {
+TEST(CanonicalQuickCheck, JudgesEveryCodePointAndSequencesOfTrickyOnesAsNFCDoes) {
+  for (char32_t c = 1; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    ASSERT_EQ(misjudged(utf8({c})), "") << "U+" << std::hex << static_cast<unsigned>(c);
+  }
   for (const char32_t a : kTricky) {
     for (const char32_t b : kTricky) {
       for (const char32_t c : kTricky) ASSERT_EQ(misjudged(utf8({a, b, c})), "");

@@ -6,12 +6,6 @@
 namespace tovanel::chat {
 namespace {
 
-std::string hex(char32_t c) {
-  char text[16];
-  std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(c));
-  return text;
-}
-
 // Both ends of the ranges of the property, and neighbours just outside them.
 TEST(CharacterSet, WhiteSpaceHoldsExactlyTheUnicodeWhiteSpaceCharacters) {
   const std::pair<char32_t, bool> rows[] = {
@@ -20,7 +14,8 @@ TEST(CharacterSet, WhiteSpaceHoldsExactlyTheUnicodeWhiteSpaceCharacters) {
       {0x200A, true},  {0x200B, false}, {0x2028, true}, {0x2029, true},  {0x202F, true},
       {0x205F, true},  {0x3000, true},  {0xFEFF, false}};
   for (const auto& [codePoint, white] : rows) {
-    EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(codePoint), white) << hex(codePoint);
+    EXPECT_EQ(CharacterSet::whitespacesAndNewlines().contains(codePoint), white)
+        << "U+" << std::hex << static_cast<unsigned>(codePoint);
   }
 }
 
@@ -41,6 +36,14 @@ TEST(Scanner, ReadsASignedDecimalIntegerAfterWhiteSpace) {
     const auto read = scanner.scanInteger();
     EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(value, indexAfter)) << text;
   }
+  // With no characters to be skipped, nothing is read behind white space.
+  Scanner scanner(" 1");
+  scanner.charactersToBeSkipped.reset();
+  EXPECT_FALSE(scanner.isAtEnd());
+  EXPECT_EQ(scanner.scanInteger(), std::nullopt);
+  Scanner empty("");
+  empty.charactersToBeSkipped.reset();
+  EXPECT_TRUE(empty.isAtEnd());
 }
 
 // The set holds the code points of its text: a two-byte character is one member, not its bytes,
@@ -63,16 +66,6 @@ TEST(Scanner, ReadsTheLongestRunFromTheSet) {
     const auto read = scanner.scanCharacters(CharacterSet::charactersIn(set));
     EXPECT_EQ(std::pair(read, scanner.currentIndex()), std::pair(run, indexAfter)) << text;
   }
-}
-
-TEST(Scanner, WithoutCharactersToBeSkippedReadsNothingBehindWhiteSpace) {
-  Scanner scanner(" 1");
-  scanner.charactersToBeSkipped.reset();
-  EXPECT_FALSE(scanner.isAtEnd());
-  EXPECT_EQ(scanner.scanInteger(), std::nullopt);
-  Scanner empty("");
-  empty.charactersToBeSkipped.reset();
-  EXPECT_TRUE(empty.isAtEnd());
 }
 
 }  // namespace

@@ -39,8 +39,8 @@ std::vector<KindRow> kindRows() {
 
 class EveryKind : public testing::TestWithParam<KindRow> {};
 
-// A payload that decodes is written back without a line and decodes again to an equal body with
-// an equal hash; one that fails gives its kind and path, after Body's one line.
+// A payload that decodes is written back without a line (that it then decodes to an equal body is
+// in FieldTablesTest.cpp); one that fails gives its kind and path, after Body's one line.
 TEST_P(EveryKind, WritesBackEveryKeyInKeyOrderOrFailsAfterBodysLine) {
   std::optional<Body> decoded;
   const auto captured =
@@ -54,9 +54,6 @@ TEST_P(EveryKind, WritesBackEveryKeyInKeyOrderOrFailsAfterBodysLine) {
   EXPECT_EQ(captured.out, "");
   EXPECT_EQ(decoded->bodyType(), GetParam().kind);
   EXPECT_EQ(JSONEncoder().encode(*decoded), GetParam().expected());
-  const Body again = decodeBody(GetParam().kind, JSONEncoder().encode(*decoded));
-  EXPECT_EQ(again, *decoded);
-  EXPECT_EQ(again.hashValue(), decoded->hashValue());
 }
 
 INSTANTIATE_TEST_SUITE_P(Bodies, EveryKind, testing::ValuesIn(kindRows()));
@@ -77,8 +74,6 @@ TEST(Body, FeedsItsPositionThenItsPayload) {
 
 // Equal payloads make equal bodies only under the same kind; presence and order take part.
 TEST(Body, EqualBodiesFeedTheSameHashInputAndOthersDiffer) {
-  EXPECT_EQ(Body(EmptyBody{}).bodyType(), BodyType::vimeo);
-  EXPECT_EQ(JSONEncoder().encode(EmptyBody{}), "{}");
   test::expectHashClasses<Body>(
       {{Body::action()},
        {Body::app()},

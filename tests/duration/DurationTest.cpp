@@ -10,54 +10,47 @@ namespace {
 
 using C = Calendar::Component;
 
-/// The seven units of a duration, all present: years, months, weeks, days, hours, minutes and
-/// seconds.
-DateComponents duration(const std::array<std::int64_t, 7>& units) {
-  const C order[] = {C::year, C::month, C::weekOfYear, C::day, C::hour, C::minute, C::second};
-  DateComponents components;
-  for (std::size_t i = 0; i < units.size(); ++i) components.setValue(units[i], order[i]);
-  return components;
-}
-
+// The seven units of a duration (years, months, weeks, days, hours, minutes and seconds) give the
+// seconds and the text, which writes every unit, zero or absent; the other components are
+// ignored.
 TEST(DurationConversion, GivesTheSecondsAndTheText) {
   constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
-  // Only the seven duration units count; the other components are ignored.
-  DateComponents outside;
-  for (const C unit : {C::era, C::nanosecond, C::weekday, C::weekdayOrdinal, C::quarter,
-                       C::weekOfMonth, C::yearForWeekOfYear}) {
-    outside.setValue(7, unit);
-  }
-  const std::tuple<DateComponents, double, std::string> rows[] = {
-      {{}, 0.0, "P0Y0M0W0DT0H0M0S"},
-      {outside, 0.0, "P0Y0M0W0DT0H0M0S"},
-      {duration({0, 0, 0, 0, 1, 30, 0}), 5400.0, "P0Y0M0W0DT1H30M0S"},
-      {duration({0, 0, 1, 1, 0, 0, 0}), 691200.0, "P0Y0M1W1DT0H0M0S"},
-      {duration({1, 0, 0, 0, 0, 0, 0}), 31536000.0, "P1Y0M0W0DT0H0M0S"},  // a year of 365 days
-      {duration({0, 0, 0, 1, -1, 0, -1}), 82799.0, "P0Y0M0W1DT-1H0M-1S"},
-      {duration({1, 2, 3, 4, 5, 6, 7}), 38898367.0, "P1Y2M3W4DT5H6M7S"},
-      {duration({0, 0, 0, 0, 0, kMax, -kMax - 1}), 5.441789501744318e+20,
-       "P0Y0M0W0DT0H9223372036854775807M-9223372036854775808S"},
+  const std::pair<std::array<std::int64_t, 7>, double> rows[] = {
+      {{0, 0, 0, 0, 0, 0, 0}, 0.0},
+      {{0, 0, 0, 0, 1, 30, 0}, 5400.0},
+      {{0, 0, 1, 1, 0, 0, 0}, 691200.0},
+      {{1, 0, 0, 0, 0, 0, 0}, 31536000.0},  // a year of 365 days
+      {{0, 0, 0, 1, -1, 0, -1}, 82799.0},
+      {{1, 2, 3, 4, 5, 6, 7}, 38898367.0},
+      {{0, 0, 0, 0, 0, kMax, -kMax - 1}, 5.441789501744318e+20},
       // Each term is the value as a double multiplied by its factors one after another,
       // smallest first; the expected values were computed that way independently, and differ
       // from multiplying by the unit's seconds at once and from the factors in reverse order.
-      {duration({4364700730545789091, 0, 0, 0, 0, 0, 0}), 1.3764520223849198e+26,
-       "P4364700730545789091Y0M0W0DT0H0M0S"},
-      {duration({0, 1945498512052045334, 0, 0, 0, 0, 0}), 5.042732143238901e+24,
-       "P0Y1945498512052045334M0W0DT0H0M0S"},
-      {duration({0, 0, 6426932625873175974, 0, 0, 0, 0}), 3.887008852128096e+24,
-       "P0Y0M6426932625873175974W0DT0H0M0S"},
-      {duration({0, 0, 0, 5461435197160433969, 0, 0, 0}), 4.718680010346614e+23,
-       "P0Y0M0W5461435197160433969DT0H0M0S"},
+      {{4364700730545789091, 0, 0, 0, 0, 0, 0}, 1.3764520223849198e+26},
+      {{0, 1945498512052045334, 0, 0, 0, 0, 0}, 5.042732143238901e+24},
+      {{0, 0, 6426932625873175974, 0, 0, 0, 0}, 3.887008852128096e+24},
+      {{0, 0, 0, 5461435197160433969, 0, 0, 0}, 4.718680010346614e+23},
       // Terms are added from second up to year; from year down the sum is 3.1682707817371255e19.
-      {duration({879777178511, 781277427576, -627044372188, -209361495075, -802188618081,
-                 868086694523, 2313144686868563960}),
-       3.1682707817371247e+19,
-       "P879777178511Y781277427576M-627044372188W-209361495075DT-802188618081H"
-       "868086694523M2313144686868563960S"}};
-  for (const auto& [components, seconds, text] : rows) {
+      {{879777178511, 781277427576, -627044372188, -209361495075, -802188618081, 868086694523,
+        2313144686868563960},
+       3.1682707817371247e+19}};
+  const C units[] = {C::year, C::month, C::weekOfYear, C::day, C::hour, C::minute, C::second};
+  for (const auto& [values, seconds] : rows) {
+    DateComponents components;
+    for (const C unit : {C::era, C::nanosecond, C::weekday, C::weekdayOrdinal, C::quarter,
+                         C::weekOfMonth, C::yearForWeekOfYear}) {
+      components.setValue(7, unit);
+    }
+    std::string text = "P";
+    for (std::size_t i = 0; i < 7; ++i) {
+      components.setValue(values[i], units[i]);
+      text += std::to_string(values[i]) + "YMWDHMS"[i] + (i == 3 ? "T" : "");
+    }
     EXPECT_EQ(toTimeInterval(components), seconds) << text;
-    EXPECT_EQ(toISO8601Duration(components), text) << text;
+    EXPECT_EQ(toISO8601Duration(components), text);
   }
+  EXPECT_EQ(std::pair(toTimeInterval({}), toISO8601Duration({})),
+            std::pair(0.0, std::string("P0Y0M0W0DT0H0M0S")));
 }
 
 /// The duration components that are present, as "day=1 hour=2"; "none" when none is.

@@ -3,17 +3,12 @@
 // every file of the JSON test suite as a member no record reads) both give the same message, the
 // same bytes written back, the same date bits and the same body-type box.
 
-#include <gtest/gtest.h>
-
 #include <bit>
-#include <cstdint>
 #include <filesystem>
-#include <string>
-#include <string_view>
+#include <regex>
 
 #include "CorpusGenerator.hpp"
-#include "support/Capture.hpp"
-#include "tovanel/chat.hpp"
+#include "support/RecordTables.hpp"
 #include "tovanel/chat/export/Envelope.hpp"
 
 namespace tovanel::chat {
@@ -60,50 +55,37 @@ bool agree(std::string_view text) {
 // White space before each colon and after each comma: no key is then where its table expects it,
 // written tight, and each must be found by reading it.
 std::string spacedOut(const std::string& envelope) {
-  std::string spaced;
-  for (std::size_t at = 0; at < envelope.size(); ++at) {
-    spaced += envelope[at];
-    const char next = at + 1 < envelope.size() ? envelope[at + 1] : '\0';
-    if (envelope[at] == '"' && next == ':') spaced += ' ';
-    if (envelope[at] == ',' && next == '"') spaced += '\t';
-  }
-  return spaced;
+  return std::regex_replace(std::regex_replace(envelope, std::regex("\":"), "\" :"),
+                            std::regex(",\""), ",\t\"");
 }
 
-TEST(DirectReader, ReadsTheRoomWholeTightOrSpacedOutButForWhatItMustDecline) {
-  std::size_t accepted = 0, acceptedSpaced = 0;
+// The room, tight and spaced out, read whole but for what it must decline (presence events, whose
+// media hands a kind of its own); and envelopes with bytes that make or break JSON, numbers,
+// escapes and UTF-8 inserted, replaced or taken out anywhere, read alike or declined.
+TEST(DirectReader, ReadsTheRoomWholeAndAgreesOrDeclinesOnMutatedEnvelopes) {
+  std::size_t accepted = 0, acceptedSpaced = 0, acceptedMutated = 0;
   constexpr std::size_t kMessages = 3000;
   for (std::size_t i = 0; i < kMessages; ++i) {
     const std::string envelope = bench::generateEnvelope(2026, i);
     accepted += agree(envelope) ? 1 : 0;
     acceptedSpaced += agree(spacedOut(envelope)) ? 1 : 0;
   }
-  // What it declines there: presence events, whose media hands a kind of its own.
   EXPECT_GE(accepted * 100, kMessages * 99);
   EXPECT_GE(acceptedSpaced * 100, kMessages * 99);
-}
-
-TEST(DirectReader, AgreesOrDeclinesOnMutatedEnvelopes) {
-  // Bytes that make or break JSON, numbers, escapes and UTF-8.
   constexpr std::string_view kBytes[] = {
       "\"", "\\",   "{",    "}",    "[", "]",       ",",   ":",     "0",  "-",   ".",           "e",
       " ",  "\x80", "\xC3", "\x01", "n", "\\u0041", "\\n", "1e400", "-0", "5.0", "\xEF\xBB\xBF"};
-  std::size_t accepted = 0;
   for (std::size_t i = 0; i < 200; ++i) {
     const std::string envelope = bench::generateEnvelope(7, i);
     for (std::size_t step = 0; step < envelope.size(); step += 1 + envelope.size() / 40) {
       for (const std::string_view bytes : kBytes) {
-        std::string inserted = envelope;
-        inserted.insert(step, bytes);
-        std::string replaced = envelope;
-        replaced.replace(step, 1, bytes);
-        accepted += agree(inserted) ? 1 : 0;
-        accepted += agree(replaced) ? 1 : 0;
+        acceptedMutated += agree(std::string(envelope).insert(step, bytes)) ? 1 : 0;
+        acceptedMutated += agree(std::string(envelope).replace(step, 1, bytes)) ? 1 : 0;
       }
-      accepted += agree(std::string(envelope).erase(step, 1)) ? 1 : 0;
+      acceptedMutated += agree(std::string(envelope).erase(step, 1)) ? 1 : 0;
     }
   }
-  EXPECT_GT(accepted, 0u);  // some mutations keep the text readable (a space, a digit)
+  EXPECT_GT(acceptedMutated, 0u);  // some mutations keep the text readable (a space, a digit)
 }
 
 TEST(DirectReader, StepsOverOnlyWhatIsJson) {

@@ -93,7 +93,9 @@ TEST(ChatMessageEquality, EveryFieldTakesPartAndHashesFollow) {
   EXPECT_TRUE(plus == minus && test::hashLine(plus) == test::hashLine(minus));
 }
 
-TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
+// A status is made only from its three raw values, and a kind only from its exact text: not another
+// spelling, nor the text with more around it.
+TEST(RawValue, OnlyTheExactValueNamesACase) {
   const std::pair<std::int64_t, std::optional<MessageSentStatus>> cases[] = {
       {2, MessageSentStatus::failed},
       {3, std::nullopt},
@@ -107,6 +109,12 @@ TEST(MessageSentStatus, IsMadeOnlyFromItsThreeRawValues) {
   EXPECT_EQ(fromRawValue<MessageSentStatus>(std::uint64_t{2}), MessageSentStatus::failed);
   EXPECT_EQ(fromRawValue<MessageSentStatus>(std::numeric_limits<std::uint64_t>::max()),
             std::nullopt);
+  for (const std::string_view text : std::initializer_list<std::string_view>{
+           "", "Room_created", " room_created", "room_created ", "roomCreated",
+           std::string_view("room_created\0", 13)}) {
+    EXPECT_EQ(fromRawValue<InfoType>(text), std::nullopt) << '"' << text << '"';
+  }
+  EXPECT_EQ(fromRawValue<InfoType>("room_created"), InfoType::roomCreated);
 }
 
 }  // namespace

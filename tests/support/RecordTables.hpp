@@ -52,8 +52,7 @@ inline Body decodeBody(BodyType kind, std::string_view json) {
 /// The members of a JSON object, in order: each key with the JSON text of its value.
 using Members = std::vector<std::pair<std::string_view, std::string_view>>;
 
-/// A change to one member: a new value for the key (added at the end when the key is new), or
-/// no value to take the key out.
+/// A change to one of the members: a new value for its key, or no value to take the key out.
 struct MemberEdit {
   std::string_view key;
   std::optional<std::string_view> json;
@@ -64,12 +63,10 @@ inline std::string objectWith(Members members, const std::vector<MemberEdit>& ed
   for (const auto& edit : edits) {
     const auto found = std::find_if(members.begin(), members.end(),
                                     [&](const auto& member) { return member.first == edit.key; });
-    if (!edit.json) {
-      if (found != members.end()) members.erase(found);
-    } else if (found != members.end()) {
+    if (edit.json) {
       found->second = *edit.json;
     } else {
-      members.emplace_back(edit.key, *edit.json);
+      members.erase(found);
     }
   }
   std::string text = "{";
@@ -125,18 +122,12 @@ Outcome<T> decodeCapturing(JSONDecoder& decoder, std::string_view json) {
   return outcome;
 }
 
-/// The same with a prepared decoder.
-template <class T>
-Outcome<T> decodeCapturing(std::string_view json) {
-  JSONDecoder decoder = preparedDecoder();
-  return decodeCapturing<T>(decoder, json);
-}
-
 /// The JSON written back for a T decoded from `json` by a prepared decoder, or the failure; then
 /// whatever was written to standard output on the way, if anything.
 template <class T>
 std::string writtenBack(std::string_view json) {
-  const auto outcome = decodeCapturing<T>(json);
+  JSONDecoder decoder = preparedDecoder();
+  const auto outcome = decodeCapturing<T>(decoder, json);
   return outcome.summary() + (outcome.captured.out.empty() ? "" : "\n" + outcome.captured.out);
 }
 

@@ -3,7 +3,6 @@
 // shell reads them, some text on standard input, and what came out; or a shell command line in
 // which "$TOOL" is the tool; or the same on a terminal of its own.
 
-#include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -53,44 +52,30 @@ inline std::string scratchFile(const std::string& name,
   return path.string();
 }
 
-namespace detail {
-// In a forked child: runs `command` with /bin/sh, TOOL set to the tool.
-[[noreturn]] inline void execShell(const std::string& command) {
-#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
-  setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
-#endif
-  execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
-  _exit(127);
-}
-
-// Runs `command` in a child forked here (not spawned: a spawned child would count this process's
-// memory as its own); returns the wait status.
-inline int runShell(const std::string& command, long& peakKiB) {
-  const pid_t child = fork();
-  if (child == 0) execShell(command);
-  int status = 0;
-  rusage usage{};
-  while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
-  }
-  peakKiB = usage.ru_maxrss;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-}  // namespace detail
-
 /// Runs `command`, a shell command line in which "$TOOL" is the tool, with `input` on standard
-/// input.
+/// input, in a child forked here (not spawned: a spawned child would count this process's memory as
+/// its own).
 inline ToolRun runCommand(const std::string& command, const std::string& input = "") {
   static int runs = 0;
   const std::string base = "run-" + std::to_string(++runs);
   const auto in = scratchFile(base + ".in", input), out = scratchFile(base + ".out"),
              err = scratchFile(base + ".err");
-  ToolRun run{};
-  run.status = detail::runShell(
-      "{ " + command + "\n} <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err),
-      run.peakResidentKiB);
-  run.out = slurp(out);
-  run.err = slurp(err);
-  return run;
+  const std::string line =
+      "{ " + command + "\n} <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err);
+  const pid_t child = fork();
+  if (child == 0) {
+#ifdef TOVANEL_CHAT_TOOL  // absent from a build without the tool
+    setenv("TOOL", TOVANEL_CHAT_TOOL, 1);
+#endif
+    execl("/bin/sh", "sh", "-c", line.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR) {
+  }
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out), slurp(err),
+          usage.ru_maxrss};
 }
 
 /// Runs the tool with `arguments` (as the shell reads them: quote what needs it) and `input` on
@@ -99,34 +84,12 @@ inline ToolRun runTool(const std::string& arguments, const std::string& input = 
   return runCommand("\"$TOOL\" " + arguments, input);
 }
 
-/// Runs `command` as runCommand does, on a terminal of its own (standard input, output and error
-/// alike), with TERM=xterm unless the command sets it; what the terminal showed is `out`.
+/// Runs `command` as runCommand does, on a terminal of its own (the `script` utility's) for
+/// standard input, output and error alike, with TERM=xterm unless the command sets it; what the
+/// terminal showed is `out`, with newlines as written (not as CR LF).
 inline ToolRun runOnTerminal(const std::string& command) {
-  int terminal = -1;
-  ToolRun run{};
-  winsize size{};
-  size.ws_row = 24, size.ws_col = 80;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
-  if (child == 0) {
-    setenv("TERM", "xterm", 1);
-    unsetenv("NO_COLOR");
-    detail::execShell(command);
-  }
-  char buffer[4096];
-  for (;;) {  // until the terminal closes (EIO once the child has gone)
-    const ssize_t got = read(terminal, buffer, sizeof buffer);
-    if (got > 0) {
-      run.out.append(buffer, static_cast<std::size_t>(got));
-    } else if (got == 0 || errno != EINTR) {
-      break;
-    }
-  }
-  close(terminal);
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return run;
+  return runCommand("SHELL=/bin/sh TERM=xterm script -qec " +
+                    quoted("unset NO_COLOR; stty -onlcr; " + command) + " /dev/null");
 }
 
 }  // namespace tovanel::chat::test

@@ -3,6 +3,7 @@
 // how much memory a run takes where input could make it grow.
 
 #include <cstdlib>
+#include <sstream>
 
 #include "support/RecordTables.hpp"
 #include "support/ToolRun.hpp"
@@ -16,8 +17,6 @@ using test::quoted;
 std::string file(const std::string& name, const std::optional<std::string>& content = {}) {
   return quoted(test::scratchFile(name, content));
 }
-
-long lineCount(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
 // How `out` is compared: exactly, or line by line, each line being in the output (or not, when it
 // starts with "!").
@@ -56,28 +55,20 @@ TEST_P(ToolCommands, ExitWithTheirStatusAndPrintWhereTheyShould) {
   }
   const std::string command =
       row.command.starts_with("sh:") ? row.command.substr(3) : "\"$TOOL\" " + row.command;
-  auto run = row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
+  const auto run =
+      row.terminal ? test::runOnTerminal(command) : test::runCommand(command, row.input);
   EXPECT_EQ(run.status, row.status) << run.out << run.err;
-  if (row.terminal) {  // the terminal writes each newline as CR LF
-    for (auto at = run.out.find("\r\n"); at != std::string::npos; at = run.out.find("\r\n", at)) {
-      run.out.erase(at, 1);
-    }
-  }
   if (row.match == Out::exact) {
     EXPECT_EQ(run.out, row.out);
   }
-  for (std::size_t at = 0, end = 0; row.match == Out::eachLine && at < row.out.size();
-       at = end + 1) {
-    end = std::min(row.out.find('\n', at), row.out.size());
-    const auto line = row.out.substr(at, end - at);
-    if (line.starts_with('!')) {
-      EXPECT_EQ(run.out.find(line.substr(1)), std::string::npos) << "present: " << line;
-    } else {
-      EXPECT_NE(run.out.find(line), std::string::npos) << "missing: " << line;
-    }
+  std::istringstream lines(row.match == Out::eachLine ? row.out : "");
+  for (std::string line; std::getline(lines, line);) {
+    const bool absent = line.starts_with('!');
+    EXPECT_EQ(run.out.find(line.substr(absent ? 1 : 0)) == std::string::npos, absent) << line;
   }
   EXPECT_EQ(run.err.rfind(row.errPrefix, 0), 0u) << run.err;
-  EXPECT_EQ(lineCount(run.err), row.errPrefix.empty() ? 0 : 1) << run.err;
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), row.errPrefix.empty() ? 0 : 1)
+      << run.err;
   // A sanitizer's shadow memory and quarantine grow with what the tool allocates and frees.
 #ifndef TOVANEL_SANITIZED
   if (row.growthMiB > 0) {
@@ -102,13 +93,9 @@ std::vector<ToolRow> toolRows() {
   const std::string malformed = quoted(malformedPath);
   const std::string pre = file("pre.json", "{\"text\":\"caf\xC3\xA9\"}");
   const std::string dec = file("dec.json", "{\"text\":\"cafe\xCC\x81\"}");
-  const std::string hiOut = "{\"text\":\"hi\",\"mentions\":[]}\n";
   const std::string added = R"({"recipients":[],"type":"added"})";
   const std::string failing = R"({"type":"joined","recipients":"u1"})";
   const std::string failure = "typeMismatch at recipients: expected an array, found a string\n";
-  const std::string infoLine = "[Body][InfoBody] Can't decode: " + failure;
-  const std::string failingErr =
-      "error: typeMismatch: expected an array, found a string (at recipients)\n";
   const std::string addedFile = file("added.json", added);
   const std::string directory = std::filesystem::path(malformedPath).parent_path().string();
   const std::string folder = quoted(directory);
@@ -156,7 +143,8 @@ std::vector<ToolRow> toolRows() {
   const std::string bigRoom = "yes " + quoted(good) + " | head -n 5000 > " + file("big") + "; ";
 
   std::vector<ToolRow> rows{
-      {"BodyReadsAFile", "body --type text " + text, "", 0, hiOut, ""},
+      {"BodyReadsAFile", "body --type text " + text, "", 0, "{\"text\":\"hi\",\"mentions\":[]}\n",
+       ""},
       // (standard input, with "-" or without a file, is read by the info rows)
       // A failing body prints the library's own line and the error kind.
       {"BodyThatFails", "body --type text", R"({"text":5})", 1,
@@ -186,7 +174,9 @@ std::vector<ToolRow> toolRows() {
        R"({"type":"user_present","media":{"type":"text","body":{"text":"hi"}}})", 0,
        "{\"type\":\"user_present\",\"media\":{\"type\":\"text\",\"body\":{\"text\":\"hi\"}}}\n",
        ""},
-      {"InfoOfAFailingRecordWritesTheEventsLine", "info", failing, 1, infoLine, failingErr},
+      {"InfoOfAFailingRecordWritesTheEventsLine", "info", failing, 1,
+       std::string(test::kInfoLine) + failure,
+       "error: typeMismatch: expected an array, found a string (at recipients)\n"},
       // durations
       {"DurationInSecondsAndWrittenBack", "duration PT4M13S", "", 0, "253\tP0Y0M0W0DT0H4M13S\n",
        ""},

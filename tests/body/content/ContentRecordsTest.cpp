@@ -109,17 +109,16 @@ TEST(ContentRecords, DecodingIntoAUsedRecordGivesWhatAFreshOneGets) {
   EXPECT_EQ(used, from<YoutubeBody>(R"({"id":"y"})"));
 }
 
-TEST(Video, ANotANumberDurationIsNotEqualToItself) {
-  const Video notANumber(std::nullopt, std::nullopt, std::nullopt, std::nan(""));
-  EXPECT_FALSE(notANumber == notANumber);
-}
-
 struct AspectRow {
   std::optional<std::int64_t> width, height;
   std::optional<double> ratio;
 };
 
+// An image's aspect ratio is height over width when both are positive; a video whose duration is
+// not a number is not equal to itself.
 TEST(Image, AspectRatioIsHeightOverWidthWhenBothArePositive) {
+  const Video notANumber(std::nullopt, std::nullopt, std::nullopt, std::nan(""));
+  EXPECT_FALSE(notANumber == notANumber);
   const AspectRow rows[] = {{200, 100, 0.5},
                             {INT64_MAX, 1, 1.0 / 9223372036854775807.0},
                             {0, 100, std::nullopt},

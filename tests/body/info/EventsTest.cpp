@@ -13,8 +13,6 @@ std::string wrap(std::string_view kind, std::string_view rest = {}) {
   return R"({"type":")" + std::string(kind) + "\"" + std::string(rest) + "}";
 }
 
-// ---- the kind picks the record ----
-
 // A record's "type" is read from the key that selected it, so it equals the kind, and is written
 // back (but for the one record without fields).
 TEST(EveryEventKind, PicksTheRecordOfItsPositionWhichHoldsTheKind) {
@@ -25,8 +23,6 @@ TEST(EveryEventKind, PicksTheRecordOfItsPositionWhichHoldsTheKind) {
               kind == InfoType::roomHistoryCleared ? "{}" : wrap(rawValue(kind)));
   }
 }
-
-// ---- diagnostic lines ----
 
 // The kind cannot be read: the error passes unchanged and only Body writes its line. A record
 // fails: its line first, then Body's, both with the record's error. A record that decodes writes
@@ -57,8 +53,6 @@ TEST(EventLines, ComeFromTheRecordThatFailedThenFromBody) {
     }
   }
 }
-
-// ---- each record read on its own ----
 
 template <class T>
 constexpr auto read = &test::writtenBack<T>;
@@ -94,17 +88,10 @@ TEST(EventRecords, ReadBackAsEachRowSays) {
     EXPECT_EQ(row.writtenBack(row.json), row.expected) << row.name;
 }
 
-// ---- the presence event's media and the body-type box ----
-
 // What the box holds before a media item is decoded: no box at all, or a box with or without a
 // kind.
-struct BoxBefore {
-  bool prepared;
-  std::optional<BodyType> kind;
-};
-constexpr BoxBefore kUnprepared{false, std::nullopt};
-constexpr BoxBefore kEmptyBox{true, std::nullopt};
-constexpr BoxBefore kInfoLeftInBox{true, BodyType::info};
+using BoxBefore = std::optional<std::optional<BodyType>>;
+const BoxBefore kUnprepared, kEmptyBox{std::optional<BodyType>()}, kInfoLeftInBox{BodyType::info};
 
 struct MediaRow {
   std::string_view name;
@@ -144,22 +131,17 @@ TEST(MediaItems, KeepWhatCanBeReadLetTheBodysLinesThroughAndLeaveTheirKindInTheB
        "no box"},
       {"not an object", kEmptyBox, R"(["m"])", "typeMismatch", "", "empty"}};
   for (const auto& row : rows) {
-    JSONDecoder decoder =
-        row.before.prepared ? test::preparedDecoder(row.before.kind) : JSONDecoder();
+    JSONDecoder decoder = row.before ? test::preparedDecoder(*row.before) : JSONDecoder();
     const auto outcome = test::decodeCapturing<UserPresentInfoBody::Media>(decoder, row.media);
     EXPECT_EQ(outcome.summary(), row.expected) << row.name;
     EXPECT_EQ(test::lineKinds(outcome.captured), row.lines) << row.name;
     EXPECT_EQ(describeBox(decoder), row.boxAfter) << row.name;
   }
-}
-
-TEST(MediaItems, WithABodyButNoKindWriteTheBodyAlone) {
+  // One with a body but no kind writes the body alone.
   const UserPresentInfoBody::Media media(std::nullopt, std::nullopt,
                                          Body(TextBody("hi", std::nullopt)));
   EXPECT_EQ(JSONEncoder().encode(media), R"({"body":{"text":"hi"}})");
 }
-
-// ---- equality and the hash ----
 
 TEST(EventEquality, TakesTheCaseAndTheRecordsOwnTypeAndTheHashFollows) {
   const auto read = [](std::string_view kind, std::string_view rest = {}) {
