@@ -1,7 +1,8 @@
 // Decoding, encoding, equality and hashing over the generated room export: the floor (simdjson's
 // parse and a walk of every value), ours and the peer (nlohmann::json), each reporting bytes and
 // messages per second. Decoders keep what they decode in a history, as a room does; the decode
-// benchmarks also report the allocations per message and the heap bytes each kept message holds.
+// benchmarks also report the allocations per message, and those into a history the heap bytes each
+// kept message holds.
 
 #include <benchmark/benchmark.h>
 
@@ -23,6 +24,16 @@ void reportRates(benchmark::State& state, std::size_t bytesPerPass, std::size_t 
   state.SetBytesProcessed(static_cast<std::int64_t>(passes * static_cast<double>(bytesPerPass)));
   state.counters["msgs/s"] =
       Counter(passes * static_cast<double>(messagesPerPass), Counter::kIsRate);
+}
+
+// Allocations per message over the timed passes, from the count taken before them.
+void reportAllocations(benchmark::State& state, std::uint64_t allocationsBefore,
+                       std::size_t messagesPerPass) {
+  if (!countsAllocations()) return;
+  const std::uint64_t allocations = allocationCount() - allocationsBefore;
+  state.counters["allocs/msg"] =
+      Counter(static_cast<double>(allocations) /
+              (static_cast<double>(state.iterations()) * static_cast<double>(messagesPerPass)));
 }
 
 // The floor: a simdjson DOM parse and a walk of every value.
@@ -56,7 +67,7 @@ void decodeIntoHistory(benchmark::State& state, Pass pass) {
     state.ResumeTiming();
     pass(input, history);
   }
-  const std::uint64_t allocations = allocationCount() - allocationsBefore;
+  reportAllocations(state, allocationsBefore, messages);
   reportRates(state, input.text.size(), messages);
 
   // What the last pass's history holds: its heap bytes and its slots in the vector.
@@ -67,11 +78,6 @@ void decodeIntoHistory(benchmark::State& state, Pass pass) {
   const double keptBytes =
       static_cast<double>(heldOnHeap) + static_cast<double>(messages * sizeof(Message));
   state.counters["B/msg"] = Counter(keptBytes / static_cast<double>(messages));
-  if (countsAllocations()) {
-    state.counters["allocs/msg"] =
-        Counter(static_cast<double>(allocations) /
-                static_cast<double>(static_cast<std::size_t>(state.iterations()) * messages));
-  }
 }
 
 // `direct` off: the parser-based decoding alone. The share of the corpus that the direct reader
@@ -93,7 +99,9 @@ void BM_DecodeOurs(benchmark::State& state, bool direct) {
 void BM_DecodeFresh(benchmark::State& state) {
   JSONDecoder decoder = makeDecoder();
   const Corpus& input = corpus(roomMix());
+  const std::uint64_t allocationsBefore = allocationCount();
   for (auto _ : state) benchmark::DoNotOptimize(freshPass(decoder, input));
+  reportAllocations(state, allocationsBefore, input.lines.size());
   reportRates(state, input.text.size(), input.lines.size());
 }
 
@@ -101,19 +109,23 @@ void BM_DecodeFresh(benchmark::State& state) {
 void BM_DecodeReused(benchmark::State& state) {
   JSONDecoder decoder = makeDecoder();
   const Corpus& input = corpus(roomMix());
+  const std::uint64_t allocationsBefore = allocationCount();
   for (auto _ : state) benchmark::DoNotOptimize(reusePass(decoder, input));
+  reportAllocations(state, allocationsBefore, input.lines.size());
   reportRates(state, input.text.size(), input.lines.size());
 }
 
 // What the check command does, in memory: blocks read, each envelope decoded into one message.
 void BM_CheckReader(benchmark::State& state) {
   const Corpus& input = corpus(roomMix());
+  const std::uint64_t allocationsBefore = allocationCount();
   for (auto _ : state) {
     if (checkPass(input) != input.lines.size()) {
       state.SkipWithError("an envelope of the corpus did not decode");
       return;
     }
   }
+  reportAllocations(state, allocationsBefore, input.lines.size());
   reportRates(state, input.text.size(), input.lines.size());
 }
 
