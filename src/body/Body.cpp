@@ -7,9 +7,9 @@
 #include <memory>
 
 #include "body/DiagnosticLine.hpp"
-#include "tovanel/chat/coding/Codec.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/body/info/InfoBody.hpp"
+#include "tovanel/chat/coding/Codec.hpp"
 #include "tovanel/chat/coding/DirectReader.hpp"
 
 namespace tovanel::chat {
@@ -34,8 +34,17 @@ struct BodyPayloadOps {
       return coding::direct::readValue(
           cursor, const_cast<Box*>(static_cast<const Box*>(out.header()))->value);
     }
-    auto box = std::make_unique<Box>(T::kind, coding::Access::construct<T>());
-    if (!coding::direct::readValue(cursor, box->value)) return false;
+    // Otherwise into the payload of this kind that the decoder kept, or a new one; the payload
+    // the body gives up is kept in turn.
+    constexpr std::size_t slot = position(T::kind);
+    std::unique_ptr<Box> box(
+        static_cast<Box*>(static_cast<detail::BodyPayloadHeader*>(cursor.takeSpare(slot))));
+    if (!box) box = std::make_unique<Box>(T::kind, coding::Access::construct<T>());
+    if (!coding::direct::readValue(cursor, box->value)) {
+      cursor.setAside(slot, static_cast<detail::BodyPayloadHeader*>(box.release()), &destroy);
+      return false;
+    }
+    out.setAside(cursor);
     out = Body(static_cast<const detail::BodyPayloadHeader*>(box.release()));
     return true;
   }
@@ -51,8 +60,9 @@ struct BodyPayloadOps {
   static void hashRef(const detail::BodyPayloadHeader* header, HasherRef& hasher) {
     payload(header).hashInto(hasher);
   }
-  static void destroy(const detail::BodyPayloadHeader* header) {
-    delete static_cast<const Box*>(header);
+  // Of a header, as void* for the decoder's spare payloads.
+  static void destroy(void* header) noexcept {
+    delete static_cast<Box*>(static_cast<detail::BodyPayloadHeader*>(header));
   }
 };
 
@@ -65,7 +75,7 @@ struct PayloadOps {
   bool (*equal)(const detail::BodyPayloadHeader*, const detail::BodyPayloadHeader*) = nullptr;
   void (*hash)(const detail::BodyPayloadHeader*, Hasher&) = nullptr;
   void (*hashRef)(const detail::BodyPayloadHeader*, HasherRef&) = nullptr;
-  void (*destroy)(const detail::BodyPayloadHeader*) = nullptr;
+  void (*destroy)(void*) noexcept = nullptr;
 };
 
 // Payloads without fields are kept inline, like the kinds without a payload.
@@ -111,9 +121,17 @@ void Body::release() noexcept {
   if (isInline()) return;
   const auto* payload = header();
   if (payload->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-    opsOf(payload->kind).destroy(payload);
+    opsOf(payload->kind).destroy(const_cast<detail::BodyPayloadHeader*>(payload));
   }
   bits_ = 0;
+}
+
+void Body::setAside(coding::direct::Cursor& cursor) noexcept {
+  if (isInline() || header()->references.load(std::memory_order_acquire) != 1) return;
+  const BodyType kind = header()->kind;
+  cursor.setAside(position(kind), const_cast<detail::BodyPayloadHeader*>(header()),
+                  opsOf(kind).destroy);
+  bits_ = 0;  // as release() leaves it
 }
 
 coding::Status Body::tryDecode(const Decoder& decoder, Body& out) {

@@ -15,6 +15,7 @@ static_assert(simdjson::SIMDJSON_VERSION_MAJOR == 3,
 #include <cmath>
 #include <cstring>
 
+#include "coding/SparePayloads.hpp"
 #include "coding/Text.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
 
@@ -613,7 +614,10 @@ bool coding::detail::isValidUtf8(std::string_view text) noexcept {
 struct JSONDecoder::Parser {
   simdjson::dom::parser parser;
   coding::detail::Document document;
+  coding::direct::SparePayloads spares;
 };
+
+coding::direct::SparePayloads& JSONDecoder::spares() const noexcept { return parser_->spares; }
 
 JSONDecoder::JSONDecoder() : parser_(std::make_unique<Parser>()) {}
 JSONDecoder::~JSONDecoder() = default;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "coding/SparePayloads.hpp"
 #include "coding/Text.hpp"
 #include "tovanel/chat/body/BodyTypeBox.hpp"
 #include "tovanel/chat/coding/JSONDecoder.hpp"
@@ -567,6 +568,18 @@ bool Cursor::handKind(BodyType kind) noexcept {
 
 void Cursor::undoHandOff() noexcept {
   if (handedKind_) box()->value = kindBefore_;
+}
+
+void* Cursor::takeSpare(std::size_t slot) noexcept {
+  return slot < SparePayloads::kSlots ? owner_.spares().take(slot) : nullptr;
+}
+
+void Cursor::setAside(std::size_t slot, void* payload, void (*destroy)(void*) noexcept) noexcept {
+  if (slot < SparePayloads::kSlots) {
+    owner_.spares().keep(slot, payload, destroy);
+  } else {
+    destroy(payload);
+  }
 }
 
 }  // namespace tovanel::chat::coding::direct

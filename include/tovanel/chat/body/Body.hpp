@@ -137,7 +137,8 @@ class TOVANEL_CHAT_API Body {
   static coding::Status tryDecode(const Decoder& decoder, BodyType kind, Body& out);
 
   /// The direct reader's reading of a body of the kind handed over (coding/DirectReader.hpp):
-  /// false to decline. A payload that no other body shares is read again in place.
+  /// false to decline. A payload that no other body shares is read again in place, or, for a
+  /// body of another kind, kept by the decoder for the next body of its kind.
   static bool readDirect(coding::direct::Cursor& cursor, Body& out);
 
   /// Writes the payload at the encoder's place; the payload-less kinds and vimeo write nothing.
@@ -183,6 +184,9 @@ class TOVANEL_CHAT_API Body {
     if (!isInline()) header()->references.fetch_add(1, std::memory_order_relaxed);
   }
   void release() noexcept;
+  // Hands a payload that no other body shares to the direct reader's decoder, to be read into
+  // again by the next body of its kind; otherwise leaves the body as it is.
+  void setAside(coding::direct::Cursor& cursor) noexcept;
   void hashPayload(Hasher& hasher) const;
   void hashPayload(HasherRef& hasher) const;
 

@@ -30,7 +30,10 @@
 #include "tovanel/chat/coding/Record.hpp"
 
 namespace tovanel::chat {
+class Body;
 class JSONDecoder;
+template <class T>
+struct BodyPayloadOps;
 }  // namespace tovanel::chat
 
 namespace tovanel::chat::coding::direct {
@@ -65,7 +68,8 @@ struct KeyPattern {
 };
 
 /// The forward pass over one text. Every reading call returns false to decline; after that the
-/// cursor is not read again.
+/// cursor is not read again. The steps taken between every two values are forced inline: the
+/// walk of a table calls them once per field.
 class TOVANEL_CHAT_API Cursor {
  public:
   Cursor(const JSONDecoder& owner, std::string_view text) noexcept;
@@ -84,7 +88,7 @@ class TOVANEL_CHAT_API Cursor {
   bool key(std::string_view& out, std::uint64_t& prefix) noexcept;
   /// Steps over the key and colon of `pattern` when the text holds them there exactly; false
   /// (nothing read) otherwise, for key() to read what is there.
-  bool expectKey(const KeyPattern& pattern) noexcept {
+  [[gnu::always_inline]] bool expectKey(const KeyPattern& pattern) noexcept {
     if (pattern.size == 0 || end_ - at_ < 24) return false;
     std::uint64_t words[3];
     std::memcpy(words, at_, sizeof words);
@@ -97,11 +101,11 @@ class TOVANEL_CHAT_API Cursor {
     return true;
   }
   /// After a member: true in `more` for a comma, false for the closing brace.
-  bool nextMember(bool& more) noexcept { return nextOrClose('}', more); }
+  [[gnu::always_inline]] bool nextMember(bool& more) noexcept { return nextOrClose('}', more); }
   /// After an element: true in `more` for a comma, false for the closing bracket.
-  bool nextElement(bool& more) noexcept { return nextOrClose(']', more); }
+  [[gnu::always_inline]] bool nextElement(bool& more) noexcept { return nextOrClose(']', more); }
   /// Steps over `null` when the next value is null.
-  bool null() noexcept {
+  [[gnu::always_inline]] bool null() noexcept {
     // Most values read here are not null and follow their colon at once: no call for them.
     if (at_ != end_ && *at_ > ' ' && *at_ != 'n') return false;
     return nullAfterSpace();
@@ -141,11 +145,21 @@ class TOVANEL_CHAT_API Cursor {
   bool kindPending = false;
 
  private:
+  friend class tovanel::chat::Body;
+  template <class T>
+  friend struct tovanel::chat::BodyPayloadOps;
+
+  // The decoder's payload kept in `slot` (a body kind's position), now the caller's; null for
+  // none.
+  void* takeSpare(std::size_t slot) noexcept;
+  // Hands `payload`, which nothing else refers to, to the decoder to keep in `slot`.
+  void setAside(std::size_t slot, void* payload, void (*destroy)(void*) noexcept) noexcept;
+
   bool begin(char open, char close, bool& empty) noexcept;
   bool nullAfterSpace() noexcept;
   bool next(char close, bool& more) noexcept;
   // A comma right after the value, the most frequent case, without a call.
-  bool nextOrClose(char close, bool& more) noexcept {
+  [[gnu::always_inline]] bool nextOrClose(char close, bool& more) noexcept {
     if (at_ != end_ && *at_ == ',') {
       ++at_;
       more = true;

@@ -37,6 +37,10 @@
 
 namespace tovanel::chat {
 
+namespace coding::direct {
+class SparePayloads;
+}  // namespace coding::direct
+
 /// Receives the library's diagnostic lines, one whole line per call, its newline included.
 using DiagnosticSink = std::function<void(std::string_view line)>;
 
@@ -65,9 +69,11 @@ class TOVANEL_CHAT_API JSONDecoder {
 
   JSONDecoder();
   ~JSONDecoder();
-  /// Takes over the other decoder's parser, user information and strategy.
+  /// Takes over the other decoder's parser, user information and strategy. The other is left to
+  /// be assigned to or destroyed: it decodes nothing.
   JSONDecoder(JSONDecoder&&) noexcept;
-  /// Takes over the other decoder's parser, user information and strategy.
+  /// Takes over the other decoder's parser, user information and strategy. The other is left to
+  /// be assigned to or destroyed: it decodes nothing.
   JSONDecoder& operator=(JSONDecoder&&) noexcept;
 
   /// Seen, as the same objects, by every decoder of a run.
@@ -114,7 +120,9 @@ class TOVANEL_CHAT_API JSONDecoder {
   }
 
   /// Decodes a T from JSON text into `out`, reusing what it holds (its strings' and lists'
-  /// storage) where the direct reader reads it. On failure `out` is left valid but unspecified.
+  /// storage) where the direct reader reads it. A body payload that `out` gives up for one of
+  /// another kind is kept by the decoder, one per kind, for the next body of its kind. On failure
+  /// `out` is left valid but unspecified.
   template <class T>
   void decodeInto(std::string_view json, T& out) {
     if constexpr (coding::direct::readable<T>()) {
@@ -138,8 +146,12 @@ class TOVANEL_CHAT_API JSONDecoder {
   }
 
  private:
+  friend class coding::direct::Cursor;
+
   /// `padded`: the text has kTextPadding readable bytes past its end.
   Decoder parse(std::string_view json, bool padded = false);
+  /// The payloads kept for the direct reader (one decode at a time, so one reader at a time).
+  coding::direct::SparePayloads& spares() const noexcept;
 
   struct Parser;
   std::unique_ptr<Parser> parser_;
