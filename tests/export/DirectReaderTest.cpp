@@ -118,5 +118,32 @@ TEST(DirectReader, StepsOverOnlyWhatIsJson) {
       agree(head.substr(0, head.size() - 1) + R"(,"unread":[[],{},[{}],{"a":[]},1e+5,2E-3]})"));
 }
 
+TEST(DirectReader, ReadsIntegersOfEveryLength) {
+  // Integers of 1 to 20 digits, with and without a sign, followed at once by the closing brace or
+  // by a space: it accepts those of at most 18 digits that JSON allows (no leading zero) but -0,
+  // and agrees on each. Those shorter than eight digits are read within one word, the others
+  // digit by digit.
+  const std::string envelope = bench::generateEnvelope(2026, 0);
+  const std::regex count("\"followingCount\":[0-9]+");
+  ASSERT_TRUE(std::regex_search(envelope, count));
+  ASSERT_TRUE(agree(envelope));
+  for (std::size_t digits = 1; digits <= 20; ++digits) {
+    for (const char first : {'1', '9', '0'}) {
+      std::string number(1, first);
+      for (std::size_t i = 1; i < digits; ++i)
+        number += static_cast<char>('0' + (i * 7 + digits) % 10);
+      for (const std::string sign : {"", "-"}) {
+        for (const std::string after : {"", " "}) {
+          const std::string text =
+              std::regex_replace(envelope, count, "\"followingCount\":" + sign + number + after);
+          const bool plain =
+              digits <= 18 && !(first == '0' && digits > 1) && !(sign == "-" && number == "0");
+          EXPECT_EQ(agree(text), plain) << text;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tovanel::chat
