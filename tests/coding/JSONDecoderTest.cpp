@@ -192,8 +192,10 @@ const std::vector<LimitRow> kLimitRows{
     {"BeyondTheLastCodePoint", "[\"\xF4\x90\x80\x80\"]", "(first malformed byte at byte offset 2)"},
     {"StrayContinuationByteOutsideAString", "[1,\x80]", "(first malformed byte at byte offset 3)"},
     {"StrayContinuationByteFirst", "\x80", "(first malformed byte at byte offset 0)"},
-    {"OffsetCountsTheBytesOfCharactersBefore", "[\"\xC3\xA9\", \"\xE2\x82\xAC\x80\"]",
-     "(first malformed byte at byte offset 11)"},
+    {"OffsetCountsTheBytesOfCharactersBefore",
+     "[\"\xC3\xA9\", \"\xF0\x9F\x98\x80\xE2\x82\xAC\x80\"]",
+     "(first malformed byte at byte offset 15)"},
+    {"EncodedSurrogate", "[\"\xED\xA0\x80\"]", "(first malformed byte at byte offset 2)"},
     {"OffsetsCountFromAfterTheByteOrderMark", "\xEF\xBB\xBF[\x80]", "at byte offset 1)"},
     // control characters
     {"RawNulInAString", std::string("\"a\0b\"", 5),

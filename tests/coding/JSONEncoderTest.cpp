@@ -222,6 +222,9 @@ TEST(EncoderOutput, WhatCannotBeWrittenFailsAtItsPlaceAndLeavesTheOutputAsItWas)
       ADD_FAILURE() << "row " << i << " was written: " << out;
     } catch (const EncodingError& error) {
       EXPECT_EQ(describe(error.codingPath()), i < rows.size() ? rows[i].second : "[0]") << i;
+      for (const CodingKey& step : error.codingPath()) {
+        EXPECT_TRUE(step.intValue || !step.stringValue.empty()) << i;  // no step left unnamed
+      }
     }
     EXPECT_EQ(out, "kept") << i;
   }

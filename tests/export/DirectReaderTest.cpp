@@ -118,6 +118,17 @@ TEST(DirectReader, StepsOverOnlyWhatIsJson) {
       agree(head.substr(0, head.size() - 1) + R"(,"unread":[[],{},[{}],{"a":[]},1e+5,2E-3]})"));
 }
 
+TEST(DirectReader, DeclinesTextBeyondTheDecodersSizeLimit) {
+  const std::string envelope = bench::generateEnvelope(2026, 0);
+  JSONDecoder decoder = exports::makeEnvelopeDecoder();
+  prepareForBodyDecoding(decoder);
+  ChatMessage message = exports::emptyMessage();
+  decoder.maximumDocumentSize = envelope.size();
+  EXPECT_TRUE(exports::readEnvelopeDirectly(decoder, envelope, message));
+  decoder.maximumDocumentSize = envelope.size() - 1;  // the parser refuses it, unread
+  EXPECT_FALSE(exports::readEnvelopeDirectly(decoder, envelope, message));
+}
+
 TEST(DirectReader, ReadsIntegersOfEveryLength) {
   // Integers of 1 to 20 digits, with and without a sign, followed at once by the closing brace or
   // by a space: it accepts those of at most 18 digits that JSON allows (no leading zero) but -0,
