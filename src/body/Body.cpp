@@ -28,8 +28,7 @@ struct BodyPayloadOps {
     return {};
   }
   static bool readDirect(coding::direct::Cursor& cursor, Body& out) {
-    if (!out.isInline() && out.header()->kind == T::kind &&
-        out.header()->references.load(std::memory_order_acquire) == 1) {
+    if (out.holdsUnsharedPayload() && out.header()->kind == T::kind) {
       // No other body shares the payload: it is read again where it is.
       return coding::direct::readValue(
           cursor, const_cast<Box*>(static_cast<const Box*>(out.header()))->value);
@@ -127,7 +126,7 @@ void Body::release() noexcept {
 }
 
 void Body::setAside(coding::direct::Cursor& cursor) noexcept {
-  if (isInline() || header()->references.load(std::memory_order_acquire) != 1) return;
+  if (!holdsUnsharedPayload()) return;
   const BodyType kind = header()->kind;
   cursor.setAside(position(kind), const_cast<detail::BodyPayloadHeader*>(header()),
                   opsOf(kind).destroy);

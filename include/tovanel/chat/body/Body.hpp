@@ -183,6 +183,10 @@ class TOVANEL_CHAT_API Body {
   void retain() const noexcept {
     if (!isInline()) header()->references.fetch_add(1, std::memory_order_relaxed);
   }
+  // A payload that no other body shares: the direct reader may read into it again.
+  bool holdsUnsharedPayload() const noexcept {
+    return !isInline() && header()->references.load(std::memory_order_acquire) == 1;
+  }
   void release() noexcept;
   // Hands a payload that no other body shares to the direct reader's decoder, to be read into
   // again by the next body of its kind; otherwise leaves the body as it is.
